@@ -1,0 +1,40 @@
+#pragma once
+
+#include "history/Day.h"
+#include "json/Json.h"
+#include "time/Instant.h"
+
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace vitrek {
+
+class Calendar;
+
+// The day-by-day record: at most one Day per id, in ascending id (chronological) order.
+struct History {
+    std::vector<Day> days;
+
+    // The key of the calendar day that contains `date`: "%04d-%02d-%02d".
+    static std::string dayID(Instant date, const Calendar& calendar);
+    // The start of the day a key names (unpadded numbers are accepted); absent when the key is malformed.
+    static std::optional<Instant> date(std::string_view id, const Calendar& calendar);
+
+    // Inserts or replaces the record for day.id, keeping the list sorted and only the newest `keep` days.
+    void record(Day day, int keep);
+    // Consecutive recorded days ending today, or yesterday while today has no record yet.
+    int streak(Instant today, const Calendar& calendar) const;
+    // The age gap recorded 7 days before `now` (or 6 or 8 when there is none); absent when none of them has one.
+    std::optional<double> ageGap(Instant now, const Calendar& calendar) const;
+
+    bool operator==(const History&) const = default;
+};
+
+// {"days": [Day…]}; the key is required.
+nlohmann::json toJson(const History& history);
+template <>
+std::optional<History> fromJson<History>(const nlohmann::json& json);
+
+} // namespace vitrek

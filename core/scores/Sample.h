@@ -1,0 +1,22 @@
+#pragma once
+
+#include "json/Json.h"
+#include "readings/Heat.h"
+#include "time/Instant.h"
+
+namespace vitrek {
+
+// The processor load over the last interval and the thermal level, recorded once a minute.
+struct Sample {
+    Instant date;
+    double load = 0; // 0…1 of all processors
+    Heat heat = Heat::cool;
+    bool operator==(const Sample&) const = default;
+};
+
+// {"date": seconds since 2001-01-01 UTC, "load": number, "heat": 0…3}; all three keys are required.
+nlohmann::json toJson(const Sample& sample);
+template <>
+std::optional<Sample> fromJson<Sample>(const nlohmann::json& json);
+
+} // namespace vitrek

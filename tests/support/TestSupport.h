@@ -1,0 +1,27 @@
+#pragma once
+
+#include "time/Calendar.h"
+#include "time/Instant.h"
+
+#include <string>
+#include <string_view>
+
+namespace vitrek::test {
+
+// The calendar of a named zone; fails the test (and returns UTC) when the zone is unknown.
+Calendar zone(std::string_view name);
+inline Calendar berlin() { return zone("Europe/Berlin"); }
+inline Calendar newYork() { return zone("America/New_York"); }
+
+// An instant from an ISO 8601 text with an explicit offset, "2025-03-30T01:30:00+01:00" or "…Z";
+// fractional seconds are allowed. Aborts the test on a malformed text.
+Instant at(std::string_view iso);
+
+// The wall-clock instant year-month-day hour:minute:second in a zone (the first when it occurs twice).
+Instant local(const Calendar& calendar, int year, int month, int day, int hour = 0, int minute = 0,
+              int second = 0);
+
+// The contents of a file under tests/data.
+std::string readTestData(std::string_view relativePath);
+
+} // namespace vitrek::test
