@@ -21,8 +21,8 @@ struct Day {
 
 // {"id", "recovery", "strain", "rest", "stress", "ageGap"}; the optional members are written only when
 // present and read as absent when missing or null. A wrongly typed value fails the decoding.
-nlohmann::json toJson(const Day& day);
+Json toJson(const Day& day);
 template <>
-std::optional<Day> fromJson<Day>(const nlohmann::json& json);
+std::optional<Day> fromJson<Day>(const Json& json);
 
 } // namespace vitrek

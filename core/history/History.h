@@ -33,8 +33,8 @@ struct History {
 };
 
 // {"days": [Day…]}; the key is required.
-nlohmann::json toJson(const History& history);
+Json toJson(const History& history);
 template <>
-std::optional<History> fromJson<History>(const nlohmann::json& json);
+std::optional<History> fromJson<History>(const Json& json);
 
 } // namespace vitrek

@@ -41,11 +41,11 @@ struct Reading {
 
 // JSON forms with the field names as keys; dates as seconds since 2001-01-01 UTC. "battery", "health" and
 // "cycles" are omitted when absent and optional on decoding; every other key is required.
-nlohmann::json toJson(const BatteryInfo& battery);
-nlohmann::json toJson(const Reading& reading);
+Json toJson(const BatteryInfo& battery);
+Json toJson(const Reading& reading);
 template <>
-std::optional<BatteryInfo> fromJson<BatteryInfo>(const nlohmann::json& json);
+std::optional<BatteryInfo> fromJson<BatteryInfo>(const Json& json);
 template <>
-std::optional<Reading> fromJson<Reading>(const nlohmann::json& json);
+std::optional<Reading> fromJson<Reading>(const Json& json);
 
 } // namespace vitrek

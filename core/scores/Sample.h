@@ -15,8 +15,8 @@ struct Sample {
 };
 
 // {"date": seconds since 2001-01-01 UTC, "load": number, "heat": 0…3}; all three keys are required.
-nlohmann::json toJson(const Sample& sample);
+Json toJson(const Sample& sample);
 template <>
-std::optional<Sample> fromJson<Sample>(const nlohmann::json& json);
+std::optional<Sample> fromJson<Sample>(const Json& json);
 
 } // namespace vitrek

@@ -1,0 +1,74 @@
+#include "scores/Coach.h"
+
+#include "scores/Rounding.h"
+#include "scores/VFmt.h"
+
+#include <algorithm>
+#include <cctype>
+
+namespace vitrek::Coach {
+
+namespace {
+
+std::string lowercased(std::string_view text) {
+    std::string result(text);
+    std::transform(result.begin(), result.end(), result.begin(),
+                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+    return result;
+}
+
+std::string tipFor(const Factor& factor, const Reading& reading, std::optional<int> wakes) {
+    switch (factor.kind) {
+    case Factor::Kind::battery:
+        return "Battery health is " + factor.value +
+               ". Keep Optimized Battery Charging on in Battery settings to slow the wear.";
+    case Factor::Kind::storage: {
+        const auto freePercent =
+            reading.totalBytes < 1 ? 100
+                                   : roundHalfAway(static_cast<double>(reading.freeBytes) /
+                                                   static_cast<double>(reading.totalBytes) * 100);
+        return "Only " + std::to_string(freePercent) +
+               "% of your disk is free, which slows updates and builds. Caches and old downloads are the "
+               "easy wins.";
+    }
+    case Factor::Kind::memory:
+        return "Memory is tight. Quit apps you're not using, especially browsers with many tabs.";
+    case Factor::Kind::heat:
+        return "Your Mac is running " + lowercased(title(reading.heat)) +
+               ". Give it some air, or check which app is keeping it busy.";
+    case Factor::Kind::uptime:
+        return "Restart tonight. It's been " + VFmt::uptime(reading.uptime()) +
+               ", and a fresh start clears memory and pending updates.";
+    case Factor::Kind::rest:
+        if (!wakes || *wakes < 1) {
+            return "Your Mac didn't rest well last night. Close the lid or let it sleep when you're done.";
+        }
+        return "Your Mac woke " + std::to_string(*wakes) +
+               " times last night. Turn off Wake for network access if you don't need it.";
+    }
+    return {};
+}
+
+} // namespace
+
+std::string tip(const std::vector<Factor>& factors, int /*recovery*/, const Reading& reading,
+                std::optional<int> wakes) {
+    const Factor* costliest = nullptr;
+    double highestCost = 0;
+    for (const auto& factor : factors) {
+        if (factor.score >= kGoodFraction) {
+            continue;
+        }
+        const double cost = (1 - factor.score) * factor.weight;
+        if (costliest == nullptr || cost > highestCost) {
+            costliest = &factor;
+            highestCost = cost;
+        }
+    }
+    if (costliest == nullptr) {
+        return "Everything looks good. Your Mac is ready for a heavy day.";
+    }
+    return tipFor(*costliest, reading, wakes);
+}
+
+} // namespace vitrek::Coach
