@@ -5,8 +5,10 @@
 
 #include <algorithm>
 #include <charconv>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <limits>
 #include <set>
 
 namespace vitrek {
@@ -14,14 +16,14 @@ namespace vitrek {
 namespace {
 
 // A piece of a day key as a base-10 integer with an optional sign; absent when it is anything else.
-std::optional<int> keyNumber(std::string_view piece) {
+std::optional<std::int64_t> keyNumber(std::string_view piece) {
     if (!piece.empty() && piece.front() == '+') {
         piece.remove_prefix(1);
         if (!piece.empty() && piece.front() == '-') {
             return std::nullopt;
         }
     }
-    int value = 0;
+    std::int64_t value = 0;
     const auto [end, error] = std::from_chars(piece.data(), piece.data() + piece.size(), value);
     if (error != std::errc{} || end != piece.data() + piece.size() || piece.empty()) {
         return std::nullopt;
@@ -39,7 +41,7 @@ std::string History::dayID(Instant date, const Calendar& calendar) {
 }
 
 std::optional<Instant> History::date(std::string_view id, const Calendar& calendar) {
-    std::vector<int> numbers;
+    std::vector<std::int64_t> numbers;
     std::size_t position = 0;
     while (position <= id.size()) {
         const auto hyphen = std::min(id.find('-', position), id.size());
@@ -54,7 +56,14 @@ std::optional<Instant> History::date(std::string_view id, const Calendar& calend
     if (numbers.size() != 3) {
         return std::nullopt;
     }
-    return calendar.date(numbers[0], numbers[1], numbers[2]);
+    constexpr auto fitsInt = [](std::int64_t number) {
+        return number >= std::numeric_limits<int>::min() && number <= std::numeric_limits<int>::max();
+    };
+    if (!std::ranges::all_of(numbers, fitsInt)) {
+        return std::nullopt;
+    }
+    return calendar.date(static_cast<int>(numbers[0]), static_cast<int>(numbers[1]),
+                         static_cast<int>(numbers[2]));
 }
 
 void History::record(Day day, int keep) {
