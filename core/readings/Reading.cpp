@@ -2,6 +2,8 @@
 
 #include "json/JsonFields.h"
 
+#include <algorithm>
+
 namespace vitrek {
 
 double Reading::freeShare() const {
