@@ -12,8 +12,8 @@
 namespace vitrek {
 namespace {
 
-const Reading kLaptop(test::at("2001-01-01T01:00:00.5Z"), "Mac", BatteryInfo{0.87, {}, 64, true}, 250, 1000,
-                      Pressure::critical, 0, Heat::critical, test::at("2001-01-01T00:00:00Z"));
+const Reading kLaptop{test::at("2001-01-01T01:00:00.5Z"), "Mac", BatteryInfo{0.87, {}, 64, true}, 250, 1000,
+                      Pressure::critical, 0, Heat::critical, test::at("2001-01-01T00:00:00Z")};
 
 TEST(ReadingTest, UnknownVolumesCountAsFreeAndOutOfRangeInputsFallBack) {
     Reading reading;

@@ -24,7 +24,7 @@ MacAge estimate(double real, std::optional<BatteryInfo> battery = {}, std::int64
         const auto strain = i < strains.size() && strains[i] >= 0 ? std::optional(strains[i]) : std::nullopt;
         history.days.push_back(Day{"", static_cast<int>(recoveries[i]), strain, {}, {}, {}});
     }
-    const Reading reading(kNow, "", battery, free, total, Pressure::normal, 0, {}, kNow - Seconds{uptime});
+    const Reading reading{kNow, "", battery, free, total, Pressure::normal, 0, {}, kNow - Seconds{uptime}};
     return Age::estimate(reading, kNow - Seconds{real * 31'557'600}, MacAge::Source::setUp, history, kNow);
 }
 

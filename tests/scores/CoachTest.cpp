@@ -12,8 +12,8 @@ namespace {
 using enum Factor::Kind;
 
 // 12.5 % free, very hot and up a day: numbers the tips take from the reading.
-const Reading kLaptop(test::at("2025-03-04T07:12:00Z"), "", BatteryInfo{0.95, 312, 80, false}, 125, 1000,
-                      Pressure::warning, 0, Heat::critical, test::at("2025-03-03T04:12:00Z"));
+const Reading kLaptop{test::at("2025-03-04T07:12:00Z"), "", BatteryInfo{0.95, 312, 80, false}, 125, 1000,
+                      Pressure::warning, 0, Heat::critical, test::at("2025-03-03T04:12:00Z")};
 // A factor scored `s` out of weight `w`, showing 78 %.
 const auto f = [](auto kind, double s = 0.3, double w = 10) { return Factor{kind, "", "78%", "", s, w}; };
 

@@ -6,8 +6,8 @@ namespace vitrek {
 namespace {
 
 // Every vital right at the edge of its range; the rounded texts sit on the limits.
-const Reading kEdge({}, "", BatteryInfo{0.8, {}, 0, false}, 1000, 10'000, Pressure::normal, 7'999'999'999,
-                    Heat::warm, {});
+const Reading kEdge{{}, "", BatteryInfo{0.8, {}, 0, false}, 1000, 10'000, Pressure::normal, 7'999'999'999,
+                    Heat::warm, {}};
 
 // "value in; " or "value out; " for each vital in turn.
 std::string summary(const Reading& reading) {
@@ -29,12 +29,12 @@ TEST(HealthMonitorTest, VitalsAtTheEdgesOfTheirRangesAreStillIn) {
 }
 
 TEST(HealthMonitorTest, JustPastTheEdgesVitalsAreOutThoughTheirRoundedTextsMatch) {
-    const Reading past({}, "", BatteryInfo{0.795, {}, 0, false}, 996, 10'000, Pressure::warning,
-                       8'000'000'000, Heat::hot, {});
+    const Reading past{{}, "", BatteryInfo{0.795, {}, 0, false}, 996, 10'000, Pressure::warning,
+                       8'000'000'000, Heat::hot, {}};
     EXPECT_EQ(summary(past), "Tight out; 8.0 GB out; Hot out; 10% free out; 80% out; ");
     // Without a known battery health there are four vitals; an unknown volume counts as free.
-    Reading worst({}, "", BatteryInfo{{}, 312, 0, false}, 0, 0, Pressure::critical, 12'300'000'000,
-                  Heat::critical, {});
+    Reading worst{{}, "", BatteryInfo{{}, 312, 0, false}, 0, 0, Pressure::critical, 12'300'000'000,
+                  Heat::critical, {}};
     EXPECT_EQ(summary(worst), "Critical out; 12.3 GB out; Very hot out; 100% free in; ");
     worst.battery.reset();
     EXPECT_EQ(summary(worst), "Critical out; 12.3 GB out; Very hot out; 100% free in; ");

@@ -10,9 +10,9 @@
 namespace vitrek {
 namespace {
 
-const Reading kLaptop(test::at("2025-03-04T07:12:00Z"), "MacBook Air (M2, 2022)",
+const Reading kLaptop{test::at("2025-03-04T07:12:00Z"), "MacBook Air (M2, 2022)",
                       BatteryInfo{0.95, 312, 80, false}, 300'000'000'000, 1'000'000'000'000, Pressure::normal,
-                      2'300'000'000, Heat::cool, test::at("2025-03-03T07:12:00Z"));
+                      2'300'000'000, Heat::cool, test::at("2025-03-03T07:12:00Z")};
 
 // "value|detail|score" of the factor at `index` for each input that `set` puts into the laptop.
 template <class Input, class Set>
@@ -73,8 +73,8 @@ TEST(RecoveryTest, ScoreRoundsTheMeanOfPresentWeightsHalfAwayAndBandsAndGradesCh
     // 71.4 over the weights present, not 50 over 100.
     EXPECT_EQ(Recovery::score({f(0.8, 25), f(0.5, 20), f(1, 15), f(0.5, 10)}), 71);
     // A full battery, an unknown volume, tight memory, very hot, up 10 days and 40 % rest: 66.5.
-    const Reading tight(kLaptop.date, "", BatteryInfo{1, {}, 0, false}, 0, 0, Pressure::warning, 0,
-                        Heat::critical, kLaptop.date - Seconds{864'000});
+    const Reading tight{kLaptop.date, "", BatteryInfo{1, {}, 0, false}, 0, 0, Pressure::warning, 0,
+                        Heat::critical, kLaptop.date - Seconds{864'000}};
     EXPECT_EQ(Recovery::factors(tight, 40).at(1).detail, "100% left");
     EXPECT_EQ(Recovery::score(Recovery::factors(tight, 40)), 67);
     const std::tuple<int, Grade, const char*> bands[] = {
