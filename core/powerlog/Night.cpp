@@ -1,0 +1,1 @@
+#include "powerlog/Night.h"
