@@ -2,6 +2,7 @@
 
 #include "history/History.h"
 #include "json/JsonFields.h"
+#include "powerlog/Night.h"
 #include "readings/Reading.h"
 #include "scores/Sample.h"
 
@@ -26,5 +27,6 @@ template std::optional<Reading> fromJsonText<Reading>(std::string_view);
 template std::optional<Sample> fromJsonText<Sample>(std::string_view);
 template std::optional<Day> fromJsonText<Day>(std::string_view);
 template std::optional<History> fromJsonText<History>(std::string_view);
+template std::optional<Night> fromJsonText<Night>(std::string_view);
 
 } // namespace vitrek

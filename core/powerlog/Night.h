@@ -136,7 +136,6 @@ Json toJson(const BatteryPoint& point);
 Json toJson(const KeptAwake& keptAwake);
 Json toJson(const NightEvent& event);
 Json toJson(const Night& night);
-template <>
-std::optional<Night> fromJson<Night>(const Json& json);
+template <> std::optional<Night> fromJson<Night>(const Json& json);
 
 } // namespace vitrek

@@ -5,8 +5,9 @@ namespace vitrek {
 namespace {
 
 constexpr std::array<std::string_view, 4> kStateRawValues{"asleep", "dark", "awake", "screenOn"};
-constexpr std::array<std::string_view, 4> kStateLabels{"Asleep", "Dark wake", "Awake, screen off", "Screen on"};
-constexpr std::array<std::string_view, 6> kKindRawValues{"sleep", "enterDark", "darkWake",
+constexpr std::array<std::string_view, 4> kStateLabels{"Asleep", "Dark wake", "Awake, screen off",
+                                                       "Screen on"};
+constexpr std::array<std::string_view, 6> kKindRawValues{"sleep", "enterDark",  "darkWake",
                                                          "wake",  "darkToFull", "boot"};
 
 } // namespace
