@@ -1,1 +1,565 @@
 #include "powerlog/PowerLogParser.h"
+
+#include "time/Calendar.h"
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <cmath>
+#include <cstdint>
+#include <cstdio>
+#include <cstring>
+#include <span>
+
+namespace vitrek::PowerLogParser {
+
+namespace {
+
+constexpr auto npos = std::string_view::npos;
+
+// The byte patterns every line is tested against; only lines that pass them become strings.
+namespace Bytes {
+constexpr std::string_view assertions = "Assertions";
+constexpr std::string_view sleep = "Sleep";
+constexpr std::string_view wake = "Wake";
+constexpr std::string_view darkWake = "DarkWake";
+constexpr std::string_view start = "Start";
+constexpr std::string_view notification = "Notification";
+constexpr std::string_view wakeRequests = "Wake Requests";
+constexpr std::string_view pid = "PID ";
+constexpr std::string_view display = "Display is turned";
+constexpr std::string_view created = ") Created ";
+} // namespace Bytes
+
+constexpr std::array<std::string_view, 3> kSleepBlockingTypes{"PreventUserIdleSystemSleep",
+                                                              "PreventSystemSleep", "NoIdleSleepAssertion"};
+constexpr std::array<std::string_view, 4> kEndVerbs{"Released", "TimedOut", "TurnedOff", "ClientDied"};
+
+constexpr std::string_view kReplacementCharacter = "\xEF\xBF\xBD";
+
+// Record lines: a 25-byte date, a blank, then the type column from this offset.
+constexpr std::size_t kDateLength = 25;
+constexpr std::size_t kTypeOffset = 26;
+constexpr std::size_t kShortestRecord = 28;
+
+bool isDigit(char c) { return c >= '0' && c <= '9'; }
+
+bool oneOf(std::string_view text, std::span<const std::string_view> set) {
+    return std::find(set.begin(), set.end(), text) != set.end();
+}
+
+bool contains(std::string_view text, std::string_view pattern) { return text.find(pattern) != npos; }
+
+// "SystemSleep" or "NoIdleSleepAssertion" anywhere: one scan for their shared "Sleep", since nearly every
+// assertion line of a long log goes through this test.
+bool mentionsSleepBlocking(std::string_view text) {
+    constexpr std::string_view sleep = "Sleep";
+    for (auto at = text.find(sleep, 6); at != npos; at = text.find(sleep, at + 1)) {
+        const auto before = text.substr(at - 6, 6);
+        if (before == "System" ||
+            (before == "NoIdle" && text.substr(at + sleep.size()).starts_with("Assertion"))) {
+            return true;
+        }
+    }
+    return false;
+}
+
+std::string_view trimBlanks(std::string_view text) {
+    const auto first = text.find_first_not_of(' ');
+    if (first == npos) {
+        return {};
+    }
+    return text.substr(first, text.find_last_not_of(' ') - first + 1);
+}
+
+std::string_view trimWhiteSpace(std::string_view text) {
+    constexpr std::string_view whiteSpace = " \t\n\v\f\r";
+    const auto first = text.find_first_not_of(whiteSpace);
+    if (first == npos) {
+        return {};
+    }
+    return text.substr(first, text.find_last_not_of(whiteSpace) - first + 1);
+}
+
+// The next blank-separated word; `text` keeps what follows it, starting with the blank that ended it.
+std::string_view nextWord(std::string_view& text) {
+    const auto first = std::min(text.find_first_not_of(' '), text.size());
+    const auto end = std::min(text.find(' ', first), text.size());
+    const auto word = text.substr(first, end - first);
+    text.remove_prefix(end);
+    return word;
+}
+
+// Drops a "+" sign, which the number readers below do not take, unless a second sign follows it.
+std::string_view withoutPlus(std::string_view text) {
+    return text.starts_with('+') && !text.substr(1).starts_with('-') ? text.substr(1) : text;
+}
+
+// A decimal integer with an optional sign that fits T, nothing else.
+template <typename T> std::optional<T> decimalInteger(std::string_view text) {
+    text = withoutPlus(text);
+    T value{};
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
+    if (error != std::errc{} || end != text.data() + text.size()) {
+        return std::nullopt;
+    }
+    return value;
+}
+
+// Digits with an optional sign and fraction ("12", "-0.5", "3."); no exponent, hexadecimal, inf or nan.
+std::optional<double> decimalNumber(std::string_view text) {
+    text = withoutPlus(text);
+    const auto unsignedPart = text.starts_with('-') ? text.substr(1) : text;
+    const auto digitOrPoint = [](char c) { return isDigit(c) || c == '.'; };
+    if (std::ranges::count(unsignedPart, '.') > 1 || std::ranges::none_of(unsignedPart, isDigit) ||
+        !std::ranges::all_of(unsignedPart, digitOrPoint)) {
+        return std::nullopt;
+    }
+    double value = 0;
+    const auto [end, error] =
+        std::from_chars(text.data(), text.data() + text.size(), value, std::chars_format::fixed);
+    if (error != std::errc{} || end != text.data() + text.size()) {
+        return std::nullopt;
+    }
+    return value;
+}
+
+// `count` ASCII digits as a number; -1 when any byte is not a digit.
+int digits(const char* bytes, int count) {
+    int value = 0;
+    for (int i = 0; i < count; ++i) {
+        if (!isDigit(bytes[i])) {
+            return -1;
+        }
+        value = value * 10 + (bytes[i] - '0');
+    }
+    return value;
+}
+
+// Days from 1970-01-01 to a proleptic Gregorian date (the civil-from-days inverse of H. Hinnant).
+constexpr std::int64_t daysFromCivil(std::int64_t year, unsigned month, unsigned day) {
+    year -= month <= 2;
+    const std::int64_t era = (year >= 0 ? year : year - 399) / 400;
+    const auto yearOfEra = static_cast<unsigned>(year - era * 400);
+    const unsigned dayOfYear = (153 * (month > 2 ? month - 3 : month + 9) + 2) / 5 + day - 1;
+    const unsigned dayOfEra = yearOfEra * 365 + yearOfEra / 4 - yearOfEra / 100 + dayOfYear;
+    return era * 146'097 + static_cast<std::int64_t>(dayOfEra) - 719'468;
+}
+
+// ---- UTF-8 repair: the log is raw tool output and may hold any bytes.
+
+struct Utf8Step {
+    std::size_t length; // bytes of the sequence, or of its maximal invalid prefix (at least 1)
+    bool valid;
+};
+
+// One sequence at `bytes`; an invalid one covers its longest prefix that could still have been valid, so
+// each such prefix becomes exactly one U+FFFD.
+Utf8Step utf8Step(const unsigned char* bytes, std::size_t size) {
+    const unsigned lead = bytes[0];
+    if (lead < 0x80) {
+        return {1, true};
+    }
+    std::size_t trailing = 0;
+    unsigned low = 0x80, high = 0xBF;
+    if (lead >= 0xC2 && lead <= 0xDF) {
+        trailing = 1;
+    } else if (lead >= 0xE0 && lead <= 0xEF) {
+        trailing = 2;
+        low = lead == 0xE0 ? 0xA0 : low;   // overlong
+        high = lead == 0xED ? 0x9F : high; // surrogates
+    } else if (lead >= 0xF0 && lead <= 0xF4) {
+        trailing = 3;
+        low = lead == 0xF0 ? 0x90 : low;   // overlong
+        high = lead == 0xF4 ? 0x8F : high; // beyond U+10FFFF
+    } else {
+        return {1, false};
+    }
+    for (std::size_t i = 1; i <= trailing; ++i) {
+        if (i >= size || bytes[i] < low || bytes[i] > high) {
+            return {i, false};
+        }
+        low = 0x80;
+        high = 0xBF;
+    }
+    return {trailing + 1, true};
+}
+
+// Offset of the first invalid sequence, or the size when the text is valid. ASCII runs go 8 bytes a step.
+std::size_t firstInvalidUtf8(std::string_view text) {
+    const auto* bytes = reinterpret_cast<const unsigned char*>(text.data());
+    const std::size_t size = text.size();
+    std::size_t at = 0;
+    while (at < size) {
+        if (size - at >= 8) {
+            std::uint64_t word = 0;
+            std::memcpy(&word, bytes + at, 8);
+            if ((word & 0x8080'8080'8080'8080ULL) == 0) {
+                at += 8;
+                continue;
+            }
+        }
+        const auto step = utf8Step(bytes + at, size - at);
+        if (!step.valid) {
+            return at;
+        }
+        at += step.length;
+    }
+    return size;
+}
+
+// The text with each invalid sequence replaced by U+FFFD; `invalid` is the first one's offset.
+std::string repairedUtf8(std::string_view text, std::size_t invalid) {
+    std::string repaired;
+    // Each invalid byte grows to at most three; reserving that bound (address space, not touched memory)
+    // spares a reallocation that would copy a long log again.
+    repaired.reserve(invalid + (text.size() - invalid) * kReplacementCharacter.size());
+    while (invalid < text.size()) {
+        repaired.append(text.substr(0, invalid));
+        repaired.append(kReplacementCharacter);
+        const auto* bytes = reinterpret_cast<const unsigned char*>(text.data()) + invalid;
+        text.remove_prefix(invalid + utf8Step(bytes, text.size() - invalid).length);
+        invalid = firstInvalidUtf8(text);
+    }
+    repaired.append(text);
+    return repaired;
+}
+
+// ---- Lines
+
+void noteFirst(PowerLog& log, Instant date) {
+    if (!log.firstDate || date < *log.firstDate) {
+        log.firstDate = date;
+    }
+}
+
+bool isInterestingAssertion(std::string_view message) {
+    return message.starts_with(Bytes::pid) && mentionsSleepBlocking(message) &&
+           !contains(message, Bytes::created);
+}
+
+void parseLine(std::string_view line, PowerLog& log) {
+    if (line.size() < kShortestRecord || line[0] != '2' || line[1] != '0') {
+        return;
+    }
+    const auto tab = line.find('\t', kTypeOffset);
+    if (tab == npos) {
+        ++log.skippedLines;
+        return;
+    }
+    const auto type = trimBlanks(line.substr(kTypeOffset, tab - kTypeOffset));
+    auto message = line.substr(tab + 1);
+    message = trimBlanks(message.substr(0, message.find('\t')));
+    const auto dateField = line.substr(0, kDateLength);
+
+    if (type == Bytes::assertions) {
+        if (!isInterestingAssertion(message)) {
+            return;
+        }
+        if (const auto date = parseDate(dateField)) {
+            if (auto release = parseRelease(message, *date)) {
+                log.releases.push_back(std::move(*release));
+            }
+        }
+    } else if (type == Bytes::sleep || type == Bytes::wake || type == Bytes::darkWake ||
+               type == Bytes::start) {
+        const auto date = parseDate(dateField);
+        if (!date) {
+            ++log.skippedLines;
+            return;
+        }
+        noteFirst(log, *date);
+        log.events.push_back(parseStateEvent(type, message, *date));
+    } else if (type == Bytes::notification) {
+        if (!message.starts_with(Bytes::display)) {
+            return;
+        }
+        if (const auto date = parseDate(dateField)) {
+            log.display.push_back(DisplayChange{*date, message.back() == 'n'});
+        }
+    } else if (type == Bytes::wakeRequests) {
+        const auto date = parseDate(dateField);
+        if (!date) {
+            ++log.skippedLines;
+            return;
+        }
+        auto requests = parseWakeRequests(message, *date, line.substr(20, 5));
+        log.requests.insert(log.requests.end(), std::make_move_iterator(requests.begin()),
+                            std::make_move_iterator(requests.end()));
+    } else if (!log.firstDate) {
+        if (const auto date = parseDate(dateField)) {
+            noteFirst(log, *date);
+        }
+    }
+}
+
+// Stable, and skipped when the log was already in order (the usual case).
+template <typename T> void sortByDate(std::vector<T>& items, Instant T::*date) {
+    const auto earlier = [date](const T& a, const T& b) { return a.*date < b.*date; };
+    if (!std::is_sorted(items.begin(), items.end(), earlier)) {
+        std::stable_sort(items.begin(), items.end(), earlier);
+    }
+}
+
+// ---- Wake requests
+
+// The value of `key=` ("process=") in an entry: quoted up to the next quote, else up to the next blank.
+std::string_view field(std::string_view entry, std::string_view key) {
+    const auto at = entry.find(key);
+    if (at == npos) {
+        return {};
+    }
+    auto value = entry.substr(at + key.size());
+    if (value.starts_with('"')) {
+        value.remove_prefix(1);
+        return value.substr(0, value.find('"'));
+    }
+    return value.substr(0, value.find(' '));
+}
+
+std::optional<WakeRequest> wakeRequest(std::string_view entry, Instant logged, std::string_view zoneSuffix) {
+    const auto process = field(entry, "process=");
+    if (process.empty()) {
+        return std::nullopt;
+    }
+    std::optional<Instant> wakeAt;
+    constexpr std::string_view wakeAtKey = "wakeAt=";
+    if (const auto at = entry.find(wakeAtKey); at != npos) {
+        // The entry's clock reading has no zone of its own; it is in the zone of the line.
+        std::string date{entry.substr(at + wakeAtKey.size(), 19)};
+        date += zoneSuffix;
+        wakeAt = parseDate(date);
+    }
+    return WakeRequest{logged,
+                       std::string{process},
+                       std::string{field(entry, "request=")},
+                       wakeAt,
+                       std::string{field(entry, "info=")},
+                       entry.starts_with('*')};
+}
+
+} // namespace
+
+PowerLog parse(std::string_view text) {
+    std::string repaired;
+    if (const auto invalid = firstInvalidUtf8(text); invalid < text.size()) {
+        repaired = repairedUtf8(text, invalid);
+        text = repaired;
+    }
+    PowerLog log;
+    const char* lineStart = text.data();
+    const char* const end = text.data() + text.size();
+    while (true) {
+        const auto* lineFeed = lineStart < end
+                                   ? static_cast<const char*>(std::memchr(lineStart, '\n', end - lineStart))
+                                   : nullptr;
+        std::string_view line{lineStart, static_cast<std::size_t>((lineFeed ? lineFeed : end) - lineStart)};
+        if (line.ends_with('\r')) {
+            line.remove_suffix(1);
+        }
+        parseLine(line, log);
+        if (!lineFeed) {
+            break;
+        }
+        lineStart = lineFeed + 1;
+    }
+    sortByDate(log.events, &PowerEvent::date);
+    sortByDate(log.display, &DisplayChange::date);
+    sortByDate(log.requests, &WakeRequest::logged);
+    sortByDate(log.releases, &AssertionRelease::end);
+    return log;
+}
+
+std::optional<Instant> parseDate(std::string_view text) {
+    if (text.size() < kDateLength) {
+        return std::nullopt;
+    }
+    const char* bytes = text.data();
+    if (bytes[4] != '-' || bytes[7] != '-' || bytes[10] != ' ' || bytes[13] != ':' || bytes[16] != ':' ||
+        (bytes[20] != '+' && bytes[20] != '-')) {
+        return std::nullopt;
+    }
+    const int year = digits(bytes, 4), month = digits(bytes + 5, 2), day = digits(bytes + 8, 2);
+    const int hour = digits(bytes + 11, 2), minute = digits(bytes + 14, 2), second = digits(bytes + 17, 2);
+    const int zoneHours = digits(bytes + 21, 2), zoneMinutes = digits(bytes + 23, 2);
+    if (year < 0 || month < 1 || month > 12 || day < 1 || day > 31 || hour < 0 || hour > 23 || minute < 0 ||
+        minute > 59 || second < 0 || second > 60 || zoneHours < 0 || zoneMinutes < 0) {
+        return std::nullopt;
+    }
+    // Counting from the 1st lets a day past the month's end run into the next month (31 April is 1 May).
+    const std::int64_t days = daysFromCivil(year, static_cast<unsigned>(month), 1) + day - 1;
+    const int sign = bytes[20] == '-' ? -1 : 1;
+    const std::int64_t seconds =
+        days * 86'400 + hour * 3'600 + minute * 60 + second - sign * (zoneHours * 3'600 + zoneMinutes * 60);
+    return fromUnixSeconds(static_cast<double>(seconds));
+}
+
+PowerEvent parseStateEvent(std::string_view type, std::string_view message, Instant date) {
+    const auto [onBattery, charge] = powerSource(message);
+    PowerEvent event{date, PowerEventKind::wake, std::string{message}, {}, onBattery, charge};
+    if (type == Bytes::start) {
+        event.kind = PowerEventKind::boot;
+        event.cause = "Mac started up";
+    } else if (type == Bytes::sleep) {
+        event.kind =
+            message.starts_with("Entering DarkWake") ? PowerEventKind::enterDark : PowerEventKind::sleep;
+        constexpr std::string_view dueTo = "due to '";
+        if (const auto at = message.find(dueTo); at != npos) {
+            const auto quoted = message.substr(at + dueTo.size());
+            if (const auto close = quoted.find('\''); close != npos) {
+                event.cause = quoted.substr(0, close);
+            }
+        }
+    } else {
+        if (message.starts_with("DarkWake to FullWake")) {
+            event.kind = PowerEventKind::darkToFull;
+        } else if (type == Bytes::darkWake || message.starts_with("DarkWake")) {
+            event.kind = PowerEventKind::darkWake;
+        }
+        constexpr std::string_view dueTo = "due to ";
+        if (const auto at = message.find(dueTo); at != npos) {
+            const auto reason = message.substr(at + dueTo.size());
+            event.cause = trimWhiteSpace(reason.substr(0, reason.find(" Using ")));
+        }
+    }
+    return event;
+}
+
+std::optional<AssertionRelease> parseRelease(std::string_view message, Instant date) {
+    if (!message.starts_with(Bytes::pid)) {
+        return std::nullopt;
+    }
+    const auto text = message.substr(Bytes::pid.size());
+    const auto open = text.find('(');
+    if (open == npos) {
+        return std::nullopt;
+    }
+    const auto pid = decimalInteger<std::int32_t>(text.substr(0, open));
+    const auto close = text.find(") ", open);
+    if (!pid || close == npos) {
+        return std::nullopt;
+    }
+    const auto process = text.substr(open + 1, close - open - 1);
+    auto rest = text.substr(close + 2);
+    const auto verb = nextWord(rest);
+    const auto type = nextWord(rest);
+    // A third piece needs the blank that ended the type and at least one byte after it.
+    if (verb.empty() || type.empty() || rest.size() < 2 || !oneOf(verb, kEndVerbs) ||
+        !oneOf(type, kSleepBlockingTypes)) {
+        return std::nullopt;
+    }
+    const auto third = rest.substr(1);
+
+    // Names may contain quotes; the closing one is followed by the end or, blanks aside, the duration.
+    std::string_view name;
+    std::string_view remainder = third;
+    if (third.starts_with('"')) {
+        for (auto quote = third.find('"', 1); quote != npos; quote = third.find('"', quote + 1)) {
+            const auto next = third.find_first_not_of(' ', quote + 1);
+            if (next == npos || isDigit(third[next])) {
+                name = third.substr(1, quote - 1);
+                remainder = third.substr(quote + 1);
+                break;
+            }
+        }
+    }
+    const double duration = parseDuration(nextWord(remainder));
+    return AssertionRelease{date, duration, *pid, std::string{process}, std::string{type}, std::string{name}};
+}
+
+std::vector<WakeRequest> parseWakeRequests(std::string_view message, Instant logged, std::string_view zone) {
+    const std::string zoneSuffix = " " + (isZone(zone) ? std::string{zone} : logZone(logged));
+    std::vector<WakeRequest> requests;
+    std::size_t from = 0;
+    while (true) {
+        const auto open = message.find('[', from);
+        if (open == npos) {
+            break;
+        }
+        const auto body = message.substr(open + 1);
+        auto end = std::min(body.find(']'), body.size());
+        // A quoted info value may itself hold "]"; the entry then ends at the first "]" after its close.
+        constexpr std::string_view quotedInfo = "info=\"";
+        if (const auto info = body.find(quotedInfo); info != npos && info < end) {
+            if (const auto quote = body.find('"', info + quotedInfo.size()); quote != npos) {
+                end = std::min(body.find(']', quote + 1), body.size());
+            }
+        }
+        if (auto request = wakeRequest(body.substr(0, end), logged, zoneSuffix)) {
+            requests.push_back(std::move(*request));
+        }
+        if (end == body.size()) {
+            break;
+        }
+        from = open + 1 + end + 1;
+    }
+    return requests;
+}
+
+std::pair<std::optional<bool>, std::optional<int>> powerSource(std::string_view text) {
+    constexpr std::string_view using_ = "Using ";
+    const auto at = text.find(using_);
+    if (at == npos) {
+        return {};
+    }
+    const auto source = text.substr(at + using_.size());
+    std::optional<bool> onBattery;
+    if (source.starts_with("Batt")) {
+        onBattery = true;
+    } else if (source.starts_with("AC")) {
+        onBattery = false;
+    }
+    std::optional<int> charge;
+    constexpr std::string_view chargeKey = "Charge:";
+    if (const auto key = source.find(chargeKey); key != npos) {
+        const auto number = source.substr(key + chargeKey.size());
+        const auto run = std::find_if_not(number.begin(), number.end(), isDigit) - number.begin();
+        if (run > 0) {
+            charge = decimalInteger<int>(number.substr(0, static_cast<std::size_t>(run)));
+        }
+    }
+    return {onBattery, charge};
+}
+
+double parseDuration(std::string_view text) {
+    std::array<double, 3> parts{};
+    for (std::size_t i = 0; i < parts.size(); ++i) {
+        const auto colon = text.find(':');
+        // The last piece must run to the end; the others must end at a colon.
+        if ((i < 2) == (colon == npos)) {
+            return 0;
+        }
+        const auto number = decimalNumber(text.substr(0, colon));
+        if (!number || *number < 0) {
+            return 0;
+        }
+        parts[i] = *number;
+        text = colon == npos ? std::string_view{} : text.substr(colon + 1);
+    }
+    // Hundreds of digits read as a number but overflow; that is no usable duration either.
+    const double seconds = parts[0] * 3'600 + parts[1] * 60 + parts[2];
+    return std::isfinite(seconds) ? seconds : 0;
+}
+
+bool isZone(std::string_view text) {
+    return text.size() == 5 && (text[0] == '+' || text[0] == '-') && digits(text.data() + 1, 4) >= 0;
+}
+
+std::string logZone(Instant date) {
+    // The offset is the wall-clock reading taken as UTC minus the instant itself.
+    std::int64_t offset = 0;
+    if (const auto local = Calendar::current().local(date)) {
+        const std::int64_t wall = daysFromCivil(local->year, static_cast<unsigned>(local->month),
+                                                static_cast<unsigned>(local->day)) *
+                                      86'400 +
+                                  local->hour * 3'600 + local->minute * 60 + local->second;
+        offset = wall - static_cast<std::int64_t>(std::floor(unixSeconds(date)));
+    }
+    const std::int64_t magnitude = offset < 0 ? -offset : offset;
+    std::array<char, 32> text{};
+    std::snprintf(text.data(), text.size(), "%c%02d%02d", offset < 0 ? '-' : '+',
+                  static_cast<int>(magnitude / 3'600), static_cast<int>(magnitude % 3'600 / 60));
+    return text.data();
+}
+
+} // namespace vitrek::PowerLogParser
