@@ -30,7 +30,8 @@ namespace NightBuilder {
 
 // One night per window the log covers, ascending by morning; a window still open at `now` is built up
 // to `now` and marked in progress.
-std::vector<Night> build(const PowerLog& log, const NightWindow& window, Instant now, const Calendar& calendar);
+std::vector<Night> build(const PowerLog& log, const NightWindow& window, Instant now,
+                         const Calendar& calendar);
 // One night for [start, end].
 Night make(const std::string& id, Instant start, Instant end, const PowerLog& log, bool hasBattery);
 // The state segments tiling [start, end]; no two neighbours share a state.
@@ -43,7 +44,8 @@ std::pair<PowerState, std::optional<PowerEvent>> systemState(Instant t, const Po
 bool displayOn(Instant t, const PowerLog& log);
 // The processes whose assertions overlapped the awake segments by 20 s or more, most seconds first;
 // "powerd" is never listed.
-std::vector<KeptAwake> keptAwake(std::span<const AssertionRelease> releases, std::span<const Segment> segments);
+std::vector<KeptAwake> keptAwake(std::span<const AssertionRelease> releases,
+                                 std::span<const Segment> segments);
 // "process · info" (or "process (request)") of the wake request that explains a scheduled wake.
 std::optional<std::string> scheduler(const PowerEvent& event, std::span<const WakeRequest> requests);
 
