@@ -1,0 +1,73 @@
+#include "linux/Subprocess.h"
+
+#include "linux/PowerLogSource.h"
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+
+namespace vitrek {
+namespace {
+
+SubprocessOutput shell(const std::string& script, double timeout = 30) {
+    return Subprocess::run("/bin/sh", {"-c", script}, timeout);
+}
+
+TEST(SubprocessTest, ReturnsStandardOutputAndExitStatusWithoutAShell) {
+    const auto output = Subprocess::run("/bin/echo", {"two words", "$HOME", "*"}, 10);
+    EXPECT_TRUE(output.launched);
+    EXPECT_EQ(output.standardOutput, "two words $HOME *\n");
+    EXPECT_EQ(output.exitStatus, 0);
+    EXPECT_FALSE(output.timedOut);
+
+    EXPECT_EQ(shell("echo oops >&2; exit 3").exitStatus, 3);
+    EXPECT_EQ(shell("echo oops >&2; exit 3").standardError, "oops\n");
+}
+
+TEST(SubprocessTest, ReadsLargeOutputOnBothPipesWithoutBlocking) {
+    // A child that fills its error pipe before writing anything else would hang if that pipe went unread.
+    const auto output = shell("head -c 3000000 /dev/zero >&2; head -c 5000000 /dev/zero; echo end");
+    EXPECT_EQ(output.exitStatus, 0);
+    EXPECT_EQ(output.standardOutput.size(), 5'000'004u);
+    EXPECT_EQ(output.standardError.size(), 64u * 1024);
+}
+
+TEST(SubprocessTest, TerminatesAtTheTimeoutAndKeepsWhatWasWritten) {
+    const auto begin = std::chrono::steady_clock::now();
+    const auto output = shell("echo early; exec sleep 30", 0.3);
+    EXPECT_TRUE(output.timedOut);
+    EXPECT_EQ(output.standardOutput, "early\n");
+    EXPECT_FALSE(output.exitStatus);
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(20));
+}
+
+TEST(SubprocessTest, KillsAChildThatIgnoresTermination) {
+    const auto output = shell("trap '' TERM; echo stubborn; while :; do sleep 0.05; done", 0.3);
+    EXPECT_TRUE(output.timedOut);
+    EXPECT_EQ(output.standardOutput, "stubborn\n");
+}
+
+TEST(SubprocessTest, AProgramThatCannotStartGivesNothing) {
+    const auto output = Subprocess::run("/nonexistent/tool", {}, 5);
+    EXPECT_FALSE(output.launched);
+    EXPECT_EQ(output.standardOutput, "");
+    EXPECT_EQ(PowerLogParser::run("/nonexistent/tool", {"-g", "log"}, 5), "");
+}
+
+TEST(PowerLogSourceTest, RunsThePowerToolAndParsesWhatItPrints) {
+    std::vector<std::string> seen;
+    const auto log = PowerLogParser::loadSystemLog(
+        [&](const std::string& path, const std::vector<std::string>& arguments, double timeout) {
+            seen = arguments;
+            seen.insert(seen.begin(), path);
+            EXPECT_EQ(timeout, 60);
+            return std::string("2024-01-15 22:10:05 +0100 Sleep               \tEntering Sleep state due to "
+                               "'Idle Sleep' Using AC (Charge:80%) 20 secs\n");
+        });
+    EXPECT_EQ(seen, (std::vector<std::string>{"/usr/bin/pmset", "-g", "log"}));
+    ASSERT_EQ(log.events.size(), 1u);
+    EXPECT_EQ(log.events[0].charge, 80);
+}
+
+} // namespace
+} // namespace vitrek
