@@ -1,0 +1,358 @@
+#include "cli/NightsCommand.h"
+
+#include "cli/JsonWriter.h"
+#include "linux/MappedFile.h"
+#include "powerlog/NightBuilder.h"
+#include "powerlog/PowerLogParser.h"
+#include "scores/Fmt.h"
+#include "time/Iso8601.h"
+
+#include <charconv>
+#include <cmath>
+#include <iostream>
+#include <sstream>
+
+namespace vitrek::cli {
+
+const char* const kNightsUsage =
+    "usage: vitrek nights [--log FILE|-] [--now TIME] [--tz ZONE] [--json]\n"
+    "\n"
+    "Rebuilds each night (23:00 to 07:00) from the power log and prints its rest score and story.\n"
+    "\n"
+    "  --log FILE   read a recorded power log instead of the system's (- reads standard input)\n"
+    "  --now TIME   the current time: ISO 8601 with an offset (2024-03-05T12:00:00+01:00) or Unix seconds\n"
+    "  --tz ZONE    the time zone of the nights, an IANA name (Europe/Berlin); default the system's\n"
+    "  --json       print one JSON document instead of the story\n";
+
+namespace {
+
+std::optional<Instant> parseNow(const std::string& text) {
+    if (auto instant = parseIso8601(text)) {
+        return instant;
+    }
+    double seconds = 0;
+    const char* end = text.data() + text.size();
+    const auto [next, error] = std::from_chars(text.data(), end, seconds, std::chars_format::fixed);
+    if (text.empty() || error != std::errc{} || next != end || !std::isfinite(seconds)) {
+        return std::nullopt;
+    }
+    return fromUnixSeconds(seconds);
+}
+
+void writeEvent(JsonWriter& json, const NightEvent& event) {
+    json.beginObject();
+    json.key("date").value(unixSeconds(event.date));
+    json.key("kind").value(rawValue(event.kind));
+    json.key("label").value(event.label);
+    json.key("symbol").value(event.symbol);
+    json.key("raw").value(event.raw);
+    json.key("duration").value(event.duration);
+    if (event.charge) {
+        json.key("charge").value(*event.charge);
+    }
+    if (event.scheduledBy) {
+        json.key("scheduledBy").value(*event.scheduledBy);
+    }
+    if (event.culprit) {
+        json.key("culprit").value(*event.culprit);
+    }
+    json.endObject();
+}
+
+void writeOptional(JsonWriter& json, std::string_view key, std::optional<int> value) {
+    json.key(key);
+    if (value) {
+        json.value(*value);
+    } else {
+        json.null();
+    }
+}
+
+void writeNight(JsonWriter& json, const Night& night) {
+    const int score = night.score();
+    json.beginObject();
+    json.key("id").value(night.id);
+    json.key("start").value(unixSeconds(night.start));
+    json.key("end").value(unixSeconds(night.end));
+    json.key("inProgress").value(night.inProgress);
+    json.key("isDemo").value(night.isDemo);
+    json.key("hasBattery").value(night.hasBattery);
+    json.key("pluggedIn").value(night.pluggedIn);
+    json.key("score").value(score);
+    json.key("word").value(RestScore::word(score));
+    json.key("counts").beginObject();
+    json.key("darkWake").value(night.darkWakeCount());
+    json.key("screenOn").value(night.screenOnCount());
+    json.key("up").value(night.upCount());
+    json.key("wake").value(night.wakeCount());
+    json.endObject();
+    json.key("time").beginObject();
+    json.key("asleep").value(night.asleep());
+    json.key("dark").value(night.darkTime());
+    json.key("awake").value(night.awakeTime());
+    json.key("screenOn").value(night.screenTime());
+    json.endObject();
+    writeOptional(json, "lost", night.lost());
+    writeOptional(json, "startCharge", night.startCharge());
+    writeOptional(json, "endCharge", night.endCharge());
+    json.key("segments").beginArray();
+    for (const auto& segment : night.segments) {
+        json.beginObject();
+        json.key("start").value(unixSeconds(segment.start));
+        json.key("end").value(unixSeconds(segment.end));
+        json.key("state").value(rawValue(segment.state));
+        json.endObject();
+    }
+    json.endArray();
+    json.key("events").beginArray();
+    for (const auto& event : night.events) {
+        writeEvent(json, event);
+    }
+    json.endArray();
+    json.key("battery").beginArray();
+    for (const auto& point : night.battery) {
+        json.beginObject()
+            .key("date")
+            .value(unixSeconds(point.date))
+            .key("charge")
+            .value(point.charge)
+            .endObject();
+    }
+    json.endArray();
+    json.key("keptAwake").beginArray();
+    for (const auto& entry : night.keptAwake) {
+        json.beginObject();
+        json.key("process").value(entry.process);
+        json.key("detail").value(entry.detail);
+        json.key("type").value(entry.type);
+        json.key("seconds").value(entry.seconds);
+        json.endObject();
+    }
+    json.endArray();
+    json.key("story").beginArray();
+    for (const auto& item : Story::items(night)) {
+        json.beginObject();
+        json.key("id").value(item.id());
+        json.key("label").value(item.first().label);
+        json.key("count").value(item.events.size());
+        json.key("totalDuration").value(item.totalDuration());
+        json.endObject();
+    }
+    json.endArray();
+    json.endObject();
+}
+
+std::string plural(int count, const char* one, const char* many) {
+    return std::to_string(count) + " " + (count == 1 ? one : many);
+}
+
+std::string batteryLine(const Night& night) {
+    if (!night.hasBattery) {
+        return "no battery";
+    }
+    std::string line;
+    if (night.startCharge() && night.endCharge()) {
+        line = "battery " + Fmt::percent(*night.startCharge()) + " → " + Fmt::percent(*night.endCharge());
+        if (const auto lost = night.lost(); lost && *lost > 0) {
+            line += " (" + Fmt::drop(*lost) + ")";
+        }
+    } else {
+        line = "battery not reported";
+    }
+    if (night.pluggedIn) {
+        line += ", plugged in";
+    }
+    return line;
+}
+
+// The detail after a story line: who scheduled the wake, or who kept the machine up.
+std::string attribution(const NightEvent& event) {
+    std::string text;
+    if (event.scheduledBy) {
+        constexpr std::string_view wokenBy = "Woken by: ";
+        text += event.scheduledBy->starts_with(wokenBy)
+                    ? "woken by " + event.scheduledBy->substr(wokenBy.size())
+                    : "scheduled by " + *event.scheduledBy;
+    }
+    if (event.culprit) {
+        text += (text.empty() ? "" : "; ") + std::string("kept awake by ") + *event.culprit;
+    }
+    return text;
+}
+
+} // namespace
+
+std::variant<NightsOptions, UsageError> parseNightsOptions(std::span<const std::string> arguments) {
+    NightsOptions options;
+    for (std::size_t i = 0; i < arguments.size(); ++i) {
+        std::string name = arguments[i];
+        std::optional<std::string> value;
+        if (const auto equals = name.find('='); name.starts_with("--") && equals != std::string::npos) {
+            value = name.substr(equals + 1);
+            name.resize(equals);
+        }
+        const auto takeValue = [&]() -> std::optional<std::string> {
+            if (value) {
+                return value;
+            }
+            if (i + 1 < arguments.size()) {
+                return arguments[++i];
+            }
+            return std::nullopt;
+        };
+        if (name == "--json" && !value) {
+            options.json = true;
+        } else if ((name == "--help" || name == "-h") && !value) {
+            options.help = true;
+        } else if (name == "--log") {
+            if (options.logPath) {
+                return UsageError{"nights: --log given twice"};
+            }
+            options.logPath = takeValue();
+            if (!options.logPath || options.logPath->empty()) {
+                return UsageError{"nights: --log needs a file (or - for standard input)"};
+            }
+        } else if (name == "--now") {
+            const auto text = takeValue();
+            if (!text) {
+                return UsageError{"nights: --now needs a time"};
+            }
+            options.now = parseNow(*text);
+            if (!options.now) {
+                return UsageError{
+                    "nights: --now '" + *text +
+                    "' is neither ISO 8601 with an offset (2024-03-05T12:00:00+01:00) nor Unix seconds"};
+            }
+        } else if (name == "--tz") {
+            options.zone = takeValue();
+            if (!options.zone) {
+                return UsageError{"nights: --tz needs a time-zone name such as Europe/Berlin"};
+            }
+        } else {
+            return UsageError{"nights: unknown option '" + arguments[i] + "'"};
+        }
+    }
+    return options;
+}
+
+void writeNightsJson(std::ostream& out, const PowerLog& log, const std::vector<Night>& nights) {
+    JsonWriter json(out);
+    json.beginObject();
+    json.key("log").beginObject();
+    json.key("events").value(log.events.size());
+    json.key("requests").value(log.requests.size());
+    json.key("releases").value(log.releases.size());
+    json.key("display").value(log.display.size());
+    json.key("firstDate");
+    if (log.firstDate) {
+        json.value(unixSeconds(*log.firstDate));
+    } else {
+        json.null();
+    }
+    json.key("skippedLines").value(log.skippedLines);
+    json.endObject();
+    json.key("nights").beginArray();
+    for (const auto& night : nights) {
+        writeNight(json, night);
+    }
+    json.endArray();
+    json.endObject();
+    json.flush();
+    out << '\n';
+}
+
+std::string nightsText(const std::vector<Night>& nights, const Calendar& calendar) {
+    if (nights.empty()) {
+        return "No nights: the power log says nothing about any night from 23:00 to 07:00.\n";
+    }
+    std::ostringstream text;
+    for (const auto& night : nights) {
+        if (&night != &nights.front()) {
+            text << '\n';
+        }
+        const int score = night.score();
+        text << "Night of " << night.id << "  " << Fmt::time(night.start, calendar) << "–"
+             << Fmt::time(night.end, calendar) << (night.inProgress ? " (in progress)" : "") << "\n";
+        text << "  Rest " << score << ", " << RestScore::word(score) << "\n";
+        text << "  " << plural(night.wakeCount(), "wake-up", "wake-ups") << " ("
+             << plural(night.darkWakeCount(), "dark wake", "dark wakes") << ", " << night.upCount()
+             << " up), " << batteryLine(night) << "\n";
+        text << "  Asleep " << Fmt::duration(night.asleep()) << ", dark wake "
+             << Fmt::duration(night.darkTime()) << ", awake " << Fmt::duration(night.awakeTime())
+             << ", screen on " << Fmt::duration(night.screenTime()) << "\n";
+        for (const auto& item : Story::items(night)) {
+            const auto& first = item.first();
+            text << "  " << Fmt::time(first.date, calendar) << "  " << first.label;
+            if (item.isGroup()) {
+                text << " ×" << item.events.size() << ", " << Fmt::duration(item.totalDuration())
+                     << " in all";
+            } else {
+                text << ", " << Fmt::duration(first.duration);
+            }
+            if (const auto detail = attribution(first); !detail.empty()) {
+                text << " — " << detail;
+            }
+            text << "\n";
+        }
+        if (!night.keptAwake.empty()) {
+            text << "  Kept awake by:";
+            for (const auto& entry : night.keptAwake) {
+                text << (&entry == &night.keptAwake.front() ? " " : ", ") << entry.process << " "
+                     << Fmt::duration(entry.seconds);
+            }
+            text << "\n";
+        }
+    }
+    return std::move(text).str();
+}
+
+int nights(std::span<const std::string> arguments, CommandContext& context) {
+    const auto parsed = parseNightsOptions(arguments);
+    if (const auto* error = std::get_if<UsageError>(&parsed)) {
+        context.err << "vitrek: " << error->message << "\n";
+        return kUsageError;
+    }
+    const auto& options = std::get<NightsOptions>(parsed);
+    if (options.help) {
+        context.out << kNightsUsage;
+        return 0;
+    }
+    auto calendar = Calendar::current();
+    if (options.zone) {
+        const auto named = Calendar::named(*options.zone);
+        if (!named) {
+            context.err << "vitrek: nights: unknown time zone '" << *options.zone << "'\n";
+            return kUsageError;
+        }
+        calendar = *named;
+    }
+
+    PowerLog log;
+    if (options.logPath) {
+        if (*options.logPath == "-") {
+            std::ostringstream text;
+            text << context.in.rdbuf();
+            log = PowerLogParser::parse(std::move(text).str());
+        } else {
+            std::string error;
+            const auto file = MappedFile::open(*options.logPath, error);
+            if (!file) {
+                context.err << "vitrek: " << error << "\n";
+                return kUsageError;
+            }
+            log = PowerLogParser::parse(file->text());
+        }
+    } else {
+        log = context.loadSystemLog();
+    }
+    const Instant now = options.now.value_or(context.now());
+    const auto nights = NightBuilder::build(log, NightWindow{}, now, calendar);
+    if (options.json) {
+        writeNightsJson(context.out, log, nights);
+    } else {
+        context.out << nightsText(nights, calendar);
+    }
+    return 0;
+}
+
+} // namespace vitrek::cli

@@ -1,0 +1,45 @@
+#pragma once
+
+#include "cli/CommandLine.h"
+#include "powerlog/Night.h"
+#include "powerlog/PowerLog.h"
+#include "time/Calendar.h"
+
+#include <optional>
+#include <ostream>
+#include <span>
+#include <string>
+#include <variant>
+#include <vector>
+
+namespace vitrek::cli {
+
+// `vitrek nights [--log FILE|-] [--now TIME] [--tz ZONE] [--json]`
+struct NightsOptions {
+    std::optional<std::string> logPath; // "-" is standard input; absent reads the system's log
+    std::optional<Instant> now;
+    std::optional<std::string> zone;
+    bool json = false;
+    bool help = false;
+    bool operator==(const NightsOptions&) const = default;
+};
+
+// A usage error, worded for "vitrek: " + message.
+struct UsageError {
+    std::string message;
+    bool operator==(const UsageError&) const = default;
+};
+
+std::variant<NightsOptions, UsageError> parseNightsOptions(std::span<const std::string> arguments);
+
+// The document of `--json` (compact, one line): the log's counts and every night with its figures, dates as
+// Unix seconds.
+void writeNightsJson(std::ostream& out, const PowerLog& log, const std::vector<Night>& nights);
+// The story of each night for a person at a terminal, clock times in `calendar`'s zone.
+std::string nightsText(const std::vector<Night>& nights, const Calendar& calendar);
+
+int nights(std::span<const std::string> arguments, CommandContext& context);
+
+extern const char* const kNightsUsage;
+
+} // namespace vitrek::cli

@@ -1,0 +1,19 @@
+#include "cli/CommandLine.h"
+#include "linux/PowerLogSource.h"
+
+#include <chrono>
+#include <iostream>
+#include <string>
+#include <vector>
+
+int main(int argc, char** argv) {
+    std::ios::sync_with_stdio(false);
+    const std::vector<std::string> arguments(argv + 1, argv + argc);
+    vitrek::cli::CommandContext context{
+        std::cin, std::cout, std::cerr,
+        [] { return std::chrono::time_point_cast<vitrek::Seconds>(std::chrono::system_clock::now()); },
+        [] { return vitrek::PowerLogParser::loadSystemLog(); }};
+    const int status = vitrek::cli::run(arguments, context);
+    std::cout.flush();
+    return status;
+}

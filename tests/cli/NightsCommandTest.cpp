@@ -1,0 +1,127 @@
+#include "cli/NightsCommand.h"
+
+#include "support/TestSupport.h"
+
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+#include <sstream>
+
+namespace vitrek::cli {
+namespace {
+
+struct Run {
+    int status = 0;
+    std::string out;
+    std::string err;
+};
+
+Run nightsCommand(std::vector<std::string> arguments, const std::string& input = "") {
+    std::istringstream in(input);
+    std::ostringstream out;
+    std::ostringstream err;
+    CommandContext context{in, out, err, [] { return test::at("2024-03-06T12:00:00+01:00"); },
+                           [] { return PowerLog{}; }};
+    arguments.insert(arguments.begin(), "nights");
+    const int status = run(arguments, context);
+    return {status, out.str(), err.str()};
+}
+
+std::string dataPath(const char* name) { return std::string(VITREK_TEST_DATA) + "/pmset/" + name; }
+
+TEST(NightsCommandTest, ParsesOptionsInBothForms) {
+    const std::vector<std::string> arguments{"--log=a.log", "--now",         "1709636400",
+                                             "--tz",        "Europe/Berlin", "--json"};
+    const auto parsed = parseNightsOptions(arguments);
+    ASSERT_TRUE(std::holds_alternative<NightsOptions>(parsed));
+    const auto& options = std::get<NightsOptions>(parsed);
+    EXPECT_EQ(options.logPath, "a.log");
+    EXPECT_EQ(options.now, fromUnixSeconds(1709636400));
+    EXPECT_EQ(options.zone, "Europe/Berlin");
+    EXPECT_TRUE(options.json);
+}
+
+TEST(NightsCommandTest, RejectsBadUsageWithOneLineAndStatusTwo) {
+    const struct {
+        std::vector<std::string> arguments;
+        const char* message;
+    } rows[] = {
+        {{"--log"}, "vitrek: nights: --log needs a file (or - for standard input)\n"},
+        {{"--log", "a", "--log", "b"}, "vitrek: nights: --log given twice\n"},
+        {{"--now", "yesterday"},
+         "vitrek: nights: --now 'yesterday' is neither ISO 8601 with an offset (2024-03-05T12:00:00+01:00) "
+         "nor Unix seconds\n"},
+        {{"--now", "2024-03-05T12:00:00"},
+         "vitrek: nights: --now '2024-03-05T12:00:00' is neither ISO 8601 with an offset "
+         "(2024-03-05T12:00:00+01:00) nor Unix seconds\n"},
+        {{"--tz", "Mars/Base", "--log", "-"}, "vitrek: nights: unknown time zone 'Mars/Base'\n"},
+        {{"--verbose"}, "vitrek: nights: unknown option '--verbose'\n"},
+        {{"--log", "/nonexistent/power.log"},
+         "vitrek: cannot read /nonexistent/power.log: No such file or directory\n"},
+    };
+    for (const auto& row : rows) {
+        const auto result = nightsCommand(row.arguments);
+        EXPECT_EQ(result.status, 2);
+        EXPECT_EQ(result.err, row.message);
+        EXPECT_EQ(result.out, "");
+    }
+}
+
+TEST(NightsCommandTest, PrintsEachNightAsJson) {
+    const auto result = nightsCommand({"--log", dataPath("one-night-maintenance-wake.log"), "--tz",
+                                       "Europe/Berlin", "--now", "2024-03-05T12:00:00+01:00", "--json"});
+    ASSERT_EQ(result.status, 0) << result.err;
+    EXPECT_EQ(result.err, "");
+    const auto json = nlohmann::json::parse(result.out);
+    EXPECT_EQ(json["log"], nlohmann::json::parse(R"({"events": 4, "requests": 1, "releases": 0, "display": 1,
+                                                     "firstDate": 1709589000, "skippedLines": 0})"));
+    ASSERT_EQ(json["nights"].size(), 1u);
+    const auto& night = json["nights"][0];
+    EXPECT_EQ(night["id"], "2024-03-05");
+    EXPECT_EQ(night["start"], 1709589600);
+    EXPECT_EQ(night["end"], 1709618400);
+    EXPECT_EQ(night["inProgress"], false);
+    EXPECT_EQ(night["score"], 88);
+    EXPECT_EQ(night["word"], "Sound");
+    EXPECT_EQ(night["counts"],
+              nlohmann::json::parse(R"({"darkWake": 1, "screenOn": 1, "up": 1, "wake": 2})"));
+    EXPECT_EQ(night["time"],
+              nlohmann::json::parse(R"({"asleep": 28140, "dark": 60, "awake": 0, "screenOn": 600})"));
+    EXPECT_EQ(night["lost"], 5);
+    EXPECT_EQ(night["startCharge"], 80);
+    EXPECT_EQ(night["endCharge"], 75);
+    ASSERT_EQ(night["events"].size(), 3u);
+    EXPECT_EQ(night["events"][1]["label"], "Maintenance / Power Nap");
+    EXPECT_EQ(night["events"][1]["scheduledBy"], "dasd · com.example.refresh");
+    EXPECT_FALSE(night["events"][1].contains("culprit"));
+    EXPECT_EQ(night["events"][2]["scheduledBy"], "Woken by: You opened the lid");
+    EXPECT_EQ(night["story"][1], nlohmann::json::parse(R"({"id": "1709596800.0-darkWake",
+        "label": "Maintenance / Power Nap", "count": 1, "totalDuration": 60})"));
+}
+
+TEST(NightsCommandTest, TellsTheStoryToAPerson) {
+    const auto result = nightsCommand({"--log", dataPath("one-night-maintenance-wake.log"), "--tz",
+                                       "Europe/Berlin", "--now", "2024-03-05T12:00:00+01:00"});
+    ASSERT_EQ(result.status, 0);
+    EXPECT_EQ(result.out, "Night of 2024-03-05  23:00–07:00\n"
+                          "  Rest 88, Sound\n"
+                          "  2 wake-ups (1 dark wake, 1 up), battery 80\u202f% → 75\u202f% (−5\u202f%)\n"
+                          "  Asleep 7 h 49 m, dark wake 1 m, awake 0 s, screen on 10 m\n"
+                          "  23:00  Already asleep, 2 h\n"
+                          "  01:00  Maintenance / Power Nap, 1 m — scheduled by dasd · com.example.refresh\n"
+                          "  06:50  You used your Mac, 10 m — woken by You opened the lid\n");
+}
+
+TEST(NightsCommandTest, AnEmptyOrUnrelatedLogHasNoNights) {
+    for (const char* input : {"", "Time stamp   Domain   Message\n\x01\xff garbage\n"}) {
+        const auto result = nightsCommand({"--log", "-", "--json"}, input);
+        EXPECT_EQ(result.status, 0);
+        EXPECT_EQ(nlohmann::json::parse(result.out)["nights"], nlohmann::json::array());
+    }
+    const auto fromSystem = nightsCommand({"--json"});
+    EXPECT_EQ(fromSystem.status, 0);
+    EXPECT_EQ(nlohmann::json::parse(fromSystem.out)["log"]["firstDate"], nullptr);
+}
+
+} // namespace
+} // namespace vitrek::cli
