@@ -1,4 +1,5 @@
 #include "cli/CommandLine.h"
+#include "linux/LargePages.h"
 #include "linux/PowerLogSource.h"
 
 #include <chrono>
@@ -9,6 +10,9 @@
 int main(int argc, char** argv) {
     std::ios::sync_with_stdio(false);
     const std::vector<std::string> arguments(argv + 1, argv + argc);
+    if (vitrek::cli::isCommand(arguments)) {
+        vitrek::preferLargePages();
+    }
     vitrek::cli::CommandContext context{
         std::cin, std::cout, std::cerr,
         [] { return std::chrono::time_point_cast<vitrek::Seconds>(std::chrono::system_clock::now()); },

@@ -238,7 +238,39 @@ bool isInterestingAssertion(std::string_view message) {
            !contains(message, Bytes::created);
 }
 
-void parseLine(std::string_view line, PowerLog& log) {
+// A line that will become records, found by the first pass. The second pass converts only these, into
+// lists reserved to their exact size: growing them instead would touch about as much fresh memory again,
+// which costs more than the parsing itself on a long log.
+struct Candidate {
+    enum class Kind : std::uint8_t { release, state, display, requests };
+    std::size_t offset = 0;   // of the line in the text
+    std::uint32_t length = 0; // of the line
+    Kind kind = Kind::release;
+};
+
+struct RecordLine {
+    std::string_view type;
+    std::string_view message;
+};
+
+// The type and message of a line known to have a TAB at or after the type column.
+RecordLine recordLine(std::string_view line, std::size_t tab) {
+    auto message = line.substr(tab + 1);
+    return {trimBlanks(line.substr(kTypeOffset, tab - kTypeOffset)),
+            trimBlanks(message.substr(0, message.find('\t')))};
+}
+
+struct Counts {
+    std::size_t releases = 0;
+    std::size_t events = 0;
+    std::size_t display = 0;
+    std::size_t requests = 0; // an upper bound: the entries' opening brackets
+};
+
+// The first pass: decides what each line is, counts what cannot be used and notes the first date, in
+// line order, so that the second pass has nothing left to decide.
+void classifyLine(std::string_view line, std::size_t offset, PowerLog& log,
+                  std::vector<Candidate>& candidates, Counts& counts) {
     if (line.size() < kShortestRecord || line[0] != '2' || line[1] != '0') {
         return;
     }
@@ -247,19 +279,16 @@ void parseLine(std::string_view line, PowerLog& log) {
         ++log.skippedLines;
         return;
     }
-    const auto type = trimBlanks(line.substr(kTypeOffset, tab - kTypeOffset));
-    auto message = line.substr(tab + 1);
-    message = trimBlanks(message.substr(0, message.find('\t')));
+    const auto [type, message] = recordLine(line, tab);
+    const auto candidate = [&](Candidate::Kind kind) {
+        candidates.push_back(Candidate{offset, static_cast<std::uint32_t>(line.size()), kind});
+    };
     const auto dateField = line.substr(0, kDateLength);
 
     if (type == Bytes::assertions) {
-        if (!isInterestingAssertion(message)) {
-            return;
-        }
-        if (const auto date = parseDate(dateField)) {
-            if (auto release = parseRelease(message, *date)) {
-                log.releases.push_back(std::move(*release));
-            }
+        if (isInterestingAssertion(message) && parseDate(dateField)) {
+            candidate(Candidate::Kind::release);
+            ++counts.releases;
         }
     } else if (type == Bytes::sleep || type == Bytes::wake || type == Bytes::darkWake ||
                type == Bytes::start) {
@@ -269,27 +298,49 @@ void parseLine(std::string_view line, PowerLog& log) {
             return;
         }
         noteFirst(log, *date);
-        log.events.push_back(parseStateEvent(type, message, *date));
+        candidate(Candidate::Kind::state);
+        ++counts.events;
     } else if (type == Bytes::notification) {
-        if (!message.starts_with(Bytes::display)) {
-            return;
-        }
-        if (const auto date = parseDate(dateField)) {
-            log.display.push_back(DisplayChange{*date, message.back() == 'n'});
+        if (message.starts_with(Bytes::display) && parseDate(dateField)) {
+            candidate(Candidate::Kind::display);
+            ++counts.display;
         }
     } else if (type == Bytes::wakeRequests) {
-        const auto date = parseDate(dateField);
-        if (!date) {
+        if (!parseDate(dateField)) {
             ++log.skippedLines;
             return;
         }
-        auto requests = parseWakeRequests(message, *date, line.substr(20, 5));
-        log.requests.insert(log.requests.end(), std::make_move_iterator(requests.begin()),
-                            std::make_move_iterator(requests.end()));
+        candidate(Candidate::Kind::requests);
+        counts.requests += static_cast<std::size_t>(std::ranges::count(message, '['));
     } else if (!log.firstDate) {
         if (const auto date = parseDate(dateField)) {
             noteFirst(log, *date);
         }
+    }
+}
+
+void appendWakeRequests(std::string_view message, Instant logged, std::string_view zone,
+                        std::vector<WakeRequest>& requests);
+
+// The second pass: one candidate line into its records.
+void convertLine(std::string_view line, Candidate::Kind kind, PowerLog& log) {
+    const auto [type, message] = recordLine(line, line.find('\t', kTypeOffset));
+    const Instant date = *parseDate(line.substr(0, kDateLength));
+    switch (kind) {
+    case Candidate::Kind::release:
+        if (auto release = parseRelease(message, date)) {
+            log.releases.push_back(std::move(*release));
+        }
+        break;
+    case Candidate::Kind::state:
+        log.events.push_back(parseStateEvent(type, message, date));
+        break;
+    case Candidate::Kind::display:
+        log.display.push_back(DisplayChange{date, message.back() == 'n'});
+        break;
+    case Candidate::Kind::requests:
+        appendWakeRequests(message, date, line.substr(20, 5), log.requests);
+        break;
     }
 }
 
@@ -326,9 +377,11 @@ std::optional<WakeRequest> wakeRequest(std::string_view entry, Instant logged, s
     constexpr std::string_view wakeAtKey = "wakeAt=";
     if (const auto at = entry.find(wakeAtKey); at != npos) {
         // The entry's clock reading has no zone of its own; it is in the zone of the line.
-        std::string date{entry.substr(at + wakeAtKey.size(), 19)};
-        date += zoneSuffix;
-        wakeAt = parseDate(date);
+        const auto clock = entry.substr(at + wakeAtKey.size(), 19);
+        std::array<char, 32> date{};
+        std::memcpy(date.data(), clock.data(), clock.size());
+        std::memcpy(date.data() + clock.size(), zoneSuffix.data(), std::min(zoneSuffix.size(), 12ul));
+        wakeAt = parseDate({date.data(), std::min(clock.size() + zoneSuffix.size(), date.size())});
     }
     return WakeRequest{logged,
                        std::string{process},
@@ -347,6 +400,8 @@ PowerLog parse(std::string_view text) {
         text = repaired;
     }
     PowerLog log;
+    std::vector<Candidate> candidates;
+    Counts counts;
     const char* lineStart = text.data();
     const char* const end = text.data() + text.size();
     while (true) {
@@ -357,12 +412,24 @@ PowerLog parse(std::string_view text) {
         if (line.ends_with('\r')) {
             line.remove_suffix(1);
         }
-        parseLine(line, log);
+        // A line too long for the candidate's length field is no record any tool writes.
+        if (line.size() <= UINT32_MAX) {
+            classifyLine(line, static_cast<std::size_t>(lineStart - text.data()), log, candidates, counts);
+        }
         if (!lineFeed) {
             break;
         }
         lineStart = lineFeed + 1;
     }
+
+    log.releases.reserve(counts.releases);
+    log.events.reserve(counts.events);
+    log.display.reserve(counts.display);
+    log.requests.reserve(counts.requests);
+    for (const auto& candidate : candidates) {
+        convertLine(text.substr(candidate.offset, candidate.length), candidate.kind, log);
+    }
+
     sortByDate(log.events, &PowerEvent::date);
     sortByDate(log.display, &DisplayChange::date);
     sortByDate(log.requests, &WakeRequest::logged);
@@ -468,8 +535,16 @@ std::optional<AssertionRelease> parseRelease(std::string_view message, Instant d
 }
 
 std::vector<WakeRequest> parseWakeRequests(std::string_view message, Instant logged, std::string_view zone) {
-    const std::string zoneSuffix = " " + (isZone(zone) ? std::string{zone} : logZone(logged));
     std::vector<WakeRequest> requests;
+    appendWakeRequests(message, logged, zone, requests);
+    return requests;
+}
+
+namespace {
+
+void appendWakeRequests(std::string_view message, Instant logged, std::string_view zone,
+                        std::vector<WakeRequest>& requests) {
+    const std::string zoneSuffix = " " + (isZone(zone) ? std::string{zone} : logZone(logged));
     std::size_t from = 0;
     while (true) {
         const auto open = message.find('[', from);
@@ -493,8 +568,9 @@ std::vector<WakeRequest> parseWakeRequests(std::string_view message, Instant log
         }
         from = open + 1 + end + 1;
     }
-    return requests;
 }
+
+} // namespace
 
 std::pair<std::optional<bool>, std::optional<int>> powerSource(std::string_view text) {
     constexpr std::string_view using_ = "Using ";
