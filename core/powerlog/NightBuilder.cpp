@@ -2,6 +2,7 @@
 
 #include "powerlog/WakeReason.h"
 #include "scores/Fmt.h"
+#include "text/Ascii.h"
 
 #include <algorithm>
 #include <cmath>
@@ -51,25 +52,13 @@ const PowerEvent* lastEvent(const PowerLog& log, Instant t) {
 }
 
 PowerState stateAt(Instant t, const PowerLog& log) {
-    if (const auto* event = lastEvent(log, t)) {
-        switch (event->kind) {
-        case PowerEventKind::sleep:
-            return PowerState::asleep;
-        case PowerEventKind::enterDark:
-        case PowerEventKind::darkWake:
-            return PowerState::dark;
-        case PowerEventKind::wake:
-        case PowerEventKind::darkToFull:
-        case PowerEventKind::boot:
-            break;
-        }
+    if (const auto* event = lastEvent(log, t); event != nullptr && state(event->kind) != PowerState::awake) {
+        return state(event->kind);
     }
     return NightBuilder::displayOn(t, log) ? PowerState::screenOn : PowerState::awake;
 }
 
-bool isAwake(PowerState state) {
-    return state == PowerState::dark || state == PowerState::awake;
-}
+bool isAwake(PowerState state) { return state == PowerState::dark || state == PowerState::awake; }
 
 // The longest assertion of the log bounds how far past a night a release can end and still overlap it.
 double longestRelease(const PowerLog& log) {
@@ -90,16 +79,6 @@ std::span<const AssertionRelease> releasesOverlapping(std::span<const AssertionR
         std::lower_bound(first, releases.end(), reach,
                          [](const AssertionRelease& release, Instant t) { return release.end < t; });
     return {first, last};
-}
-
-std::string asciiLower(std::string_view text) {
-    std::string lower(text);
-    for (char& c : lower) {
-        if (c >= 'A' && c <= 'Z') {
-            c = static_cast<char>(c - 'A' + 'a');
-        }
-    }
-    return lower;
 }
 
 std::string dayID(Instant day, const Calendar& calendar) {
@@ -183,7 +162,7 @@ std::vector<NightEvent> timeline(std::span<const Segment> segments, const PowerL
                 reason().value_or(WakeReason{.label = "Dark wake", .symbol = "moon.haze", .isYou = false});
             if (k == 0) {
                 event.kind = NightEvent::Kind::awakeAtStart;
-                event.label = "Briefly awake in the dark (" + asciiLower(wakeReason.label) + ")";
+                event.label = "Briefly awake in the dark (" + Ascii::lowercased(wakeReason.label) + ")";
             } else {
                 event.kind = NightEvent::Kind::darkWake;
                 event.label = wakeReason.label;
@@ -512,7 +491,7 @@ std::vector<KeptAwake> keptAwake(std::span<const AssertionRelease> releases,
 }
 
 std::optional<std::string> scheduler(const PowerEvent& event, std::span<const WakeRequest> requests) {
-    const auto cause = asciiLower(event.cause);
+    const auto cause = Ascii::lowercased(event.cause);
     const bool isScheduled =
         cause.find("rtc") != std::string::npos || cause.find("sleepservice") != std::string::npos ||
         cause.find("maintenance") != std::string::npos || cause.find("spmi") != std::string::npos;

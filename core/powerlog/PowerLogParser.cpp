@@ -1,5 +1,6 @@
 #include "powerlog/PowerLogParser.h"
 
+#include "text/Ascii.h"
 #include "time/Calendar.h"
 
 #include <algorithm>
@@ -70,15 +71,6 @@ std::string_view trimBlanks(std::string_view text) {
         return {};
     }
     return text.substr(first, text.find_last_not_of(' ') - first + 1);
-}
-
-std::string_view trimWhiteSpace(std::string_view text) {
-    constexpr std::string_view whiteSpace = " \t\n\v\f\r";
-    const auto first = text.find_first_not_of(whiteSpace);
-    if (first == npos) {
-        return {};
-    }
-    return text.substr(first, text.find_last_not_of(whiteSpace) - first + 1);
 }
 
 // The next blank-separated word; `text` keeps what follows it, starting with the blank that ended it.
@@ -486,7 +478,7 @@ PowerEvent parseStateEvent(std::string_view type, std::string_view message, Inst
         constexpr std::string_view dueTo = "due to ";
         if (const auto at = message.find(dueTo); at != npos) {
             const auto reason = message.substr(at + dueTo.size());
-            event.cause = trimWhiteSpace(reason.substr(0, reason.find(" Using ")));
+            event.cause = Ascii::trimmed(reason.substr(0, reason.find(" Using ")));
         }
     }
     return event;

@@ -1,5 +1,7 @@
 #include "powerlog/WakeReason.h"
 
+#include "text/Ascii.h"
+
 #include <algorithm>
 #include <array>
 #include <utility>
@@ -8,18 +10,6 @@
 namespace vitrek {
 
 namespace {
-
-// Every pattern below is ASCII, so folding only ASCII letters matches exactly the causes a full
-// Unicode lower-casing would.
-std::string asciiLower(std::string_view text) {
-    std::string lower(text);
-    for (char& c : lower) {
-        if (c >= 'A' && c <= 'Z') {
-            c = static_cast<char>(c - 'A' + 'a');
-        }
-    }
-    return lower;
-}
 
 std::vector<std::string_view> tokens(std::string_view text) {
     std::vector<std::string_view> pieces;
@@ -32,20 +22,6 @@ std::vector<std::string_view> tokens(std::string_view text) {
         begin = end + 1;
     }
     return pieces;
-}
-
-bool isAsciiSpace(char c) {
-    return c == ' ' || c == '\t' || c == '\n' || c == '\v' || c == '\f' || c == '\r';
-}
-
-std::string_view trimmed(std::string_view text) {
-    while (!text.empty() && isAsciiSpace(text.front())) {
-        text.remove_prefix(1);
-    }
-    while (!text.empty() && isAsciiSpace(text.back())) {
-        text.remove_suffix(1);
-    }
-    return text;
 }
 
 // The code point starting at byte `at` and its length in bytes. A malformed sequence counts as one
@@ -118,7 +94,7 @@ std::string_view prefixOfCharacters(std::string_view text, std::size_t count) {
 } // namespace
 
 WakeReason WakeReason::classify(std::string_view cause, PowerEventKind kind) {
-    const std::string t = asciiLower(cause);
+    const std::string t = Ascii::lowercased(cause);
     const auto pieces = tokens(t);
     const auto slash = t.rfind('/');
     const std::string_view leaf = std::string_view(t).substr(slash == std::string::npos ? 0 : slash + 1);
@@ -176,7 +152,7 @@ WakeReason WakeReason::classify(std::string_view cause, PowerEventKind kind) {
     if (kind == PowerEventKind::boot) {
         return {"Mac started up", "power", true};
     }
-    if (const auto text = trimmed(cause); !text.empty()) {
+    if (const auto text = Ascii::trimmed(cause); !text.empty()) {
         return {"Other (" + std::string(prefixOfCharacters(text, 24)) + ")", "questionmark", false};
     }
     return {"Unknown reason", "questionmark", false};
