@@ -1,0 +1,263 @@
+#include "files/VitrekFiles.h"
+
+#include "json/Json.h"
+#include "time/Calendar.h"
+
+#include <fcntl.h>
+#include <nlohmann/json.hpp>
+#include <pwd.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cmath>
+#include <cstdlib>
+#include <set>
+#include <string>
+#include <string_view>
+#include <system_error>
+#include <utility>
+
+namespace vitrek {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr std::string_view kSamplesPrefix = "samples-";
+constexpr std::size_t kDayKeyLength = 10; // "2025-01-05"
+constexpr const char* kHistoryName = "history.json";
+constexpr const char* kDamagedHistoryName = "history.json.damaged";
+
+std::optional<std::string> environment(const char* name) {
+    const char* value = std::getenv(name);
+    if (value == nullptr || *value == '\0') {
+        return std::nullopt;
+    }
+    return std::string(value);
+}
+
+// The home folder: $HOME, else the password database's entry for this user.
+std::optional<fs::path> homeFolder() {
+    if (auto home = environment("HOME")) {
+        return fs::path(std::move(*home));
+    }
+    const long suggested = ::sysconf(_SC_GETPW_R_SIZE_MAX);
+    std::string buffer(suggested > 0 ? static_cast<std::size_t>(suggested) : 16384, '\0');
+    passwd entry{};
+    passwd* found = nullptr;
+    while (::getpwuid_r(::getuid(), &entry, buffer.data(), buffer.size(), &found) == ERANGE &&
+           buffer.size() < (1u << 20)) {
+        buffer.resize(buffer.size() * 2);
+    }
+    if (found == nullptr || found->pw_dir == nullptr || *found->pw_dir == '\0') {
+        return std::nullopt;
+    }
+    return fs::path(found->pw_dir);
+}
+
+fs::path defaultFolder() {
+    if (auto folder = environment("VITREK_DATA_DIR")) {
+        return fs::path(std::move(*folder));
+    }
+    // A relative XDG_DATA_HOME is invalid and must be ignored.
+    if (auto data = environment("XDG_DATA_HOME"); data && data->front() == '/') {
+        return fs::path(std::move(*data)) / "Vitrek";
+    }
+    // Without any home folder the working folder is the last place left to keep the data.
+    return homeFolder().value_or(fs::path()) / ".local" / "share" / "Vitrek";
+}
+
+enum class ReadStatus { read, missing, failed };
+
+ReadStatus readFile(const fs::path& path, std::string& bytes) {
+    bytes.clear();
+    int fd = -1;
+    do {
+        fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    } while (fd < 0 && errno == EINTR);
+    if (fd < 0) {
+        return errno == ENOENT ? ReadStatus::missing : ReadStatus::failed;
+    }
+    char chunk[1 << 16];
+    for (;;) {
+        const ssize_t count = ::read(fd, chunk, sizeof chunk);
+        if (count < 0 && errno == EINTR) {
+            continue;
+        }
+        if (count <= 0) {
+            ::close(fd);
+            return count == 0 ? ReadStatus::read : ReadStatus::failed;
+        }
+        bytes.append(chunk, static_cast<std::size_t>(count));
+    }
+}
+
+bool writeAll(int fd, std::string_view bytes) {
+    while (!bytes.empty()) {
+        const ssize_t count = ::write(fd, bytes.data(), bytes.size());
+        if (count < 0 && errno == EINTR) {
+            continue;
+        }
+        if (count <= 0) {
+            return false;
+        }
+        bytes.remove_prefix(static_cast<std::size_t>(count));
+    }
+    return true;
+}
+
+// Appends the line with a single write: O_APPEND places it at the end atomically, so lines are never
+// interleaved and a crash leaves at worst a partial last line, which the reader skips. A short write is
+// therefore left as it is rather than completed by a second write. When an earlier crash left such a
+// partial line, the new line starts with a line feed, or it would be glued to the fragment and lost too.
+void appendLine(const fs::path& path, std::string_view line) {
+    int fd = -1;
+    do {
+        fd = ::open(path.c_str(), O_RDWR | O_APPEND | O_CREAT | O_CLOEXEC, 0644);
+    } while (fd < 0 && errno == EINTR);
+    if (fd < 0) {
+        return;
+    }
+    std::string bytes;
+    struct stat status {};
+    char last = '\n';
+    if (::fstat(fd, &status) == 0 && status.st_size > 0 && ::pread(fd, &last, 1, status.st_size - 1) == 1 &&
+        last != '\n') {
+        bytes.reserve(line.size() + 1);
+        bytes += '\n';
+        bytes += line;
+        line = bytes;
+    }
+    while (::write(fd, line.data(), line.size()) < 0 && errno == EINTR) {
+    }
+    ::close(fd);
+}
+
+// Replaces folder/name with `bytes` so that a reader, or a crash, sees either the old or the whole new
+// content: a temporary file in the same folder is written, flushed, and renamed over the name, and the
+// folder is flushed so the rename itself survives a power cut. On failure the old file stays untouched.
+bool replaceAtomically(const fs::path& folder, const std::string& name, std::string_view bytes) {
+    std::string temporary = (folder / ("." + name + ".XXXXXX")).string();
+    const int fd = ::mkostemp(temporary.data(), O_CLOEXEC);
+    if (fd < 0) {
+        return false;
+    }
+    const bool written = writeAll(fd, bytes) && ::fsync(fd) == 0;
+    if (::close(fd) != 0 || !written || ::rename(temporary.c_str(), (folder / name).c_str()) != 0) {
+        ::unlink(temporary.c_str());
+        return false;
+    }
+    if (const int folderFd = ::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC); folderFd >= 0) {
+        ::fsync(folderFd);
+        ::close(folderFd);
+    }
+    return true;
+}
+
+// Copies a History file that does not decode to the damaged copy. True when the file may be replaced:
+// it is missing, empty (nothing worth keeping), decodes, or has been copied.
+bool keepDamagedHistory(const fs::path& folder, const std::string& bytes) {
+    if (bytes.empty() || fromJsonText<History>(bytes)) {
+        return true;
+    }
+    return replaceAtomically(folder, kDamagedHistoryName, bytes);
+}
+
+fs::path sampleFile(const fs::path& folder, Instant date, const Calendar& calendar) {
+    return folder / (std::string(kSamplesPrefix) + History::dayID(date, calendar) + ".jsonl");
+}
+
+} // namespace
+
+VitrekFiles::VitrekFiles(std::optional<std::filesystem::path> dir)
+    : m_dir(dir ? std::move(*dir) : defaultFolder()) {}
+
+void VitrekFiles::append(const Sample& sample, const Calendar& calendar) const {
+    // JSON has no form for NaN or infinity; written as null the line could never be read back.
+    if (!std::isfinite(referenceSeconds(sample.date)) || !std::isfinite(sample.load)) {
+        return;
+    }
+    std::error_code error;
+    fs::create_directories(m_dir, error);
+    appendLine(sampleFile(m_dir, sample.date, calendar), compactText(toJson(sample)) + '\n');
+}
+
+std::vector<Sample> VitrekFiles::samples(Instant date, const Calendar& calendar) const {
+    std::string bytes;
+    if (readFile(sampleFile(m_dir, date, calendar), bytes) != ReadStatus::read) {
+        return {};
+    }
+    std::vector<Sample> samples;
+    samples.reserve(static_cast<std::size_t>(std::count(bytes.begin(), bytes.end(), '\n')) + 1);
+    const std::string_view text(bytes);
+    std::size_t start = 0;
+    while (start < text.size()) {
+        const auto end = std::min(text.find('\n', start), text.size());
+        if (end > start) {
+            if (auto sample = fromJsonText<Sample>(text.substr(start, end - start))) {
+                samples.push_back(*sample);
+            }
+        }
+        start = end + 1;
+    }
+    return samples;
+}
+
+void VitrekFiles::pruneSamples(int keepingDays, Instant now, const Calendar& calendar) const {
+    // A negative count keeps nothing, like 0.
+    std::set<std::string, std::less<>> kept;
+    for (int i = 0; i < keepingDays; ++i) {
+        if (const auto day = calendar.addingDays(now, -i)) {
+            kept.insert(History::dayID(*day, calendar));
+        }
+    }
+    // List first and delete afterwards; a folder that cannot be listed completely is left alone.
+    std::vector<fs::path> doomed;
+    std::error_code error;
+    for (fs::directory_iterator it(m_dir, error), end; !error && it != end; it.increment(error)) {
+        const std::string name = it->path().filename().string();
+        if (!name.starts_with(kSamplesPrefix)) {
+            continue;
+        }
+        if (!kept.contains(std::string_view(name).substr(kSamplesPrefix.size(), kDayKeyLength))) {
+            doomed.push_back(it->path());
+        }
+    }
+    if (error) {
+        return;
+    }
+    for (const auto& path : doomed) {
+        // Not recursive: a folder that happens to carry the prefix is only removed when empty.
+        fs::remove(path, error);
+    }
+}
+
+History VitrekFiles::loadHistory() const {
+    std::string bytes;
+    if (readFile(m_dir / kHistoryName, bytes) != ReadStatus::read) {
+        return {};
+    }
+    if (auto history = fromJsonText<History>(bytes)) {
+        return std::move(*history);
+    }
+    keepDamagedHistory(m_dir, bytes);
+    return {};
+}
+
+void VitrekFiles::save(const History& history) const {
+    std::error_code error;
+    fs::create_directories(m_dir, error);
+    // A save may come without a load before it, so the damaged-file rule is checked here too. A file
+    // that exists but cannot be read cannot be copied either, so it is not replaced.
+    std::string existing;
+    const auto status = readFile(m_dir / kHistoryName, existing);
+    if (status == ReadStatus::failed ||
+        (status == ReadStatus::read && !keepDamagedHistory(m_dir, existing))) {
+        return;
+    }
+    replaceAtomically(m_dir, kHistoryName, compactText(toJson(history)));
+}
+
+} // namespace vitrek

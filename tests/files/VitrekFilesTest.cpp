@@ -1,0 +1,230 @@
+#include "files/VitrekFiles.h"
+
+#include "support/TestSupport.h"
+
+#include <gtest/gtest.h>
+#include <pwd.h>
+#include <unistd.h>
+
+#include <cmath>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <optional>
+#include <set>
+#include <string>
+#include <vector>
+
+namespace vitrek {
+namespace {
+
+namespace fs = std::filesystem;
+
+std::string readBytes(const fs::path& path) {
+    std::ifstream in(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+}
+
+void writeBytes(const fs::path& path, std::string_view bytes) {
+    std::ofstream(path, std::ios::binary) << bytes;
+}
+
+std::set<std::string> names(const fs::path& folder) {
+    std::set<std::string> found;
+    for (const auto& entry : fs::directory_iterator(folder)) {
+        found.insert(entry.path().filename().string());
+    }
+    return found;
+}
+
+// A fresh, empty data folder per test, removed afterwards.
+class VitrekFilesTest : public testing::Test {
+protected:
+    VitrekFilesTest()
+        : folder(fs::path(testing::TempDir()) /
+                 ("vitrek-files-" + std::to_string(::getpid()) + "-" +
+                  testing::UnitTest::GetInstance()->current_test_info()->name())) {
+        fs::remove_all(folder);
+    }
+    ~VitrekFilesTest() override { fs::remove_all(folder); }
+
+    VitrekFiles files() const { return VitrekFiles{folder}; }
+
+    const fs::path folder;
+};
+
+const Calendar kBerlin = test::berlin();
+
+TEST_F(VitrekFilesTest, AppendWritesOneCompactLinePerSampleInCallOrder) {
+    const auto noon = test::local(kBerlin, 2025, 1, 5, 12, 0, 0);
+    files().append(Sample{noon, 0.25, Heat::warm}, kBerlin);
+    files().append(Sample{noon + Seconds{60.5}, 1, Heat::critical}, kBerlin);
+    EXPECT_EQ(readBytes(folder / "samples-2025-01-05.jsonl"),
+              "{\"date\":757767600.0,\"load\":0.25,\"heat\":1}\n"
+              "{\"date\":757767660.5,\"load\":1.0,\"heat\":3}\n");
+    EXPECT_EQ(files().samples(noon, kBerlin),
+              (std::vector{Sample{noon, 0.25, Heat::warm}, Sample{noon + Seconds{60.5}, 1, Heat::critical}}));
+    // A sample without a JSON form is not written at all.
+    files().append(Sample{noon, NAN}, kBerlin);
+    EXPECT_EQ(files().samples(noon, kBerlin).size(), 2u);
+}
+
+TEST_F(VitrekFilesTest, TheLocalMidnightSplitsTheFiles) {
+    const auto lastSecond = test::local(kBerlin, 2025, 1, 5, 23, 59, 59);
+    const auto firstSecond = test::local(kBerlin, 2025, 1, 6, 0, 0, 1);
+    files().append(Sample{lastSecond, 0.1}, kBerlin);
+    files().append(Sample{firstSecond, 0.2}, kBerlin);
+    EXPECT_EQ(names(folder), (std::set<std::string>{"samples-2025-01-05.jsonl", "samples-2025-01-06.jsonl"}));
+    EXPECT_EQ(files().samples(test::local(kBerlin, 2025, 1, 5, 8), kBerlin),
+              (std::vector{Sample{lastSecond, 0.1}}));
+    EXPECT_EQ(files().samples(firstSecond, kBerlin), (std::vector{Sample{firstSecond, 0.2}}));
+    EXPECT_TRUE(files().samples(test::local(kBerlin, 2025, 1, 7), kBerlin).empty());
+}
+
+// A crash in the middle of an append leaves half a line at the end; the complete lines still count, and
+// the next append starts a line of its own instead of joining the fragment.
+TEST_F(VitrekFilesTest, APartialLastLineIsSkippedAndTheNextAppendSurvives) {
+    const auto noon = test::local(kBerlin, 2025, 1, 5, 12);
+    files().append(Sample{noon, 0.25}, kBerlin);
+    const auto file = folder / "samples-2025-01-05.jsonl";
+    const auto firstLine = fs::file_size(file);
+    files().append(Sample{noon + Seconds{60}, 0.5}, kBerlin);
+    fs::resize_file(file, firstLine + 20);
+    EXPECT_EQ(files().samples(noon, kBerlin), (std::vector{Sample{noon, 0.25}}));
+    files().append(Sample{noon + Seconds{120}, 0.75}, kBerlin);
+    EXPECT_EQ(files().samples(noon, kBerlin),
+              (std::vector{Sample{noon, 0.25}, Sample{noon + Seconds{120}, 0.75}}));
+}
+
+TEST_F(VitrekFilesTest, BlankForeignAndIncompleteLinesAreSkipped) {
+    fs::create_directories(folder);
+    const auto text = "\n{\"date\":757767600,\"load\":0.1,\"heat\":0}\n\n\n"
+                      "{\"heat\":2,\"load\":0.2,\"date\":757767660.5}\r\n"
+                      "{\"date\":757767720,\"load\":0.3}\n"
+                      "{\"date\":757767780,\"load\":0.3,\"heat\":9}\n"
+                      "not json\n\r\n[1,2,3]\n"
+                      "{\"date\":757767840,\"load\":1,\"heat\":3}";
+    writeBytes(folder / "samples-2025-01-05.jsonl", text);
+    const auto noon = fromReferenceSeconds(757767600);
+    EXPECT_EQ(files().samples(noon, kBerlin),
+              (std::vector{Sample{noon, 0.1}, Sample{noon + Seconds{60.5}, 0.2, Heat::hot},
+                           Sample{noon + Seconds{240}, 1, Heat::critical}}));
+}
+
+TEST_F(VitrekFilesTest, PruningKeepsTheLastDaysSampleFilesOnly) {
+    const auto now = test::local(kBerlin, 2025, 1, 10, 0, 30);
+    const std::set<std::string> others{"history.json", "notes.txt", "sample-2025-01-01.jsonl"};
+    const std::set<std::string> doomed{"samples-2025-01-07.jsonl", "samples-2025-01-11.jsonl",
+                                       "samples-junk.jsonl", "samples-"};
+    const std::set<std::string> kept{"samples-2025-01-08.jsonl", "samples-2025-01-09.jsonl",
+                                     "samples-2025-01-10.jsonl", "samples-2025-01-10.jsonl.old"};
+    for (const int days : {3, 0, -1}) {
+        fs::create_directories(folder);
+        for (const auto& set : {others, doomed, kept}) {
+            for (const auto& name : set) {
+                writeBytes(folder / name, "x");
+            }
+        }
+        files().pruneSamples(days, now, kBerlin);
+        auto expected = others;
+        if (days == 3) {
+            expected.insert(kept.begin(), kept.end());
+        }
+        EXPECT_EQ(names(folder), expected) << days << " days";
+        fs::remove_all(folder);
+    }
+    files().pruneSamples(3, now, kBerlin);
+    EXPECT_FALSE(fs::exists(folder));
+}
+
+TEST_F(VitrekFilesTest, SaveWritesCompactJSONAtomicallyAndLoadReadsItBack) {
+    const History history{{Day{"2025-01-05", 70, 12.5, std::nullopt, std::nullopt, -0.25},
+                           Day{"2025-01-06", 81, std::nullopt, 90, 600, std::nullopt}}};
+    files().save(history);
+    EXPECT_EQ(readBytes(folder / "history.json"),
+              R"({"days":[{"id":"2025-01-05","recovery":70,"strain":12.5,"ageGap":-0.25},)"
+              R"({"id":"2025-01-06","recovery":81,"rest":90,"stress":600.0}]})");
+    EXPECT_EQ(names(folder), std::set<std::string>{"history.json"});
+    EXPECT_EQ(files().loadHistory(), history);
+}
+
+TEST_F(VitrekFilesTest, AMissingOrEmptyHistoryLoadsEmptyAndIsNotKept) {
+    EXPECT_EQ(files().loadHistory(), History{});
+    EXPECT_FALSE(fs::exists(folder));
+    fs::create_directories(folder);
+    writeBytes(folder / "history.json", "");
+    EXPECT_EQ(files().loadHistory(), History{});
+    files().save(History{{Day{"2025-01-05", 70, {}, {}, {}, {}}}});
+    EXPECT_EQ(names(folder), std::set<std::string>{"history.json"});
+}
+
+// A History that does not decode is a person's record all the same: it must survive the next save.
+TEST_F(VitrekFilesTest, ADamagedHistoryIsKeptBeforeAnySaveReplacesIt) {
+    const History fresh{{Day{"2025-01-06", 55, {}, {}, {}, {}}}};
+    const auto damaged = folder / "history.json.damaged";
+    // Another shape, a truncated file, and bytes that are not text.
+    for (const std::string bytes :
+         {R"({"days":{"id":"2025-01-05"}})", R"({"days":[{"id":"2025-01-05","rec)", "\xff\xfe\r\n"}) {
+        for (const bool loadFirst : {true, false}) {
+            fs::create_directories(folder);
+            writeBytes(damaged, "an older damaged copy");
+            writeBytes(folder / "history.json", bytes);
+            if (loadFirst) {
+                EXPECT_EQ(files().loadHistory(), History{}) << bytes;
+                EXPECT_EQ(readBytes(damaged), bytes);
+            }
+            files().save(fresh);
+            EXPECT_EQ(readBytes(damaged), bytes);
+            EXPECT_EQ(files().loadHistory(), fresh);
+            EXPECT_EQ(names(folder), (std::set<std::string>{"history.json", "history.json.damaged"}));
+            fs::remove_all(folder);
+        }
+    }
+}
+
+// Restores an environment variable when the test ends.
+class ScopedVariable {
+public:
+    ScopedVariable(const char* name, const char* value) : m_name(name) {
+        if (const char* old = std::getenv(name)) {
+            m_old = old;
+        }
+        value ? ::setenv(name, value, 1) : ::unsetenv(name);
+    }
+    ~ScopedVariable() { m_old ? ::setenv(m_name, m_old->c_str(), 1) : ::unsetenv(m_name); }
+
+private:
+    const char* m_name;
+    std::optional<std::string> m_old;
+};
+
+TEST(VitrekFilesFolderTest, TheFolderGivenThenTheVariableThenTheXDGDataFolderThenHome) {
+    const passwd* user = ::getpwuid(::getuid());
+    const fs::path account = user ? user->pw_dir : "";
+    struct Row {
+        std::optional<fs::path> given;
+        const char* variable;
+        const char* xdg;
+        const char* home;
+        fs::path expected;
+    };
+    // clang-format off
+    for (const auto& row : {
+             Row{"/given", "/variable", "/xdg", "/home/ana", "/given"},
+             Row{std::nullopt, "/variable", "/xdg", "/home/ana", "/variable"},
+             Row{std::nullopt, "relative/variable", nullptr, "/home/ana", "relative/variable"},
+             Row{std::nullopt, "", "/xdg", "/home/ana", "/xdg/Vitrek"},
+             Row{std::nullopt, nullptr, "xdg", "/home/ana", "/home/ana/.local/share/Vitrek"},
+             Row{std::nullopt, nullptr, "", "/home/ana", "/home/ana/.local/share/Vitrek"},
+             Row{std::nullopt, nullptr, nullptr, nullptr, account / ".local/share/Vitrek"}}) {
+        // clang-format on
+        const ScopedVariable variable("VITREK_DATA_DIR", row.variable);
+        const ScopedVariable xdg("XDG_DATA_HOME", row.xdg);
+        const ScopedVariable home("HOME", row.home);
+        EXPECT_EQ(VitrekFiles{row.given}.dir(), row.expected) << row.expected;
+    }
+}
+
+} // namespace
+} // namespace vitrek
