@@ -1,0 +1,255 @@
+#include "linux/LinuxReader.h"
+
+#include "support/TestSupport.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <tuple>
+#include <vector>
+
+namespace vitrek {
+namespace {
+
+namespace fs = std::filesystem;
+
+fs::path recorded(const std::string& machine) { return fs::path(VITREK_TEST_DATA) / "sysfs" / machine; }
+LinuxReader reader(const std::string& machine) { return LinuxReader{recorded(machine), "x86_64"}; }
+
+// A root folder of the test's own, optionally starting as a copy of a recorded tree; removed afterwards.
+class ScratchRoot {
+public:
+    explicit ScratchRoot(const std::string& machine = {}) {
+        std::string name = (fs::temp_directory_path() / "vitrek-reader-XXXXXX").string();
+        m_path = ::mkdtemp(name.data()) ? fs::path(name) : fs::path{};
+        if (!machine.empty()) {
+            fs::copy(recorded(machine), m_path, fs::copy_options::recursive);
+        }
+    }
+    ~ScratchRoot() {
+        std::error_code error;
+        fs::remove_all(m_path, error);
+    }
+    void write(const std::string& relative, const std::string& text) const {
+        fs::create_directories((m_path / relative).parent_path());
+        std::ofstream(m_path / relative) << text;
+    }
+    void setModified(const std::string& relative, Instant time) const {
+        const timespec times[2] = {{0, UTIME_OMIT}, {static_cast<time_t>(unixSeconds(time)), 0}};
+        ASSERT_EQ(::utimensat(AT_FDCWD, (m_path / relative).c_str(), times, 0), 0) << relative;
+    }
+    LinuxReader reader() const { return LinuxReader{m_path, "x86_64"}; }
+
+private:
+    fs::path m_path;
+};
+
+TEST(LinuxReaderTest, EachRecordedBatteryGivesExactlyWhatItsFilesSay) {
+    const std::vector<std::tuple<std::string, std::optional<BatteryInfo>>> cases = {
+        // capacity as reported; the adapter is online although the pack is "Not charging"; 0 cycles = unknown
+        {"dell-xps15-9560-charge", BatteryInfo{2871000.0 / 8509000.0, std::nullopt, 94, true}},
+        // energy_* values; no adapter listed and status Unknown
+        {"thinkpad-42t4977-energy", BatteryInfo{25500000.0 / 38920000.0, std::nullopt, 32, false}},
+        // no capacity file: 94860 of 94860 mWh; full above design caps at 1; "Full" means on the adapter
+        {"thinkpad-45n1173-energy-above-design", BatteryInfo{1.0, std::nullopt, 100, true}},
+        // 501000 of 1802000 µAh is 27.8 %: rounded, where the kernel's own capacity file truncates to 27
+        {"battery-without-design-values", BatteryInfo{std::nullopt, std::nullopt, 28, true}},
+        {"desktop-x570", std::nullopt},
+        {"debian-vm", std::nullopt}};
+    for (const auto& [machine, battery] : cases) {
+        EXPECT_EQ(reader(machine).battery(), battery) << machine;
+    }
+}
+
+TEST(LinuxReaderTest, OnlyThePresentBatteriesOfTheMachineCountAndTheLastOneWins) {
+    const ScratchRoot root{"dell-xps15-9560-charge"};
+    const std::string supplies = "sys/class/power_supply/";
+    // A wireless mouse's battery sorts last; it would win if it counted.
+    root.write(supplies + "hidpp_battery_0/type", "Battery\n");
+    root.write(supplies + "hidpp_battery_0/scope", "Device\n");
+    root.write(supplies + "hidpp_battery_0/capacity", "5\n");
+    root.write(supplies + "BAT1/type", "Battery\n");
+    root.write(supplies + "BAT1/present", "0\n");
+    root.write(supplies + "BAT1/capacity", "60\n");
+    EXPECT_EQ(root.reader().battery()->percent, 94);
+    root.write(supplies + "BAT1/present", "1\n");
+    EXPECT_EQ(root.reader().battery()->percent, 60);
+
+    // An adapter that is known but offline wins over a status that suggests charging.
+    root.write(supplies + "BAT1/status", "Not charging\n");
+    root.write(supplies + "AC/online", "0\n");
+    EXPECT_FALSE(root.reader().battery()->onAC);
+    root.write(supplies + "ucsi-source-psy-USBC000:001/type", "USB\n");
+    root.write(supplies + "ucsi-source-psy-USBC000:001/online", "1\n");
+    EXPECT_TRUE(root.reader().battery()->onAC);
+}
+
+TEST(LinuxReaderTest, MemoryPressureComesFromPsiAndTheShareOfAvailableMemory) {
+    const std::string psi = "some avg10=%some avg60=0.00 avg300=0.00 total=7\nfull avg10=%full avg60=0.00";
+    const auto pressureText = [&](const std::string& some, const std::string& full) {
+        auto text = psi;
+        text.replace(text.find("%some"), 5, some);
+        text.replace(text.find("%full"), 5, full);
+        return text;
+    };
+    const auto meminfo = [](int available) {
+        return "MemTotal:       1000 kB\nMemFree:          10 kB\nMemAvailable:   " +
+               std::to_string(available) + " kB\n";
+    };
+    const std::vector<std::tuple<std::string, std::string, Pressure>> cases = {
+        {"", "", Pressure::normal},
+        {"some avg10=garbage\n", "MemTotal: 0 kB\n", Pressure::normal},
+        {pressureText("9.99", "4.99"), meminfo(150), Pressure::normal},
+        {pressureText("10.00", "0.00"), meminfo(500), Pressure::warning},
+        {pressureText("10.00", "5.00"), meminfo(500), Pressure::critical},
+        {"", meminfo(149), Pressure::warning},
+        {"", meminfo(50), Pressure::warning},
+        {"", meminfo(49), Pressure::critical},
+        // Without MemAvailable: free memory plus buffers and page cache.
+        {"", "MemTotal: 1000 kB\nMemFree: 20 kB\nBuffers: 10 kB\nCached: 19 kB\n", Pressure::critical},
+        {"", "MemTotal: 1000 kB\nMemFree: 20 kB\nBuffers: 10 kB\nCached: 120 kB\n", Pressure::normal}};
+    for (const auto& [pressure, memory, level] : cases) {
+        EXPECT_EQ(LinuxReader::memoryPressure(pressure, memory), level) << pressure << "|" << memory;
+    }
+
+    // An idle VM, and an old router kernel whose 125 MB are mostly free (87.6 % by the estimate).
+    EXPECT_EQ(reader("debian-vm").memory(), (Reader::Memory{Pressure::normal, 0}));
+    EXPECT_EQ(reader("openwrt-arm-no-psi").memory(), (Reader::Memory{Pressure::normal, 0}));
+    EXPECT_EQ(reader("desktop-x570").memory(), (Reader::Memory{Pressure::normal, 0}));
+
+    const ScratchRoot root;
+    root.write("proc/meminfo", "SwapTotal:       2097148 kB\nSwapFree:        1048572 kB\n");
+    EXPECT_EQ(root.reader().memory().swapBytes, 1048576LL * 1024);
+    root.write("proc/meminfo", "SwapTotal:       0 kB\nSwapFree:        4 kB\n");
+    EXPECT_EQ(root.reader().memory().swapBytes, 0);
+}
+
+TEST(LinuxReaderTest, HeatIsTheHottestProcessorSensorAgainstItsOwnCriticalPoint) {
+    const std::optional<double> none;
+    const std::vector<std::tuple<double, std::optional<double>, Heat>> levels = {
+        {69.9, none, Heat::cool}, {70, none, Heat::warm},     {84.9, none, Heat::warm},
+        {85, none, Heat::hot},    {95, none, Heat::critical}, {84.9, 100.0, Heat::warm},
+        {85, 100.0, Heat::hot},   {94.9, 100.0, Heat::hot},   {95, 100.0, Heat::critical},
+        {65, 80.0, Heat::hot},    {96, 105.0, Heat::hot}};
+    for (const auto& [celsius, critical, heat] : levels) {
+        EXPECT_EQ(LinuxReader::heatLevel(celsius, critical), heat) << celsius << " " << critical.value_or(0);
+    }
+
+    // k10temp reads 0 and the board's only thermal zone claims a critical point of 20.8 °C; the
+    // embedded controller's 111 °C junk is not a processor sensor.
+    EXPECT_EQ(reader("desktop-x570").heat(), Heat::cool);
+    EXPECT_EQ(reader("thinkpad-x390-yoga").heat(), Heat::cool);
+    EXPECT_EQ(reader("debian-vm").heat(), Heat::cool);
+
+    const ScratchRoot root{"thinkpad-x390-yoga"};
+    root.write("sys/class/hwmon/hwmon1/temp4_input", "96000\n");
+    root.write("sys/class/hwmon/hwmon1/temp4_crit", "105000\n");
+    EXPECT_EQ(root.reader().heat(), Heat::hot);
+    root.write("sys/class/hwmon/hwmon1/temp4_crit", "garbage\n");
+    EXPECT_EQ(root.reader().heat(), Heat::critical);
+
+    // Thermal zones count only when no processor chip gives a plausible reading.
+    const ScratchRoot zones{"desktop-x570"};
+    zones.write("sys/class/hwmon/hwmon0/temp1_input", "65261800\n");
+    zones.write("sys/class/thermal/thermal_zone1/type", "x86_pkg_temp\n");
+    zones.write("sys/class/thermal/thermal_zone1/temp", "88000\n");
+    zones.write("sys/class/thermal/thermal_zone1/trip_point_0_type", "passive\n");
+    zones.write("sys/class/thermal/thermal_zone1/trip_point_1_type", "critical\n");
+    zones.write("sys/class/thermal/thermal_zone1/trip_point_1_temp", "110000\n");
+    zones.write("sys/class/thermal/thermal_zone2/type", "iwlwifi_1\n");
+    zones.write("sys/class/thermal/thermal_zone2/temp", "120000\n");
+    EXPECT_EQ(zones.reader().heat(), Heat::warm);
+    zones.write("sys/class/hwmon/hwmon0/temp1_input", "50000\n");
+    EXPECT_EQ(zones.reader().heat(), Heat::cool);
+}
+
+TEST(LinuxReaderTest, ModelNamesAreWhatPeopleCallTheMachine) {
+    const std::vector<std::tuple<std::vector<std::string>, std::string>> cases = {
+        {{"LENOVO", "20XW0055GE", "ThinkPad X1 Carbon Gen 9", "ThinkPad X1 Carbon Gen 9"},
+         "ThinkPad X1 Carbon Gen 9"},
+        {{"LENOVO", "82A1", "IdeaPad 5 14ARE05", "IdeaPad 5 14ARE05"}, "Lenovo IdeaPad 5 14ARE05"},
+        {{"Dell Inc.", "XPS 13 9310", "", "XPS"}, "Dell XPS 13 9310"},
+        {{"HP", "HP Pavilion Power Laptop 15-cb0xx", "Type1ProductConfigId"},
+         "HP Pavilion Power Laptop 15-cb0xx"},
+        {{"Hewlett-Packard", "HP EliteBook 8460p", "A0001D02"}, "HP EliteBook 8460p"},
+        {{"Micro-Star International Co., Ltd.", "MS-7C37", "1.0"}, "MSI MS-7C37"},
+        {{"GOOGLE", "Peppy", "1.0", "Google_Slippy"}, "Google Peppy"},
+        {{"System manufacturer", "System Product Name", "System Version", "To be filled by O.E.M.",
+          "ASUSTeK COMPUTER INC.", "PRIME X570-PRO"},
+         "ASUS PRIME X570-PRO"},
+        {{"QEMU", "Standard PC (Q35 + ICH9, 2009)", "pc-q35-7.2"}, "QEMU virtual machine"},
+        {{"innotek GmbH", "VirtualBox", "1.2"}, "VirtualBox virtual machine"},
+        {{"VMware, Inc.", "VMware7,1"}, "VMware virtual machine"},
+        {{"Red Hat", "KVM"}, "KVM virtual machine"},
+        {{"To Be Filled By O.E.M.", "To be filled by O.E.M.", "Default string", "", "Default string", "  "},
+         ""},
+        {{"Acme", "-", "\x01\x02"}, ""}};
+    for (auto [fields, name] : cases) {
+        // sys_vendor, product_name, product_version, product_family, board_vendor, board_name
+        fields.resize(6);
+        const LinuxReader::DmiNames names{fields[0], fields[1], fields[2], fields[3], fields[4], fields[5]};
+        EXPECT_EQ(LinuxReader::marketingName(names), name) << fields[0] << "|" << fields[1];
+    }
+
+    EXPECT_EQ(reader("desktop-x570").modelName(), "x86_64");
+    EXPECT_EQ(LinuxReader(recorded("desktop-x570"), "").modelName(), "");
+    EXPECT_EQ(reader("raspberry-pi-4b").modelName(), "Raspberry Pi 4 Model B Rev 1.4");
+    const ScratchRoot root{"raspberry-pi-4b"};
+    root.write("sys/class/dmi/id/product_name", "\n");
+    EXPECT_EQ(root.reader().modelName(), "Raspberry Pi 4 Model B Rev 1.4");
+    root.write("sys/class/dmi/id/product_name", "Latitude 7490\n");
+    root.write("sys/class/dmi/id/sys_vendor", "Dell Inc.\n");
+    EXPECT_EQ(root.reader().modelName(), "Dell Latitude 7490");
+}
+
+TEST(LinuxReaderTest, ProcStatGivesBootTimeAndTicksAndTheUptimeIsTheFallback) {
+    const auto now = test::at("2026-11-23T12:00:00Z");
+    const auto vm = reader("debian-vm");
+    EXPECT_EQ(vm.bootTime(), fromUnixSeconds(1795421848));
+    EXPECT_EQ(vm.cpuTicks(), (CPUTicks{7126, 160622}));
+    const auto reading = vm.read(now);
+    EXPECT_EQ(reading.bootedAt, fromUnixSeconds(1795421848));
+    EXPECT_EQ(reading.model, "x86_64");
+    EXPECT_EQ(reading.battery, std::nullopt);
+    EXPECT_EQ(reading.heat, Heat::cool);
+
+    const ScratchRoot root;
+    EXPECT_EQ(root.reader().cpuTicks(), (CPUTicks{0, 0}));
+    EXPECT_EQ(root.reader().read(now).bootedAt, now);
+    root.write("proc/stat", "cpu  3479 0 3520 153382 114 0 127 0 0 0\nbtime 0\n");
+    root.write("proc/uptime", "13834.69 20837.62\n");
+    EXPECT_EQ(root.reader().bootTime(), std::nullopt);
+    EXPECT_EQ(root.reader().read(now).bootedAt, now - Seconds{13834.69});
+}
+
+TEST(LinuxReaderTest, StorageIsTheRootsVolumeAndZeroWhenItCannotBeAsked) {
+    const ScratchRoot root;
+    const auto volume = root.reader().storage();
+    EXPECT_GT(volume.totalBytes, 0);
+    EXPECT_GE(volume.freeBytes, 0);
+    EXPECT_LE(volume.freeBytes, volume.totalBytes);
+    EXPECT_EQ(LinuxReader(recorded("no-such-machine"), "").storage(), (Reader::Storage{0, 0}));
+}
+
+TEST(LinuxReaderTest, SetUpDateIsTheEarliestTrustworthyInstallTime) {
+    const ScratchRoot root;
+    EXPECT_EQ(root.reader().setUpDate(), std::nullopt);
+    // Files created now have a recent birth time; the modification times below are older still.
+    root.write("lost+found/.keep", "");
+    root.write("etc/machine-id", "0123456789abcdef0123456789abcdef\n");
+    root.write("etc/hostname", "vm\n");
+    root.write("etc/motd", "not an install-time file\n");
+    root.setModified("lost+found", fromUnixSeconds(0)); // what images without real times carry
+    root.setModified("etc/machine-id", test::at("2019-05-01T10:00:00Z"));
+    root.setModified("etc/hostname", test::at("2021-02-03T04:05:06Z"));
+    root.setModified("etc/motd", test::at("2010-01-01T00:00:00Z"));
+    EXPECT_EQ(root.reader().setUpDate(), test::at("2019-05-01T10:00:00Z"));
+}
+
+} // namespace
+} // namespace vitrek
