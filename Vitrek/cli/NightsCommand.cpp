@@ -1,14 +1,10 @@
 #include "cli/NightsCommand.h"
 
 #include "cli/JsonWriter.h"
-#include "linux/MappedFile.h"
 #include "powerlog/NightBuilder.h"
 #include "powerlog/PowerLogParser.h"
 #include "scores/Fmt.h"
-#include "time/Iso8601.h"
 
-#include <charconv>
-#include <cmath>
 #include <iostream>
 #include <sstream>
 
@@ -25,19 +21,6 @@ const char* const kNightsUsage =
     "  --json       print one JSON document instead of the story\n";
 
 namespace {
-
-std::optional<Instant> parseNow(const std::string& text) {
-    if (auto instant = parseIso8601(text)) {
-        return instant;
-    }
-    double seconds = 0;
-    const char* end = text.data() + text.size();
-    const auto [next, error] = std::from_chars(text.data(), end, seconds, std::chars_format::fixed);
-    if (text.empty() || error != std::errc{} || next != end || !std::isfinite(seconds)) {
-        return std::nullopt;
-    }
-    return fromUnixSeconds(seconds);
-}
 
 void writeEvent(JsonWriter& json, const NightEvent& event) {
     json.beginObject();
@@ -183,56 +166,7 @@ std::string attribution(const NightEvent& event) {
 } // namespace
 
 std::variant<NightsOptions, UsageError> parseNightsOptions(std::span<const std::string> arguments) {
-    NightsOptions options;
-    for (std::size_t i = 0; i < arguments.size(); ++i) {
-        std::string name = arguments[i];
-        std::optional<std::string> value;
-        if (const auto equals = name.find('='); name.starts_with("--") && equals != std::string::npos) {
-            value = name.substr(equals + 1);
-            name.resize(equals);
-        }
-        const auto takeValue = [&]() -> std::optional<std::string> {
-            if (value) {
-                return value;
-            }
-            if (i + 1 < arguments.size()) {
-                return arguments[++i];
-            }
-            return std::nullopt;
-        };
-        if (name == "--json" && !value) {
-            options.json = true;
-        } else if ((name == "--help" || name == "-h") && !value) {
-            options.help = true;
-        } else if (name == "--log") {
-            if (options.logPath) {
-                return UsageError{"nights: --log given twice"};
-            }
-            options.logPath = takeValue();
-            if (!options.logPath || options.logPath->empty()) {
-                return UsageError{"nights: --log needs a file (or - for standard input)"};
-            }
-        } else if (name == "--now") {
-            const auto text = takeValue();
-            if (!text) {
-                return UsageError{"nights: --now needs a time"};
-            }
-            options.now = parseNow(*text);
-            if (!options.now) {
-                return UsageError{
-                    "nights: --now '" + *text +
-                    "' is neither ISO 8601 with an offset (2024-03-05T12:00:00+01:00) nor Unix seconds"};
-            }
-        } else if (name == "--tz") {
-            options.zone = takeValue();
-            if (!options.zone) {
-                return UsageError{"nights: --tz needs a time-zone name such as Europe/Berlin"};
-            }
-        } else {
-            return UsageError{"nights: unknown option '" + arguments[i] + "'"};
-        }
-    }
-    return options;
+    return parseCommandOptions("nights", arguments, false);
 }
 
 void writeNightsJson(std::ostream& out, const PowerLog& log, const std::vector<Night>& nights) {
@@ -317,40 +251,21 @@ int nights(std::span<const std::string> arguments, CommandContext& context) {
         context.out << kNightsUsage;
         return 0;
     }
-    auto calendar = Calendar::current();
-    if (options.zone) {
-        const auto named = Calendar::named(*options.zone);
-        if (!named) {
-            context.err << "vitrek: nights: unknown time zone '" << *options.zone << "'\n";
-            return kUsageError;
-        }
-        calendar = *named;
+    const auto calendar = optionCalendar(options, "nights", context.err);
+    if (!calendar) {
+        return kUsageError;
     }
-
-    PowerLog log;
-    if (options.logPath) {
-        if (*options.logPath == "-") {
-            std::ostringstream text;
-            text << context.in.rdbuf();
-            log = PowerLogParser::parse(std::move(text).str());
-        } else {
-            std::string error;
-            const auto file = MappedFile::open(*options.logPath, error);
-            if (!file) {
-                context.err << "vitrek: " << error << "\n";
-                return kUsageError;
-            }
-            log = PowerLogParser::parse(file->text());
-        }
-    } else {
-        log = context.loadSystemLog();
+    std::optional<PowerLog> log =
+        options.logPath ? readLogFile(*options.logPath, context.in, context.err) : context.loadSystemLog();
+    if (!log) {
+        return kUsageError;
     }
     const Instant now = options.now.value_or(context.now());
-    const auto nights = NightBuilder::build(log, NightWindow{}, now, calendar);
+    const auto nights = NightBuilder::build(*log, NightWindow{}, now, *calendar);
     if (options.json) {
-        writeNightsJson(context.out, log, nights);
+        writeNightsJson(context.out, *log, nights);
     } else {
-        context.out << nightsText(nights, calendar);
+        context.out << nightsText(nights, *calendar);
     }
     return 0;
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "cli/CommandLine.h"
+#include "cli/CommandOptions.h"
 #include "powerlog/Night.h"
 #include "powerlog/PowerLog.h"
 #include "time/Calendar.h"
@@ -15,20 +16,7 @@
 namespace vitrek::cli {
 
 // `vitrek nights [--log FILE|-] [--now TIME] [--tz ZONE] [--json]`
-struct NightsOptions {
-    std::optional<std::string> logPath; // "-" is standard input; absent reads the system's log
-    std::optional<Instant> now;
-    std::optional<std::string> zone;
-    bool json = false;
-    bool help = false;
-    bool operator==(const NightsOptions&) const = default;
-};
-
-// A usage error, worded for "vitrek: " + message.
-struct UsageError {
-    std::string message;
-    bool operator==(const UsageError&) const = default;
-};
+using NightsOptions = CommandOptions;
 
 std::variant<NightsOptions, UsageError> parseNightsOptions(std::span<const std::string> arguments);
 

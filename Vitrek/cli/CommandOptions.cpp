@@ -1,0 +1,125 @@
+#include "cli/CommandOptions.h"
+
+#include "linux/MappedFile.h"
+#include "powerlog/PowerLogParser.h"
+#include "time/Iso8601.h"
+
+#include <charconv>
+#include <cmath>
+#include <istream>
+#include <ostream>
+#include <sstream>
+
+namespace vitrek::cli {
+
+namespace {
+
+std::optional<Instant> parseNow(const std::string& text) {
+    if (auto instant = parseIso8601(text)) {
+        return instant;
+    }
+    double seconds = 0;
+    const char* end = text.data() + text.size();
+    const auto [next, error] = std::from_chars(text.data(), end, seconds, std::chars_format::fixed);
+    if (text.empty() || error != std::errc{} || next != end || !std::isfinite(seconds)) {
+        return std::nullopt;
+    }
+    return fromUnixSeconds(seconds);
+}
+
+} // namespace
+
+std::variant<CommandOptions, UsageError>
+parseCommandOptions(std::string_view command, std::span<const std::string> arguments, bool acceptsReading) {
+    const std::string prefix = std::string(command) + ": ";
+    CommandOptions options;
+    for (std::size_t i = 0; i < arguments.size(); ++i) {
+        std::string name = arguments[i];
+        std::optional<std::string> value;
+        if (const auto equals = name.find('='); name.starts_with("--") && equals != std::string::npos) {
+            value = name.substr(equals + 1);
+            name.resize(equals);
+        }
+        const auto takeValue = [&]() -> std::optional<std::string> {
+            if (value) {
+                return value;
+            }
+            if (i + 1 < arguments.size()) {
+                return arguments[++i];
+            }
+            return std::nullopt;
+        };
+        const auto takeFile = [&](std::optional<std::string>& path,
+                                  const char* what) -> std::optional<UsageError> {
+            if (path) {
+                return UsageError{prefix + name + " given twice"};
+            }
+            path = takeValue();
+            if (!path || path->empty()) {
+                return UsageError{prefix + name + " needs " + what};
+            }
+            return std::nullopt;
+        };
+        if (name == "--json" && !value) {
+            options.json = true;
+        } else if ((name == "--help" || name == "-h") && !value) {
+            options.help = true;
+        } else if (name == "--log") {
+            if (auto error = takeFile(options.logPath, "a file (or - for standard input)")) {
+                return *error;
+            }
+        } else if (name == "--reading" && acceptsReading) {
+            if (auto error = takeFile(options.readingPath, "a file")) {
+                return *error;
+            }
+        } else if (name == "--now") {
+            const auto text = takeValue();
+            if (!text) {
+                return UsageError{prefix + "--now needs a time"};
+            }
+            options.now = parseNow(*text);
+            if (!options.now) {
+                return UsageError{
+                    prefix + "--now '" + *text +
+                    "' is neither ISO 8601 with an offset (2024-03-05T12:00:00+01:00) nor Unix seconds"};
+            }
+        } else if (name == "--tz") {
+            options.zone = takeValue();
+            if (!options.zone) {
+                return UsageError{prefix + "--tz needs a time-zone name such as Europe/Berlin"};
+            }
+        } else {
+            return UsageError{prefix + "unknown option '" + arguments[i] + "'"};
+        }
+    }
+    return options;
+}
+
+std::optional<Calendar> optionCalendar(const CommandOptions& options, std::string_view command,
+                                       std::ostream& err) {
+    if (!options.zone) {
+        return Calendar::current();
+    }
+    auto named = Calendar::named(*options.zone);
+    if (!named) {
+        err << "vitrek: " << command << ": unknown time zone '" << *options.zone << "'\n";
+    }
+    return named;
+}
+
+std::optional<PowerLog> readLogFile(const std::string& path, std::istream& in, std::ostream& err) {
+    if (path == "-") {
+        std::ostringstream text;
+        text << in.rdbuf();
+        return PowerLogParser::parse(std::move(text).str());
+    }
+    std::string error;
+    const auto file = MappedFile::open(path, error);
+    if (!file) {
+        err << "vitrek: " << error << "\n";
+        return std::nullopt;
+    }
+    return PowerLogParser::parse(file->text());
+}
+
+} // namespace vitrek::cli

@@ -1,0 +1,44 @@
+#pragma once
+
+#include "powerlog/PowerLog.h"
+#include "time/Calendar.h"
+#include "time/Instant.h"
+
+#include <iosfwd>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+#include <variant>
+
+namespace vitrek::cli {
+
+// The options the terminal commands share; each command accepts the ones its usage names.
+struct CommandOptions {
+    std::optional<std::string> logPath;     // "-" is standard input; absent reads the system's log
+    std::optional<std::string> readingPath; // a stored reading instead of the live machine's
+    std::optional<Instant> now;
+    std::optional<std::string> zone;
+    bool json = false;
+    bool help = false;
+    bool operator==(const CommandOptions&) const = default;
+};
+
+// A usage error, worded for "vitrek: " + message.
+struct UsageError {
+    std::string message;
+    bool operator==(const UsageError&) const = default;
+};
+
+// `--name value` and `--name=value`; `--reading` only when `acceptsReading`.
+std::variant<CommandOptions, UsageError>
+parseCommandOptions(std::string_view command, std::span<const std::string> arguments, bool acceptsReading);
+
+// The calendar of `--tz`, else the user's; absent (with the error written) for an unknown zone.
+std::optional<Calendar> optionCalendar(const CommandOptions& options, std::string_view command,
+                                       std::ostream& err);
+
+// The power log in a file ("-" is `in`); absent (with the error written) when it cannot be read.
+std::optional<PowerLog> readLogFile(const std::string& path, std::istream& in, std::ostream& err);
+
+} // namespace vitrek::cli
