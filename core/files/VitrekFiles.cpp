@@ -246,6 +246,14 @@ History VitrekFiles::loadHistory() const {
     return {};
 }
 
+History VitrekFiles::peekHistory() const {
+    std::string bytes;
+    if (readFile(m_dir / kHistoryName, bytes) != ReadStatus::read) {
+        return {};
+    }
+    return fromJsonText<History>(bytes).value_or(History{});
+}
+
 void VitrekFiles::save(const History& history) const {
     std::error_code error;
     fs::create_directories(m_dir, error);

@@ -37,6 +37,9 @@ public:
     // The stored History; empty when there is none or it does not decode. A non-empty file that does not
     // decode is first copied to "history.json.damaged", so the next save cannot destroy it unseen.
     History loadHistory() const;
+    // The stored History, or an empty one, for commands that must not write: a damaged file is left as
+    // it is, with no copy kept.
+    History peekHistory() const;
     // Replaces the stored History atomically (a reader sees the old or the new file, never a mix). An
     // existing file that does not decode is kept as "history.json.damaged" first; when that copy cannot be
     // made, or the file cannot be read, it is left in place and this save is skipped.
