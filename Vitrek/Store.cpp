@@ -1,0 +1,236 @@
+#include "Store.h"
+
+#include "history/Day.h"
+#include "powerlog/NightBuilder.h"
+#include "scores/Age.h"
+#include "scores/Coach.h"
+#include "scores/HealthMonitor.h"
+#include "scores/Recovery.h"
+#include "scores/Strain.h"
+
+#include <QCoreApplication>
+#include <QPointer>
+#include <QThreadPool>
+#include <QTimer>
+#include <algorithm>
+#include <utility>
+
+namespace vitrek {
+
+namespace {
+
+constexpr int kKeptDays = 400;
+constexpr int kKeptSampleDays = 3;
+
+// Fills the functions a caller left empty with neutral values, so a partial environment never reaches
+// the running machine by accident.
+StoreEnvironment completed(StoreEnvironment environment) {
+    if (!environment.cpuTicks)
+        environment.cpuTicks = [] { return CPUTicks{}; };
+    if (!environment.heat) {
+        auto reader = environment.reader;
+        environment.heat = [reader] { return reader ? reader->heat() : Heat::cool; };
+    }
+    if (!environment.loadPowerLog)
+        environment.loadPowerLog = [] { return PowerLog{}; };
+    if (!environment.now)
+        environment.now = [] { return Instant{std::chrono::system_clock::now()}; };
+    if (!environment.calendar)
+        environment.calendar = [] { return Calendar::current(); };
+    if (!environment.boughtAt)
+        environment.boughtAt = [] { return std::optional<Instant>{}; };
+    if (!environment.setUpDate)
+        environment.setUpDate = [] { return std::optional<Instant>{}; };
+    if (!environment.isDemo)
+        environment.isDemo = [] { return false; };
+    return environment;
+}
+
+} // namespace
+
+Store::Store(StoreEnvironment environment, QObject* parent)
+    : QObject(parent), m_env(completed(std::move(environment))), m_ticks(m_env.cpuTicks()) {}
+
+Store::~Store() = default;
+
+Store& Store::shared() {
+    static Store store;
+    return store;
+}
+
+template <typename T> void Store::publish(T& field, T value, void (Store::*changed)()) {
+    if (field == value)
+        return;
+    field = std::move(value);
+    emit(this->*changed)();
+}
+
+void Store::setNight(std::optional<Night> night) { publish(m_night, std::move(night), &Store::nightChanged); }
+void Store::setLoadingNight(bool loading) { publish(m_loadingNight, loading, &Store::loadingNightChanged); }
+void Store::setHistory(History history) { publish(m_history, std::move(history), &Store::historyChanged); }
+void Store::setAge(std::optional<MacAge> age) { publish(m_age, std::move(age), &Store::ageChanged); }
+void Store::setDemoSetUp(std::optional<Instant> date) { m_demoSetUp = date; }
+
+std::optional<double> Store::lastWeekGap() const {
+    if (!m_reading)
+        return std::nullopt;
+    return m_history.ageGap(m_reading->date, m_env.calendar());
+}
+
+std::optional<Stress::Typical> Store::typicalStress() const {
+    if (!m_reading)
+        return std::nullopt;
+    return Stress::typical(m_history, m_reading->date, m_env.calendar());
+}
+
+void Store::start() {
+    if (m_env.isDemo()) {
+        if (m_env.demoFill)
+            m_env.demoFill(*this);
+        return;
+    }
+    const Calendar calendar = m_env.calendar();
+    const Instant now = m_env.now();
+    setHistory(m_env.files.loadHistory());
+    m_env.files.pruneSamples(kKeptSampleDays, now, calendar);
+    apply(m_env.reader->read(now), m_env.files.samples(now, calendar), m_night, true);
+    loadNight();
+
+    QTimer::singleShot(m_env.firstCheckUp, this, [this] { tick(m_env.now()); });
+    QTimer::singleShot(m_env.secondCheckUp, this, [this] { tick(m_env.now()); });
+    delete m_timer;
+    m_timer = new QTimer(this);
+    m_timer->setInterval(m_env.period);
+    connect(m_timer, &QTimer::timeout, this, [this] { tick(m_env.now()); });
+    m_timer->start();
+}
+
+void Store::tick(Instant now) {
+    const Calendar calendar = m_env.calendar();
+    const CPUTicks current = m_env.cpuTicks();
+    const double load = CPUTicks::load(m_ticks, current);
+    m_env.files.append(Sample{now, load, m_env.heat()}, calendar);
+    m_ticks = current;
+    if (m_nightAt && secondsBetween(*m_nightAt, now) > m_env.nightReloadAfter)
+        loadNight();
+    apply(m_env.reader->read(now), m_env.files.samples(now, calendar), m_night, true);
+}
+
+void Store::apply(const Reading& reading, std::vector<Sample> samples, std::optional<Night> night,
+                  bool record) {
+    const Calendar calendar = m_env.calendar();
+    publish(m_reading, std::optional<Reading>{reading}, &Store::readingChanged);
+    setNight(std::move(night));
+    const std::optional<int> rest = m_night ? std::optional<int>{RestScore::score(*m_night)} : std::nullopt;
+
+    std::vector<Factor> factors = Recovery::factors(reading, rest);
+    const int recovery = Recovery::score(factors);
+    publish(m_factors, std::move(factors), &Store::factorsChanged);
+    publish(m_recovery, recovery, &Store::recoveryChanged);
+
+    publish(m_strain, Strain::score(samples), &Store::strainChanged);
+    publish(m_heavy, Strain::heavyTime(samples), &Store::heavyChanged);
+
+    const std::optional<int> wakes =
+        m_night ? std::optional<int>{m_night->darkWakeCount() + m_night->upCount()} : std::nullopt;
+    publish(m_tip, Coach::tip(m_factors, m_recovery, reading, wakes), &Store::tipChanged);
+
+    std::optional<Instant> since;
+    if (!samples.empty())
+        since = std::min_element(samples.begin(), samples.end(), [](const Sample& a, const Sample& b) {
+                    return a.date < b.date;
+                })->date;
+    publish(m_samples, std::move(samples), &Store::samplesChanged);
+    publish(m_measuredSince, since, &Store::measuredSinceChanged);
+
+    publish(m_vitals, HealthMonitor::vitals(reading), &Store::vitalsChanged);
+    publish(m_stressNow, Stress::now(m_samples, reading.date), &Store::stressNowChanged);
+    updateAge();
+
+    if (record && !m_env.isDemo()) {
+        const std::optional<double> ageGap =
+            m_age ? std::optional<double>{m_age->vitrekYears() - m_age->realYears} : std::nullopt;
+        History history = m_history;
+        history.record(
+            Day{History::dayID(reading.date, calendar), m_recovery, m_strain, rest, m_heavy, ageGap},
+            kKeptDays);
+        // The file already holds the History when today's Day came out the same as a minute ago; on an idle
+        // machine that is most check-ups, and the save's two flushes to disk are most of a check-up's time.
+        if (history != m_history) {
+            setHistory(std::move(history));
+            m_env.files.save(m_history);
+        }
+    }
+    publish(m_streak, m_history.streak(reading.date, calendar), &Store::streakChanged);
+}
+
+void Store::loadNight() {
+    setLoadingNight(true);
+    // The clock and calendar are asked here, on the Store's thread: the task must not touch the Store,
+    // and the fakes tests give are not thread-safe.
+    const Instant now = m_env.now();
+    const Calendar calendar = m_env.calendar();
+    m_nightAt = now;
+    auto load = [loadPowerLog = m_env.loadPowerLog, now, calendar] {
+        return lastNight(NightBuilder::build(loadPowerLog(), NightWindow{23, 7}, now, calendar));
+    };
+
+    // Without an application object no event loop could ever deliver the result, so load in place.
+    QCoreApplication* app = QCoreApplication::instance();
+    if (app == nullptr) {
+        finishNightLoad(load());
+        return;
+    }
+    // The result is posted to the application object, which outlives every task of the global pool (it
+    // waits for them on destruction); the Store itself may be gone by then, hence the guard.
+    QThreadPool::globalInstance()->start([load, app, self = QPointer<Store>{this}] {
+        std::optional<Night> night = load();
+        QMetaObject::invokeMethod(
+            app,
+            [self, night = std::move(night)]() mutable {
+                if (self)
+                    self->finishNightLoad(std::move(night));
+            },
+            Qt::QueuedConnection);
+    });
+}
+
+void Store::finishNightLoad(std::optional<Night> night) {
+    setNight(std::move(night));
+    setLoadingNight(false);
+    if (!m_reading)
+        return;
+    const Reading reading = *m_reading;
+    apply(reading, m_env.files.samples(reading.date, m_env.calendar()), m_night, true);
+}
+
+void Store::updateAge() {
+    if (!m_reading)
+        return;
+    const bool demo = m_env.isDemo();
+    const std::optional<Instant> bought = demo ? std::nullopt : m_env.boughtAt();
+    const std::optional<Instant> setUp = demo ? m_demoSetUp : m_env.setUpDate();
+    const auto start = Age::start(bought, setUp, m_reading->model, m_reading->date, m_env.calendar());
+    if (!start) {
+        setAge(std::nullopt);
+        return;
+    }
+    setAge(Age::estimate(*m_reading, start->first, start->second, m_history, m_reading->date));
+}
+
+void Store::refresh() {
+    const Instant now = m_env.now();
+    apply(m_env.reader->read(now), m_env.files.samples(now, m_env.calendar()), m_night, true);
+    loadNight();
+}
+
+std::optional<Night> Store::lastNight(const std::vector<Night>& nights) {
+    const auto found = std::find_if(nights.rbegin(), nights.rend(), [](const Night& night) {
+        return !night.inProgress && night.end > night.start;
+    });
+    if (found == nights.rend())
+        return std::nullopt;
+    return *found;
+}
+
+} // namespace vitrek

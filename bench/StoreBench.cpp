@@ -1,0 +1,121 @@
+// One scheduled check-up of the Store on a full data folder: a day of samples (1,440 lines) and 400 days of
+// History, so the file reading, decoding and rewriting of every minute are all in the figure.
+// Run pinned to one core: taskset -c 0 <builddir>/bench/StoreBench
+
+#include "PowerLogGenerator.h"
+#include "Store.h"
+#include "powerlog/NightBuilder.h"
+#include "powerlog/PowerLogParser.h"
+#include "time/Calendar.h"
+#include "time/Iso8601.h"
+
+#include <benchmark/benchmark.h>
+#include <unistd.h>
+
+#include <QCoreApplication>
+#include <filesystem>
+#include <string>
+
+namespace vitrek {
+namespace {
+
+namespace fs = std::filesystem;
+
+class BenchReader final : public Reader {
+public:
+    std::optional<BatteryInfo> battery() const override { return BatteryInfo{0.87, 412, 64, false}; }
+    Storage storage() const override { return {180'000'000'000, 512'000'000'000}; }
+    Memory memory() const override { return {Pressure::normal, 1'200'000'000}; }
+    std::string modelName() const override { return "ThinkPad X1 Carbon Gen 9 2021"; }
+    std::optional<Instant> bootTime() const override { return fromUnixSeconds(1'709'280'000); }
+    Heat heat() const override { return Heat::cool; }
+    double uptime() const override { return 0; }
+    CPUTicks cpuTicks() const override { return {}; }
+    std::optional<Instant> setUpDate() const override { return fromUnixSeconds(1'640'000'000); }
+};
+
+// A whole day of samples up to `now` and the 400 days of History that end on it.
+void fill(const VitrekFiles& files, Instant now, const Calendar& calendar) {
+    const Instant midnight = *calendar.startOfDay(now);
+    for (int minute = 0; minute < 1440; ++minute) {
+        const double load = 0.05 + 0.6 * static_cast<double>((minute * 7919) % 100) / 100.0;
+        files.append(
+            Sample{midnight + Seconds{60.0 * minute}, load, minute % 200 < 20 ? Heat::warm : Heat::cool},
+            calendar);
+    }
+    History history;
+    for (int back = 399; back >= 0; --back) {
+        const Instant day = *calendar.addingDays(now, -back);
+        history.record(Day{History::dayID(day, calendar), 40 + back % 60, 8.0 + back % 9, 70 + back % 30,
+                           1800.0 + back, 0.1 * (back % 5)},
+                       400);
+    }
+    files.save(history);
+}
+
+void BM_StoreTick(benchmark::State& state) {
+    const Calendar calendar = *Calendar::named("Europe/Berlin");
+    const GeneratedPowerLog generated = PowerLogGenerator::ofDays(2);
+    const Instant now = *parseIso8601(generated.suggestedNow) + Seconds{12 * 3600 - 30};
+    const fs::path dir = fs::temp_directory_path() / ("vitrek-store-bench-" + std::to_string(::getpid()));
+    fs::remove_all(dir);
+    const VitrekFiles files{dir};
+    fill(files, now, calendar);
+    const fs::path samples = dir / ("samples-" + History::dayID(now, calendar) + ".jsonl");
+    const auto samplesSize = fs::file_size(samples);
+
+    CPUTicks ticks{1'000'000, 4'000'000};
+    StoreEnvironment env;
+    env.reader = std::make_shared<BenchReader>();
+    env.cpuTicks = [&ticks] {
+        ticks.busy += 1500;
+        ticks.total += 6000;
+        return ticks;
+    };
+    env.files = files;
+    env.now = [now] { return now; };
+    env.calendar = [calendar] { return calendar; };
+    env.setUpDate = [] { return std::optional{fromUnixSeconds(1'640'000'000)}; };
+    env.loadPowerLog = [log = PowerLogParser::parse(generated.text)] { return log; };
+    // The timers are never reached: events are processed only until the night is in.
+    env.firstCheckUp = env.secondCheckUp = env.period = std::chrono::hours{1};
+    int argc = 1;
+    char name[] = "StoreBench";
+    char* argv[] = {name, nullptr};
+    QCoreApplication app{argc, argv};
+    Store store{env};
+    store.start();
+    while (store.loadingNight())
+        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
+
+    for (auto _ : state) {
+        store.tick(now);
+        state.PauseTiming();
+        fs::resize_file(samples, samplesSize); // keep the day at 1,440 samples
+        state.ResumeTiming();
+    }
+    benchmark::DoNotOptimize(store.recovery());
+    state.counters["samples"] = static_cast<double>(store.samples().size());
+    state.counters["days"] = static_cast<double>(store.history().days.size());
+    state.counters["night"] = store.night().has_value() ? 1 : 0;
+    fs::remove_all(dir);
+}
+BENCHMARK(BM_StoreTick)->Unit(benchmark::kMillisecond);
+
+// The History's atomic rewrite alone (two fsyncs): the part of a check-up that waits on the disk.
+void BM_SaveHistory(benchmark::State& state) {
+    const Calendar calendar = *Calendar::named("Europe/Berlin");
+    const Instant now = fromUnixSeconds(1'709'900'000);
+    const fs::path dir = fs::temp_directory_path() / ("vitrek-save-bench-" + std::to_string(::getpid()));
+    fs::remove_all(dir);
+    const VitrekFiles files{dir};
+    fill(files, now, calendar);
+    const History history = files.loadHistory();
+    for (auto _ : state)
+        files.save(history);
+    fs::remove_all(dir);
+}
+BENCHMARK(BM_SaveHistory)->Unit(benchmark::kMillisecond);
+
+} // namespace
+} // namespace vitrek

@@ -1,0 +1,283 @@
+#include "Store.h"
+
+#include "powerlog/PowerLogParser.h"
+#include "support/TestSupport.h"
+
+#include <gtest/gtest.h>
+
+#include <QCoreApplication>
+#include <QThreadPool>
+#include <atomic>
+#include <condition_variable>
+#include <filesystem>
+#include <fstream>
+#include <mutex>
+#include <thread>
+
+namespace vitrek {
+namespace {
+
+namespace fs = std::filesystem;
+using namespace std::chrono_literals;
+
+class FakeReader final : public Reader {
+public:
+    std::int64_t freeBytes = 400'000'000'000;
+
+    std::optional<BatteryInfo> battery() const override { return BatteryInfo{0.9, 300, 80, false}; }
+    Storage storage() const override { return {freeBytes, 1'000'000'000'000}; }
+    Memory memory() const override { return {}; }
+    std::string modelName() const override { return "ThinkPad X1 Carbon Gen 9"; }
+    std::optional<Instant> bootTime() const override { return test::at("2024-03-01T08:00:00+01:00"); }
+    Heat heat() const override { return Heat::warm; }
+    double uptime() const override { return 0; }
+    CPUTicks cpuTicks() const override { return {}; }
+    std::optional<Instant> setUpDate() const override { return test::at("2022-06-01T00:00:00Z"); }
+};
+
+// A door a background load waits at until the test opens it.
+struct Gate {
+    std::mutex mutex;
+    std::condition_variable opened;
+    bool open = false;
+    void wait() {
+        std::unique_lock lock{mutex};
+        opened.wait(lock, [this] { return open; });
+    }
+    void release() {
+        {
+            std::lock_guard lock{mutex};
+            open = true;
+        }
+        opened.notify_all();
+    }
+};
+
+// Runs the event loop until `done` or a few seconds pass.
+bool runUntil(const std::function<bool()>& done) {
+    const auto deadline = std::chrono::steady_clock::now() + 5s;
+    while (!done()) {
+        if (std::chrono::steady_clock::now() > deadline)
+            return false;
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 10);
+        std::this_thread::sleep_for(1ms);
+    }
+    return true;
+}
+
+Night night(std::string id, double hours, bool inProgress = false) {
+    Night result;
+    result.id = std::move(id);
+    result.start = test::at("2024-03-04T23:00:00+01:00");
+    result.end = result.start + Seconds{hours * 3600};
+    result.inProgress = inProgress;
+    return result;
+}
+
+class StoreTest : public testing::Test {
+protected:
+    void SetUp() override {
+        dir = fs::temp_directory_path() /
+              ("vitrek-store-" + std::to_string(::testing::UnitTest::GetInstance()->random_seed()) + "-" +
+               testing::UnitTest::GetInstance()->current_test_info()->name());
+        fs::remove_all(dir);
+    }
+    void TearDown() override { fs::remove_all(dir); }
+
+    StoreEnvironment environment() {
+        StoreEnvironment env;
+        env.reader = reader;
+        env.cpuTicks = [this] { return counters; };
+        env.files = VitrekFiles{dir};
+        env.loadPowerLog = [] { return PowerLog{}; };
+        env.now = [this] { return clock; };
+        env.calendar = [] { return test::berlin(); };
+        env.setUpDate = [r = reader] { return r->setUpDate(); };
+        return env;
+    }
+    std::string day(Instant date) const { return History::dayID(date, test::berlin()); }
+
+    fs::path dir;
+    Instant clock = test::at("2024-03-05T12:00:00+01:00");
+    CPUTicks counters{1000, 4000};
+    std::shared_ptr<FakeReader> reader = std::make_shared<FakeReader>();
+};
+
+TEST_F(StoreTest, StartPublishesTodaysStoredSamplesAndTheFirstTickCoversTheTimeSinceConstruction) {
+    VitrekFiles{dir}.append(Sample{clock - 60s, 0.2, Heat::cool}, test::berlin());
+    Store store{environment()};
+    store.start();
+    EXPECT_TRUE(store.loadingNight());
+    EXPECT_EQ(store.samples().size(), 1u);
+    EXPECT_EQ(store.strain(), std::nullopt);
+    EXPECT_EQ(store.measuredSince(), clock - 60s);
+
+    counters = {2000, 6000}; // half busy since the Store was made
+    clock += 10s;
+    store.tick(clock);
+    ASSERT_EQ(store.samples().size(), 2u);
+    EXPECT_EQ(store.samples().back(), (Sample{clock, 0.5, Heat::warm}));
+    EXPECT_TRUE(store.strain().has_value());
+    ASSERT_EQ(store.history().days.size(), 1u);
+    EXPECT_EQ(store.history().days[0].strain, store.strain());
+}
+
+TEST_F(StoreTest, ATickReloadsTheNightOnlyMoreThanAnHourAfterTheLastLoadStarted) {
+    for (const auto& [after, reloads] : {std::pair{3600s, false}, std::pair{3601s, true}}) {
+        clock = test::at("2024-03-05T12:00:00+01:00");
+        Store store{environment()};
+        store.tick(clock);
+        EXPECT_TRUE(store.loadingNight()) << "no load has started, so a tick never reloads";
+        store.loadNight();
+        ASSERT_TRUE(runUntil([&] { return !store.loadingNight(); }));
+        clock += after;
+        store.tick(clock);
+        EXPECT_EQ(store.loadingNight(), reloads) << after.count();
+        ASSERT_TRUE(runUntil([&] { return !store.loadingNight(); }));
+    }
+}
+
+TEST_F(StoreTest, LastNightIsTheNewestFinishedNightThatLasts) {
+    const struct {
+        std::vector<Night> nights;
+        std::optional<std::string> chosen;
+    } cases[] = {
+        {{}, std::nullopt},
+        {{night("a", 8), night("b", 8)}, "b"},
+        {{night("a", 8), night("b", 5, true)}, "a"},
+        {{night("a", 8), night("b", 0)}, "a"},
+        {{night("a", 0), night("b", 3, true)}, std::nullopt},
+    };
+    for (const auto& c : cases) {
+        const auto chosen = Store::lastNight(c.nights);
+        EXPECT_EQ(chosen ? std::optional{chosen->id} : std::nullopt, c.chosen) << c.nights.size();
+    }
+}
+
+TEST_F(StoreTest, ApplyWithoutRecordingPublishesButWritesNothing) {
+    Store store{environment()};
+    store.apply(reader->read(clock), {}, std::nullopt, true);
+    EXPECT_EQ(store.streak(), 1);
+    fs::remove_all(dir);
+
+    const Instant later = clock + 3 * 86400s;
+    store.apply(reader->read(later), {Sample{later, 0.9, Heat::hot}}, night("n", 8), false);
+    EXPECT_FALSE(fs::exists(dir));
+    EXPECT_EQ(store.history().days.size(), 1u);
+    EXPECT_EQ(store.streak(), 0);
+    EXPECT_EQ(store.reading()->date, later);
+    EXPECT_EQ(store.stressNow(), 0.9);
+    EXPECT_EQ(store.factors().back().kind, Factor::Kind::rest);
+    EXPECT_FALSE(store.tip().empty());
+    EXPECT_FALSE(store.vitals().empty());
+}
+
+TEST_F(StoreTest, CheckUpsOfOneDayShareOneDayAndTheFirstAfterMidnightStartsANewOne) {
+    clock = test::at("2024-03-05T23:58:00+01:00");
+    Store store{environment()};
+    store.tick(clock);
+    counters = {5000, 6000};
+    store.tick(clock + 60s);
+    ASSERT_EQ(store.history().days.size(), 1u);
+    const Day evening = store.history().days[0];
+    EXPECT_EQ(evening.id, "2024-03-05");
+    EXPECT_EQ(evening.strain, store.strain());
+    EXPECT_TRUE(evening.strain.has_value());
+    EXPECT_EQ(evening.stress, 60.0);
+
+    store.tick(test::at("2024-03-06T00:01:00+01:00"));
+    EXPECT_EQ(store.samples().size(), 1u);
+    EXPECT_EQ(store.strain(), std::nullopt);
+    ASSERT_EQ(store.history().days.size(), 2u);
+    EXPECT_EQ(store.history().days[0], evening);
+    EXPECT_EQ(store.history().days[1].id, "2024-03-06");
+    EXPECT_EQ(store.streak(), 2);
+    EXPECT_EQ(VitrekFiles{dir}.loadHistory(), store.history());
+}
+
+TEST_F(StoreTest, DerivedValuesAndTheAgeWaitForAReading) {
+    Store store{environment()};
+    store.updateAge();
+    EXPECT_EQ(store.age(), std::nullopt);
+    EXPECT_EQ(store.lastWeekGap(), std::nullopt);
+    EXPECT_EQ(store.typicalStress(), std::nullopt);
+    store.apply(reader->read(clock), {}, std::nullopt, false);
+    ASSERT_TRUE(store.age().has_value());
+    EXPECT_EQ(store.age()->source, MacAge::Source::setUp);
+}
+
+TEST_F(StoreTest, RecoveryChangedFiresOnlyWhenTheValueChanges) {
+    Store store{environment()};
+    int changes = 0;
+    QObject::connect(&store, &Store::recoveryChanged, [&] { ++changes; });
+    store.apply(reader->read(clock), {}, std::nullopt, false);
+    store.apply(reader->read(clock), {}, std::nullopt, false);
+    EXPECT_EQ(changes, 1);
+    reader->freeBytes = 10'000'000'000;
+    store.apply(reader->read(clock), {}, std::nullopt, false);
+    EXPECT_EQ(changes, 2);
+}
+
+TEST_F(StoreTest, DemoModeHandsOverAndRecordsNothing) {
+    int filled = 0;
+    StoreEnvironment env = environment();
+    env.isDemo = [] { return true; };
+    env.demoFill = [&](Store&) { ++filled; };
+    Store store{env};
+    store.start();
+    EXPECT_EQ(filled, 1);
+    store.setDemoSetUp(test::at("2023-01-01T00:00:00Z"));
+    store.apply(reader->read(clock), {}, std::nullopt, true);
+    EXPECT_FALSE(fs::exists(dir));
+    ASSERT_TRUE(store.age().has_value());
+    EXPECT_EQ(store.age()->since, test::at("2023-01-01T00:00:00Z"));
+}
+
+TEST_F(StoreTest, TheLoadThatFinishesLastWinsEvenWhenItStartedFirst) {
+    QThreadPool::globalInstance()->setMaxThreadCount(
+        std::max(4, QThreadPool::globalInstance()->maxThreadCount()));
+    const PowerLog spells = PowerLogParser::parse(test::readTestData("pmset/awake-spells.log"));
+    auto withNight = std::make_shared<Gate>();
+    auto without = std::make_shared<Gate>();
+    auto started = std::make_shared<std::atomic<int>>(0);
+    StoreEnvironment env = environment();
+    // Whichever load starts first gets the real log; the test opens the gates in its own order.
+    env.loadPowerLog = [=] {
+        const bool first = started->fetch_add(1) == 0;
+        (first ? withNight : without)->wait();
+        return first ? spells : PowerLog{};
+    };
+    Store store{env};
+    store.apply(reader->read(clock), {}, std::nullopt, true);
+    store.loadNight();
+    store.loadNight();
+    ASSERT_TRUE(runUntil([&] { return started->load() == 2; }));
+
+    withNight->release();
+    ASSERT_TRUE(runUntil([&] { return store.night().has_value(); }));
+    EXPECT_EQ(store.night()->id, "2024-03-05");
+    EXPECT_EQ(store.history().days.back().rest, store.night()->score());
+
+    without->release();
+    ASSERT_TRUE(runUntil([&] { return !store.night().has_value(); }));
+    EXPECT_FALSE(store.loadingNight());
+    EXPECT_EQ(store.history().days.back().rest, std::nullopt);
+}
+
+TEST_F(StoreTest, TheRealLoopRecordsSamplesAndTheHistory) {
+    StoreEnvironment env = environment();
+    env.now = [] { return Instant{std::chrono::system_clock::now()}; };
+    env.firstCheckUp = 5ms;
+    env.secondCheckUp = 10ms;
+    env.period = 20ms;
+    Store store{env};
+    store.start();
+    const fs::path samples = dir / ("samples-" + day(env.now()) + ".jsonl");
+    EXPECT_TRUE(runUntil([&] { return store.samples().size() >= 4 && !store.loadingNight(); }));
+    EXPECT_TRUE(fs::exists(samples));
+    EXPECT_TRUE(fs::exists(dir / "history.json"));
+    EXPECT_EQ(VitrekFiles{dir}.loadHistory(), store.history());
+}
+
+} // namespace
+} // namespace vitrek
