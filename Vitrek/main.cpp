@@ -1,4 +1,5 @@
 #include "cli/CommandLine.h"
+#include "cli/HeadlessCommand.h"
 #include "linux/LargePages.h"
 #include "linux/PowerLogSource.h"
 
@@ -10,6 +11,9 @@
 int main(int argc, char** argv) {
     std::ios::sync_with_stdio(false);
     const std::vector<std::string> arguments(argv + 1, argv + argc);
+    if (arguments.size() == 1 && arguments[0] == "--headless") {
+        return vitrek::cli::headless(argc, argv, std::cout);
+    }
     if (vitrek::cli::isCommand(arguments)) {
         vitrek::preferLargePages();
     }

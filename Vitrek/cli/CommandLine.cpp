@@ -1,6 +1,7 @@
 #include "cli/CommandLine.h"
 
 #include "cli/NightsCommand.h"
+#include "cli/ReportCommand.h"
 
 #include <ostream>
 
@@ -10,24 +11,40 @@ namespace {
 
 constexpr const char* kUsage =
     "usage: vitrek [COMMAND] [OPTIONS]\n"
+    "       vitrek --headless\n"
     "\n"
     "Commands:\n"
-    "  nights    rebuild each night from the power log and print its rest score and story\n"
+    "  report      take one check-up of this machine and print it (the default)\n"
+    "  nights      rebuild each night from the power log and print its rest score and story\n"
+    "  --headless  take a check-up every minute without a window, until interrupted\n"
     "\n"
     "Run vitrek COMMAND --help for the options of a command.\n";
 
 } // namespace
 
-bool isCommand(std::span<const std::string> arguments) { return !arguments.empty(); }
+bool isCommand(std::span<const std::string> arguments) {
+    return arguments.empty() || arguments[0] != "--headless";
+}
 
 int run(std::span<const std::string> arguments, CommandContext& context) {
-    if (arguments.empty() || arguments[0] == "--help" || arguments[0] == "-h" || arguments[0] == "help") {
+    // Until there is a window, the check-up report is what a bare `vitrek` shows.
+    if (arguments.empty()) {
+        return report(arguments, context);
+    }
+    if (arguments[0] == "--help" || arguments[0] == "-h" || arguments[0] == "help") {
         context.out << kUsage;
         return 0;
     }
     const auto& command = arguments[0];
     if (command == "nights") {
         return nights(arguments.subspan(1), context);
+    }
+    if (command == "--headless") {
+        context.err << "vitrek: --headless takes no options\n";
+        return kUsageError;
+    }
+    if (command == "report") {
+        return report(arguments.subspan(1), context);
     }
     context.err << "vitrek: unknown command '" << command << "' (try vitrek --help)\n";
     return kUsageError;

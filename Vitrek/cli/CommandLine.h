@@ -25,7 +25,7 @@ inline constexpr int kUsageError = 2;
 // Runs `vitrek <arguments…>` (the program name excluded) and returns the exit status.
 int run(std::span<const std::string> arguments, CommandContext& context);
 
-// Whether the arguments name a terminal command, so the caller can start the window otherwise.
+// Whether the arguments ask for a command that runs and ends (everything but the check-up loop).
 bool isCommand(std::span<const std::string> arguments);
 
 } // namespace vitrek::cli

@@ -1,0 +1,51 @@
+#include "cli/HeadlessCommand.h"
+
+#include "Store.h"
+#include "scores/Fmt.h"
+#include "scores/Rounding.h"
+
+#include <unistd.h>
+
+#include <QCoreApplication>
+#include <clocale>
+#include <csignal>
+#include <ostream>
+
+namespace vitrek::cli {
+
+namespace {
+
+// Every check-up has already saved what it recorded, so there is nothing to finish: leave at once.
+extern "C" void leaveAtOnce(int) { _exit(0); }
+
+} // namespace
+
+int headless(int argc, char** argv, std::ostream& out) {
+    QCoreApplication application(argc, argv);
+    // The application object adopts the user's locale; the figures are formatted with the C library and
+    // must keep their decimal point.
+    std::setlocale(LC_NUMERIC, "C");
+    std::signal(SIGINT, leaveAtOnce);
+    std::signal(SIGTERM, leaveAtOnce);
+
+    auto& store = Store::shared();
+    // A check-up appends a sample, so the samples change exactly once per check-up, after every other
+    // figure of that check-up has been published.
+    QObject::connect(&store, &Store::samplesChanged, &application, [&store, &out] {
+        if (!store.reading() || store.samples().empty()) {
+            return;
+        }
+        const auto calendar =
+            store.environment().calendar ? store.environment().calendar() : Calendar::current();
+        out << Fmt::clockTime(store.reading()->date, calendar) << "  recovery " << store.recovery()
+            << "  strain " << (store.strain() ? printfText("%.1f", *store.strain()) : std::string("–"))
+            << "  load " << Fmt::percent(static_cast<int>(roundHalfAway(store.samples().back().load * 100)))
+            << std::endl;
+    });
+    store.start();
+    out << "vitrek: checking up every minute into " << store.files().dir().string() << "; stop with Ctrl-C"
+        << std::endl;
+    return QCoreApplication::exec();
+}
+
+} // namespace vitrek::cli

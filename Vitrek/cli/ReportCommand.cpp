@@ -1,0 +1,324 @@
+#include "cli/ReportCommand.h"
+
+#include "Store.h"
+#include "cli/CommandOptions.h"
+#include "cli/JsonWriter.h"
+#include "json/JsonFields.h"
+#include "linux/LinuxReader.h"
+#include "linux/MappedFile.h"
+#include "powerlog/NightBuilder.h"
+#include "scores/Coach.h"
+#include "scores/Fmt.h"
+#include "scores/Grade.h"
+#include "scores/Recovery.h"
+#include "scores/Rounding.h"
+#include "scores/Strain.h"
+#include "scores/VFmt.h"
+
+#include <nlohmann/json.hpp>
+
+#include <sstream>
+
+namespace vitrek::cli {
+
+const char* const kReportUsage =
+    "usage: vitrek report [--reading FILE] [--log FILE|-] [--now TIME] [--tz ZONE] [--json]\n"
+    "\n"
+    "Takes one check-up of this machine and prints it. It writes nothing: today's samples and the History\n"
+    "are read from the data folder, last night from the power log.\n"
+    "\n"
+    "  --reading FILE  a stored reading (the \"reading\" object of --json) instead of this machine's;\n"
+    "                  its age then counts from the model's year alone\n"
+    "  --log FILE      read a recorded power log instead of the system's (- reads standard input)\n"
+    "  --now TIME      the current time: ISO 8601 with an offset or Unix seconds; default the reading's\n"
+    "  --tz ZONE       the time zone, an IANA name (Europe/Berlin); default the system's\n"
+    "  --json          print one JSON document instead of the check-up\n";
+
+namespace {
+
+void writeReading(JsonWriter& json, const Reading& reading) {
+    json.beginObject();
+    json.key("date").value(unixSeconds(reading.date));
+    json.key("model").value(reading.model);
+    if (reading.battery) {
+        const auto& battery = *reading.battery;
+        json.key("battery").beginObject();
+        if (battery.health) {
+            json.key("health").value(*battery.health);
+        }
+        if (battery.cycles) {
+            json.key("cycles").value(*battery.cycles);
+        }
+        json.key("percent").value(battery.percent);
+        json.key("onAC").value(battery.onAC);
+        json.endObject();
+    }
+    json.key("freeBytes").value(reading.freeBytes);
+    json.key("totalBytes").value(reading.totalBytes);
+    json.key("pressure").value(rawValue(reading.pressure));
+    json.key("swapBytes").value(reading.swapBytes);
+    json.key("heat").value(rawValue(reading.heat));
+    json.key("bootedAt").value(unixSeconds(reading.bootedAt));
+    json.endObject();
+}
+
+template <class T> void writeOptional(JsonWriter& json, std::string_view key, const std::optional<T>& value) {
+    json.key(key);
+    if (value) {
+        json.value(*value);
+    } else {
+        json.null();
+    }
+}
+
+std::optional<int> restOf(const Store& store) {
+    return store.night() ? std::optional<int>(store.night()->score()) : std::nullopt;
+}
+
+std::optional<int> wakesOf(const Store& store) {
+    return store.night() ? std::optional<int>(store.night()->darkWakeCount() + store.night()->upCount())
+                         : std::nullopt;
+}
+
+std::string signedYears(double years) { return printfText(years < 0 ? "−%.1f" : "+%.1f", std::fabs(years)); }
+
+} // namespace
+
+std::optional<Reading> readingFromReportJson(std::string_view text, std::string& error) {
+    const auto parsed = json::parse(text);
+    const Json* document = &parsed;
+    if (!parsed.is_object()) {
+        error = "not a JSON object";
+        return std::nullopt;
+    }
+    try {
+        using namespace json;
+        Reading reading;
+        reading.date = fromUnixSeconds(asDouble(member(*document, "date")));
+        reading.model = asString(member(*document, "model"));
+        if (const auto* battery = optionalMember(*document, "battery")) {
+            BatteryInfo info;
+            if (const auto* health = optionalMember(*battery, "health")) {
+                info.health = asDouble(*health);
+            }
+            if (const auto* cycles = optionalMember(*battery, "cycles")) {
+                info.cycles = asInteger<int>(*cycles);
+            }
+            info.percent = asInteger<int>(member(*battery, "percent"));
+            info.onAC = asBool(member(*battery, "onAC"));
+            reading.battery = info;
+        }
+        reading.freeBytes = asInteger<std::int64_t>(member(*document, "freeBytes"));
+        reading.totalBytes = asInteger<std::int64_t>(member(*document, "totalBytes"));
+        const auto pressure = pressureFromRawValue(asInteger<int>(member(*document, "pressure")));
+        const auto heat = heatFromRawValue(asInteger<int>(member(*document, "heat")));
+        if (!pressure || !heat) {
+            throw DecodeError(!pressure ? "pressure is not 1, 2 or 4" : "heat is not 0 to 3");
+        }
+        reading.pressure = *pressure;
+        reading.heat = *heat;
+        reading.swapBytes = asInteger<std::int64_t>(member(*document, "swapBytes"));
+        reading.bootedAt = fromUnixSeconds(asDouble(member(*document, "bootedAt")));
+        return reading;
+    } catch (const std::exception& decodeError) {
+        error = decodeError.what();
+        return std::nullopt;
+    }
+}
+
+void writeReportJson(std::ostream& out, const Store& store) {
+    JsonWriter json(out);
+    json.beginObject();
+    json.key("reading");
+    if (store.reading()) {
+        writeReading(json, *store.reading());
+    } else {
+        json.null();
+    }
+    writeOptional(json, "rest", restOf(store));
+    writeOptional(json, "wakes", wakesOf(store));
+    json.key("factors").beginArray();
+    for (const auto& factor : store.factors()) {
+        json.beginObject();
+        json.key("kind").value(rawValue(factor.kind));
+        json.key("title").value(factor.title);
+        json.key("value").value(factor.value);
+        json.key("detail").value(factor.detail);
+        json.key("score").value(factor.score);
+        json.key("weight").value(factor.weight);
+        json.endObject();
+    }
+    json.endArray();
+    json.key("recovery").value(store.recovery());
+    json.key("band").value(rawValue(Recovery::band(store.recovery())));
+    json.key("word").value(Recovery::word(store.recovery()));
+    json.key("tip").value(store.tip());
+    json.key("vitals").beginArray();
+    for (const auto& vital : store.vitals()) {
+        json.beginObject();
+        json.key("kind").value(rawValue(vital.kind));
+        json.key("title").value(vital.title);
+        json.key("symbol").value(vital.symbol);
+        json.key("value").value(vital.value);
+        json.key("range").value(vital.range);
+        json.key("inRange").value(vital.inRange);
+        json.endObject();
+    }
+    json.endArray();
+    writeOptional(json, "strain", store.strain());
+    json.key("heavy").value(store.heavy());
+    writeOptional(json, "stressNow", store.stressNow());
+    json.key("streak").value(store.streak());
+    json.key("age");
+    if (const auto& age = store.age()) {
+        json.beginObject();
+        json.key("realYears").value(age->realYears);
+        json.key("vitrekYears").value(age->vitrekYears());
+        json.key("difference").value(age->difference());
+        json.key("pace").value(age->pace());
+        json.key("source").value(rawValue(age->source));
+        json.key("since").value(unixSeconds(age->since));
+        json.key("factors").beginArray();
+        for (const auto& factor : age->factors) {
+            json.beginObject().key("title").value(factor.title).key("detail").value(factor.detail);
+            json.key("years").value(factor.years).endObject();
+        }
+        json.endArray();
+        json.endObject();
+    } else {
+        json.null();
+    }
+    json.endObject();
+    json.flush();
+    out << '\n';
+}
+
+std::string reportText(const Store& store, const Calendar& calendar) {
+    std::ostringstream text;
+    if (!store.reading()) {
+        return "No reading.\n";
+    }
+    const auto& reading = *store.reading();
+    text << "Check-up of " << (reading.model.empty() ? "this machine" : reading.model) << ", "
+         << Fmt::dayTime(reading.date, calendar) << "\n\n";
+
+    text << "  Recovery  " << Fmt::percent(store.recovery()) << "  " << Recovery::word(store.recovery())
+         << "\n";
+    if (store.strain()) {
+        text << "  Strain    " << printfText("%.1f", *store.strain()) << " of 21  "
+             << Strain::word(*store.strain());
+    } else {
+        text << "  Strain    –  (fewer than two samples today)";
+    }
+    text << ", " << Fmt::duration(store.heavy()) << " under high stress\n";
+    if (const auto& night = store.night()) {
+        text << "  Rest      " << night->score() << "  " << night->scoreWord() << ", " << night->wakeCount()
+             << (night->wakeCount() == 1 ? " wake-up" : " wake-ups") << " (night of " << night->id << ")\n";
+    } else {
+        text << "  Rest      –  (no night in the power log)\n";
+    }
+
+    text << "\nFactors\n";
+    for (const auto& factor : store.factors()) {
+        text << "  " << factor.title << ": " << factor.value;
+        if (!factor.detail.empty()) {
+            text << " — " << factor.detail;
+        }
+        text << " (" << Fmt::percent(static_cast<int>(roundHalfAway(factor.score * 100))) << ", weight "
+             << printfText("%g", factor.weight) << ")\n";
+    }
+    text << "\nTip: " << store.tip() << "\n";
+
+    text << "\nVitals\n";
+    for (const auto& vital : store.vitals()) {
+        text << "  " << vital.title << ": " << vital.value << " (healthy: " << vital.range << ")"
+             << (vital.inRange ? "" : "  ← outside its healthy range") << "\n";
+    }
+
+    text << "\nAge\n";
+    if (const auto& age = store.age()) {
+        text << "  " << VFmt::age(age->vitrekYears()) << " (real " << VFmt::age(age->realYears) << ", "
+             << VFmt::ageDifference(age->difference()) << "), ageing " << printfText("%.1f", age->pace())
+             << "× the calendar\n";
+        for (const auto& factor : age->factors) {
+            text << "  " << signedYears(factor.years) << " y  " << factor.title << ": " << factor.detail
+                 << "\n";
+        }
+    } else {
+        text << "  –  (no purchase date, set-up date or model year)\n";
+    }
+
+    text << "\nStress now: "
+         << (store.stressNow() ? Fmt::percent(static_cast<int>(roundHalfAway(*store.stressNow() * 100)))
+                               : "–")
+         << ", high stress today: " << Fmt::duration(store.heavy()) << "\n";
+    text << "Streak: " << store.streak() << (store.streak() == 1 ? " day" : " days") << "\n";
+    return std::move(text).str();
+}
+
+int report(std::span<const std::string> arguments, CommandContext& context) {
+    const auto parsed = parseCommandOptions("report", arguments, true);
+    if (const auto* error = std::get_if<UsageError>(&parsed)) {
+        context.err << "vitrek: " << error->message << "\n";
+        return kUsageError;
+    }
+    const auto& options = std::get<CommandOptions>(parsed);
+    if (options.help) {
+        context.out << kReportUsage;
+        return 0;
+    }
+    const auto calendar = optionCalendar(options, "report", context.err);
+    if (!calendar) {
+        return kUsageError;
+    }
+
+    auto environment = StoreEnvironment::system();
+    std::optional<Reading> reading;
+    if (options.readingPath) {
+        std::string error;
+        const auto file = MappedFile::open(*options.readingPath, error);
+        if (!file) {
+            context.err << "vitrek: " << error << "\n";
+            return kUsageError;
+        }
+        reading = readingFromReportJson(file->text(), error);
+        if (!reading) {
+            context.err << "vitrek: report: " << *options.readingPath << " is not a reading: " << error
+                        << "\n";
+            return kUsageError;
+        }
+    }
+    const Instant now = options.now.value_or(reading ? reading->date : context.now());
+    if (!reading) {
+        reading = environment.reader->read(now);
+    }
+    reading->date = now;
+
+    const auto log = options.logPath ? readLogFile(*options.logPath, context.in, context.err)
+                                     : std::optional<PowerLog>(context.loadSystemLog());
+    if (!log) {
+        return kUsageError;
+    }
+    const auto night = Store::lastNight(NightBuilder::build(*log, NightWindow{}, now, *calendar));
+
+    if (options.readingPath) {
+        // A stored reading may come from another machine: this one's purchase and set-up dates would not
+        // apply, so its age counts from the model's year alone, the same everywhere.
+        environment.boughtAt = [] { return std::optional<Instant>(); };
+        environment.setUpDate = [] { return std::optional<Instant>(); };
+    }
+    environment.now = [now] { return now; };
+    environment.calendar = [calendar = *calendar] { return calendar; };
+    Store store(environment);
+    store.setHistory(store.files().peekHistory());
+    store.apply(*reading, store.files().samples(now, *calendar), night, false);
+
+    if (options.json) {
+        writeReportJson(context.out, store);
+    } else {
+        context.out << reportText(store, *calendar);
+    }
+    return 0;
+}
+
+} // namespace vitrek::cli

@@ -1,0 +1,33 @@
+#pragma once
+
+#include "cli/CommandLine.h"
+#include "readings/Reading.h"
+#include "time/Calendar.h"
+
+#include <optional>
+#include <ostream>
+#include <span>
+#include <string>
+#include <string_view>
+
+namespace vitrek {
+class Store;
+}
+
+namespace vitrek::cli {
+
+// `vitrek report [--reading FILE] [--log FILE] [--now TIME] [--tz ZONE] [--json]`: one check-up, computed
+// by the Store's own `apply` with recording off, printed for a person or as one JSON document.
+int report(std::span<const std::string> arguments, CommandContext& context);
+
+// The "reading" member of the report's JSON (dates as Unix seconds); absent with `error` set when the
+// text is not such an object.
+std::optional<Reading> readingFromReportJson(std::string_view text, std::string& error);
+
+// The report of what `store` publishes after an apply.
+void writeReportJson(std::ostream& out, const Store& store);
+std::string reportText(const Store& store, const Calendar& calendar);
+
+extern const char* const kReportUsage;
+
+} // namespace vitrek::cli

@@ -1,0 +1,87 @@
+#include "cli/ReportCommand.h"
+
+#include "support/TestSupport.h"
+
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+
+namespace vitrek::cli {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr const char* kReading =
+    "{\"date\": 1709636400, \"model\": \"MacBook Pro (14-inch, 2021)\", \"battery\": {\"health\": 0.87, "
+    "\"cycles\": 412, \"percent\": 64, \"onAC\": false}, \"freeBytes\": 20000000000, \"totalBytes\": "
+    "500000000000, \"pressure\": 2, \"swapBytes\": 3000000000, \"heat\": 1, \"bootedAt\": 1709000000}";
+
+class ReportCommandTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        folder = fs::temp_directory_path() / ("vitrek-report-" + std::to_string(::getpid()));
+        fs::create_directories(folder);
+        setenv("VITREK_DATA_DIR", (folder / "data").c_str(), 1);
+        std::ofstream(folder / "reading.json") << kReading;
+    }
+    void TearDown() override {
+        unsetenv("VITREK_DATA_DIR");
+        fs::remove_all(folder);
+    }
+
+    int run(std::vector<std::string> arguments, std::string& out, std::string& err) {
+        std::istringstream in;
+        std::ostringstream output, errors;
+        CommandContext context{in, output, errors, [] { return test::at("2024-03-06T12:00:00+01:00"); },
+                               [] { return PowerLog{}; }};
+        arguments.insert(arguments.begin(), "report");
+        const int status = vitrek::cli::run(arguments, context);
+        out = output.str();
+        err = errors.str();
+        return status;
+    }
+
+    fs::path folder;
+};
+
+TEST_F(ReportCommandTest, ReportsAStoredReadingWithLastNightAndWritesNothing) {
+    std::string out, err;
+    const std::string log = std::string(VITREK_TEST_DATA) + "/pmset/one-night-maintenance-wake.log";
+    ASSERT_EQ(run({"--reading", (folder / "reading.json").string(), "--log", log, "--tz", "Europe/Berlin",
+                   "--json"},
+                  out, err),
+              0)
+        << err;
+    const auto json = nlohmann::json::parse(out);
+    // The reading comes back as it was given, dated at the default `now`: the reading's own date.
+    EXPECT_EQ(json["reading"], nlohmann::json::parse(kReading));
+    EXPECT_EQ(json["rest"], 88);
+    EXPECT_EQ(json["wakes"], 2);
+    EXPECT_EQ(json["factors"].size(), 6u);
+    EXPECT_EQ(json["strain"], nullptr);
+    EXPECT_EQ(json["age"]["source"], "modelYear");
+    EXPECT_EQ(json["streak"], 0);
+    EXPECT_FALSE(fs::exists(folder / "data"));
+}
+
+TEST_F(ReportCommandTest, NamesWhatIsWrongWithAStoredReading) {
+    std::ofstream(folder / "bad.json")
+        << R"({"date": 1709636400, "model": "x", "freeBytes": 1, "totalBytes": 2,
+        "pressure": 3, "swapBytes": 0, "heat": 0, "bootedAt": 0})";
+    std::string out, err;
+    EXPECT_EQ(run({"--reading", (folder / "bad.json").string()}, out, err), 2);
+    EXPECT_EQ(err, "vitrek: report: " + (folder / "bad.json").string() +
+                       " is not a reading: pressure is not 1, 2 or 4\n");
+    EXPECT_EQ(run({"--reading", (folder / "missing.json").string()}, out, err), 2);
+    EXPECT_EQ(err,
+              "vitrek: cannot read " + (folder / "missing.json").string() + ": No such file or directory\n");
+    EXPECT_EQ(run({"--reading"}, out, err), 2);
+    EXPECT_EQ(err, "vitrek: report: --reading needs a file\n");
+}
+
+} // namespace
+} // namespace vitrek::cli
