@@ -25,24 +25,31 @@ constexpr int kKeptSampleDays = 3;
 // Fills the functions a caller left empty with neutral values, so a partial environment never reaches
 // the running machine by accident.
 StoreEnvironment completed(StoreEnvironment environment) {
-    if (!environment.cpuTicks)
+    if (!environment.cpuTicks) {
         environment.cpuTicks = [] { return CPUTicks{}; };
+    }
     if (!environment.heat) {
         auto reader = environment.reader;
         environment.heat = [reader] { return reader ? reader->heat() : Heat::cool; };
     }
-    if (!environment.loadPowerLog)
+    if (!environment.loadPowerLog) {
         environment.loadPowerLog = [] { return PowerLog{}; };
-    if (!environment.now)
+    }
+    if (!environment.now) {
         environment.now = [] { return Instant{std::chrono::system_clock::now()}; };
-    if (!environment.calendar)
+    }
+    if (!environment.calendar) {
         environment.calendar = [] { return Calendar::current(); };
-    if (!environment.boughtAt)
+    }
+    if (!environment.boughtAt) {
         environment.boughtAt = [] { return std::optional<Instant>{}; };
-    if (!environment.setUpDate)
+    }
+    if (!environment.setUpDate) {
         environment.setUpDate = [] { return std::optional<Instant>{}; };
-    if (!environment.isDemo)
+    }
+    if (!environment.isDemo) {
         environment.isDemo = [] { return false; };
+    }
     return environment;
 }
 
@@ -59,8 +66,9 @@ Store& Store::shared() {
 }
 
 template <typename T> void Store::publish(T& field, T value, void (Store::*changed)()) {
-    if (field == value)
+    if (field == value) {
         return;
+    }
     field = std::move(value);
     emit(this->*changed)();
 }
@@ -72,21 +80,24 @@ void Store::setAge(std::optional<MacAge> age) { publish(m_age, std::move(age), &
 void Store::setDemoSetUp(std::optional<Instant> date) { m_demoSetUp = date; }
 
 std::optional<double> Store::lastWeekGap() const {
-    if (!m_reading)
+    if (!m_reading) {
         return std::nullopt;
+    }
     return m_history.ageGap(m_reading->date, m_env.calendar());
 }
 
 std::optional<Stress::Typical> Store::typicalStress() const {
-    if (!m_reading)
+    if (!m_reading) {
         return std::nullopt;
+    }
     return Stress::typical(m_history, m_reading->date, m_env.calendar());
 }
 
 void Store::start() {
     if (m_env.isDemo()) {
-        if (m_env.demoFill)
+        if (m_env.demoFill) {
             m_env.demoFill(*this);
+        }
         return;
     }
     const Calendar calendar = m_env.calendar();
@@ -111,8 +122,9 @@ void Store::tick(Instant now) {
     const double load = CPUTicks::load(m_ticks, current);
     m_env.files.append(Sample{now, load, m_env.heat()}, calendar);
     m_ticks = current;
-    if (m_nightAt && secondsBetween(*m_nightAt, now) > m_env.nightReloadAfter)
+    if (m_nightAt && secondsBetween(*m_nightAt, now) > m_env.nightReloadAfter) {
         loadNight();
+    }
     apply(m_env.reader->read(now), m_env.files.samples(now, calendar), m_night, true);
 }
 
@@ -136,10 +148,11 @@ void Store::apply(const Reading& reading, std::vector<Sample> samples, std::opti
     publish(m_tip, Coach::tip(m_factors, m_recovery, reading, wakes), &Store::tipChanged);
 
     std::optional<Instant> since;
-    if (!samples.empty())
+    if (!samples.empty()) {
         since = std::min_element(samples.begin(), samples.end(), [](const Sample& a, const Sample& b) {
                     return a.date < b.date;
                 })->date;
+    }
     publish(m_samples, std::move(samples), &Store::samplesChanged);
     publish(m_measuredSince, since, &Store::measuredSinceChanged);
 
@@ -154,12 +167,8 @@ void Store::apply(const Reading& reading, std::vector<Sample> samples, std::opti
         history.record(
             Day{History::dayID(reading.date, calendar), m_recovery, m_strain, rest, m_heavy, ageGap},
             kKeptDays);
-        // The file already holds the History when today's Day came out the same as a minute ago; on an idle
-        // machine that is most check-ups, and the save's two flushes to disk are most of a check-up's time.
-        if (history != m_history) {
-            setHistory(std::move(history));
-            m_env.files.save(m_history);
-        }
+        setHistory(std::move(history));
+        m_env.files.save(m_history);
     }
     publish(m_streak, m_history.streak(reading.date, calendar), &Store::streakChanged);
 }
@@ -188,8 +197,9 @@ void Store::loadNight() {
         QMetaObject::invokeMethod(
             app,
             [self, night = std::move(night)]() mutable {
-                if (self)
+                if (self) {
                     self->finishNightLoad(std::move(night));
+                }
             },
             Qt::QueuedConnection);
     });
@@ -198,15 +208,17 @@ void Store::loadNight() {
 void Store::finishNightLoad(std::optional<Night> night) {
     setNight(std::move(night));
     setLoadingNight(false);
-    if (!m_reading)
+    if (!m_reading) {
         return;
+    }
     const Reading reading = *m_reading;
     apply(reading, m_env.files.samples(reading.date, m_env.calendar()), m_night, true);
 }
 
 void Store::updateAge() {
-    if (!m_reading)
+    if (!m_reading) {
         return;
+    }
     const bool demo = m_env.isDemo();
     const std::optional<Instant> bought = demo ? std::nullopt : m_env.boughtAt();
     const std::optional<Instant> setUp = demo ? m_demoSetUp : m_env.setUpDate();
@@ -228,8 +240,9 @@ std::optional<Night> Store::lastNight(const std::vector<Night>& nights) {
     const auto found = std::find_if(nights.rbegin(), nights.rend(), [](const Night& night) {
         return !night.inProgress && night.end > night.start;
     });
-    if (found == nights.rend())
+    if (found == nights.rend()) {
         return std::nullopt;
+    }
     return *found;
 }
 

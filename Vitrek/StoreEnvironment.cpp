@@ -27,8 +27,9 @@ std::optional<Instant> storedBoughtAt() {
     default:
         return std::nullopt;
     }
-    if (!when.isValid())
+    if (!when.isValid()) {
         return std::nullopt;
+    }
     return fromUnixSeconds(static_cast<double>(when.toMSecsSinceEpoch()) / 1000.0);
 }
 

@@ -85,8 +85,9 @@ void BM_StoreTick(benchmark::State& state) {
     QCoreApplication app{argc, argv};
     Store store{env};
     store.start();
-    while (store.loadingNight())
+    while (store.loadingNight()) {
         QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
+    }
 
     for (auto _ : state) {
         store.tick(now);
@@ -111,8 +112,9 @@ void BM_SaveHistory(benchmark::State& state) {
     const VitrekFiles files{dir};
     fill(files, now, calendar);
     const History history = files.loadHistory();
-    for (auto _ : state)
+    for (auto _ : state) {
         files.save(history);
+    }
     fs::remove_all(dir);
 }
 BENCHMARK(BM_SaveHistory)->Unit(benchmark::kMillisecond);

@@ -57,8 +57,9 @@ struct Gate {
 bool runUntil(const std::function<bool()>& done) {
     const auto deadline = std::chrono::steady_clock::now() + 5s;
     while (!done()) {
-        if (std::chrono::steady_clock::now() > deadline)
+        if (std::chrono::steady_clock::now() > deadline) {
             return false;
+        }
         QCoreApplication::processEvents(QEventLoop::AllEvents, 10);
         std::this_thread::sleep_for(1ms);
     }
