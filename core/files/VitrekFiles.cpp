@@ -11,6 +11,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <charconv>
 #include <cmath>
 #include <cstdlib>
 #include <set>
@@ -169,6 +170,79 @@ fs::path sampleFile(const fs::path& folder, Instant date, const Calendar& calend
     return folder / (std::string(kSamplesPrefix) + History::dayID(date, calendar) + ".jsonl");
 }
 
+// A JSON number exactly as the grammar allows it: -?(0|[1-9][0-9]*)(.[0-9]+)?([eE][+-]?[0-9]+)?
+bool isJsonNumber(std::string_view text) {
+    std::size_t at = 0;
+    const auto digits = [&] {
+        const auto begin = at;
+        while (at < text.size() && text[at] >= '0' && text[at] <= '9') {
+            ++at;
+        }
+        return at > begin;
+    };
+    if (at < text.size() && text[at] == '-') {
+        ++at;
+    }
+    if (at < text.size() && text[at] == '0') {
+        ++at;
+    } else if (!digits()) {
+        return false;
+    }
+    if (at < text.size() && text[at] == '.' && (++at, !digits())) {
+        return false;
+    }
+    if (at < text.size() && (text[at] == 'e' || text[at] == 'E')) {
+        ++at;
+        if (at < text.size() && (text[at] == '+' || text[at] == '-')) {
+            ++at;
+        }
+        if (!digits()) {
+            return false;
+        }
+    }
+    return at == text.size();
+}
+
+// The number between `key` and `end` at the front of `text`, which then moves past it.
+std::optional<double> member(std::string_view& text, std::string_view key, char end) {
+    if (!text.starts_with(key)) {
+        return std::nullopt;
+    }
+    text.remove_prefix(key.size());
+    const auto stop = text.find(end);
+    if (stop == std::string_view::npos || !isJsonNumber(text.substr(0, stop))) {
+        return std::nullopt;
+    }
+    double value = 0;
+    const auto [next, error] = std::from_chars(text.data(), text.data() + stop, value);
+    if (error != std::errc{} || next != text.data() + stop) {
+        return std::nullopt;
+    }
+    text.remove_prefix(stop + 1);
+    return value;
+}
+
+// A line exactly as `append` writes it, read without a JSON parser: the whole day file is read back on
+// every check-up, and this is most of its cost. Anything else (other member orders, blanks, a carriage
+// return) goes to the full decoder, which accepts what JSON allows.
+std::optional<Sample> writtenSample(std::string_view line) {
+    if (!line.starts_with('{')) {
+        return std::nullopt;
+    }
+    line.remove_prefix(1);
+    const auto date = member(line, "\"date\":", ',');
+    const auto load = member(line, "\"load\":", ',');
+    const auto heatValue = member(line, "\"heat\":", '}');
+    if (!date || !load || !heatValue || !line.empty() || std::trunc(*heatValue) != *heatValue) {
+        return std::nullopt;
+    }
+    const auto heat = heatFromRawValue(static_cast<int>(std::clamp(*heatValue, -1.0, 4.0)));
+    if (!heat) {
+        return std::nullopt;
+    }
+    return Sample{fromReferenceSeconds(*date), *load, *heat};
+}
+
 } // namespace
 
 VitrekFiles::VitrekFiles(std::optional<std::filesystem::path> dir)
@@ -196,7 +270,12 @@ std::vector<Sample> VitrekFiles::samples(Instant date, const Calendar& calendar)
     while (start < text.size()) {
         const auto end = std::min(text.find('\n', start), text.size());
         if (end > start) {
-            if (auto sample = fromJsonText<Sample>(text.substr(start, end - start))) {
+            const auto line = text.substr(start, end - start);
+            auto sample = writtenSample(line);
+            if (!sample) {
+                sample = fromJsonText<Sample>(line);
+            }
+            if (sample) {
                 samples.push_back(*sample);
             }
         }

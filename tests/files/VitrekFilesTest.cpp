@@ -104,11 +104,15 @@ TEST_F(VitrekFilesTest, BlankForeignAndIncompleteLinesAreSkipped) {
                       "{\"date\":757767720,\"load\":0.3}\n"
                       "{\"date\":757767780,\"load\":0.3,\"heat\":9}\n"
                       "not json\n\r\n[1,2,3]\n"
+                      "{\"date\":0757767800,\"load\":0.3,\"heat\":0}\n"
+                      "{\"date\":757767810,\"load\":0.3,\"heat\":1.5}\n"
+                      "{\"date\":7.5776783e8,\"load\":5E-1,\"heat\":2.0}\n"
                       "{\"date\":757767840,\"load\":1,\"heat\":3}";
     writeBytes(folder / "samples-2025-01-05.jsonl", text);
     const auto noon = fromReferenceSeconds(757767600);
     EXPECT_EQ(files().samples(noon, kBerlin),
               (std::vector{Sample{noon, 0.1}, Sample{noon + Seconds{60.5}, 0.2, Heat::hot},
+                           Sample{noon + Seconds{230}, 0.5, Heat::hot},
                            Sample{noon + Seconds{240}, 1, Heat::critical}}));
 }
 
