@@ -33,7 +33,7 @@ StoreEnvironment completed(StoreEnvironment environment) {
         environment.heat = [reader] { return reader ? reader->heat() : Heat::cool; };
     }
     if (!environment.loadPowerLog) {
-        environment.loadPowerLog = [] { return PowerLog{}; };
+        environment.loadPowerLog = [] { return PowerLogParser::SystemLog{}; };
     }
     if (!environment.now) {
         environment.now = [] { return Instant{std::chrono::system_clock::now()}; };
@@ -181,7 +181,9 @@ void Store::loadNight() {
     const Calendar calendar = m_env.calendar();
     m_nightAt = now;
     auto load = [loadPowerLog = m_env.loadPowerLog, now, calendar] {
-        return lastNight(NightBuilder::build(loadPowerLog(), NightWindow{23, 7}, now, calendar));
+        auto system = loadPowerLog();
+        return NightLoad{lastNight(NightBuilder::build(system.log, NightWindow{23, 7}, now, calendar)),
+                         std::move(system.problem)};
     };
 
     // Without an application object no event loop could ever deliver the result, so load in place.
@@ -193,20 +195,21 @@ void Store::loadNight() {
     // The result is posted to the application object, which outlives every task of the global pool (it
     // waits for them on destruction); the Store itself may be gone by then, hence the guard.
     QThreadPool::globalInstance()->start([load, app, self = QPointer<Store>{this}] {
-        std::optional<Night> night = load();
+        NightLoad loaded = load();
         QMetaObject::invokeMethod(
             app,
-            [self, night = std::move(night)]() mutable {
+            [self, loaded = std::move(loaded)]() mutable {
                 if (self) {
-                    self->finishNightLoad(std::move(night));
+                    self->finishNightLoad(std::move(loaded));
                 }
             },
             Qt::QueuedConnection);
     });
 }
 
-void Store::finishNightLoad(std::optional<Night> night) {
-    setNight(std::move(night));
+void Store::finishNightLoad(NightLoad loaded) {
+    publish(m_powerLogProblem, std::move(loaded.problem), &Store::powerLogProblemChanged);
+    setNight(std::move(loaded.night));
     setLoadingNight(false);
     if (!m_reading) {
         return;

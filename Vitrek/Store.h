@@ -35,6 +35,8 @@ class Store : public QObject {
     Q_PROPERTY(vitrek::History history READ history NOTIFY historyChanged)
     Q_PROPERTY(std::string tip READ tip NOTIFY tipChanged)
     Q_PROPERTY(bool loadingNight READ loadingNight NOTIFY loadingNightChanged)
+    // Why the power log could not be read (with the fix), for the screens to show; empty when it could.
+    Q_PROPERTY(std::string powerLogProblem READ powerLogProblem NOTIFY powerLogProblemChanged)
     Q_PROPERTY(std::optional<vitrek::MacAge> age READ age NOTIFY ageChanged)
     Q_PROPERTY(std::vector<vitrek::Sample> samples READ samples NOTIFY samplesChanged)
     Q_PROPERTY(std::vector<vitrek::Vital> vitals READ vitals NOTIFY vitalsChanged)
@@ -56,6 +58,7 @@ public:
     std::optional<double> strain() const { return m_strain; }
     double heavy() const { return m_heavy; }
     const std::optional<Night>& night() const { return m_night; }
+    const std::string& powerLogProblem() const { return m_powerLogProblem; }
     const History& history() const { return m_history; }
     const std::string& tip() const { return m_tip; }
     bool loadingNight() const { return m_loadingNight; }
@@ -112,6 +115,7 @@ signals:
     void historyChanged();
     void tipChanged();
     void loadingNightChanged();
+    void powerLogProblemChanged();
     void ageChanged();
     void samplesChanged();
     void vitalsChanged();
@@ -125,7 +129,11 @@ private:
     void setNight(std::optional<Night> night);
     void setLoadingNight(bool loading);
     void setAge(std::optional<MacAge> age);
-    void finishNightLoad(std::optional<Night> night);
+    struct NightLoad {
+        std::optional<Night> night;
+        std::string problem;
+    };
+    void finishNightLoad(NightLoad loaded);
 
     StoreEnvironment m_env;
 
@@ -138,6 +146,7 @@ private:
     History m_history;
     std::string m_tip;
     bool m_loadingNight = true;
+    std::string m_powerLogProblem;
     std::optional<MacAge> m_age;
     std::vector<Sample> m_samples;
     std::vector<Vital> m_vitals;

@@ -41,7 +41,7 @@ StoreEnvironment StoreEnvironment::system() {
     environment.reader = reader;
     environment.cpuTicks = [] { return CPUTicks::now(); };
     environment.heat = [reader] { return reader->heat(); };
-    environment.loadPowerLog = [] { return PowerLogParser::loadSystemLog(); };
+    environment.loadPowerLog = [] { return PowerLogParser::readSystemLog(); };
     environment.now = [] { return Instant{std::chrono::system_clock::now()}; };
     environment.calendar = [] { return Calendar::current(); };
     environment.boughtAt = [] { return storedBoughtAt(); };

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "files/VitrekFiles.h"
+#include "linux/PowerLogSource.h"
 #include "powerlog/PowerLog.h"
 #include "readings/CPUTicks.h"
 #include "readings/Heat.h"
@@ -26,8 +27,8 @@ struct StoreEnvironment {
     std::function<CPUTicks()> cpuTicks;
     std::function<Heat()> heat;
     VitrekFiles files;
-    // Runs on a background thread: it must not touch the Store.
-    std::function<PowerLog()> loadPowerLog;
+    // Runs on a background thread: it must not touch the Store. The problem, if any, is shown as a hint.
+    std::function<PowerLogParser::SystemLog()> loadPowerLog;
     std::function<Instant()> now;
     std::function<Calendar()> calendar;
     // The user's purchase date, absent when not set.

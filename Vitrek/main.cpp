@@ -1,5 +1,6 @@
 #include "cli/CommandLine.h"
 #include "cli/HeadlessCommand.h"
+#include "linux/JournalSource.h"
 #include "linux/LargePages.h"
 #include "linux/PowerLogSource.h"
 
@@ -20,7 +21,7 @@ int main(int argc, char** argv) {
     vitrek::cli::CommandContext context{
         std::cin, std::cout, std::cerr,
         [] { return std::chrono::time_point_cast<vitrek::Seconds>(std::chrono::system_clock::now()); },
-        [] { return vitrek::PowerLogParser::loadSystemLog(); }};
+        [](vitrek::Instant now) { return vitrek::JournalSource::load(vitrek::PowerLogParser::run, now); }};
     const int status = vitrek::cli::run(arguments, context);
     std::cout.flush();
     return status;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "linux/PowerLogSource.h"
 #include "powerlog/PowerLog.h"
 #include "time/Instant.h"
 
@@ -16,7 +17,7 @@ struct CommandContext {
     std::ostream& out;
     std::ostream& err;
     std::function<Instant()> now;
-    std::function<PowerLog()> loadSystemLog;
+    std::function<PowerLogParser::SystemLog(Instant now)> loadSystemLog; // the journal up to `now`
 };
 
 // Usage errors and unreadable inputs: one line on stderr, exit status 2.

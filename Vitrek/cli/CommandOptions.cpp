@@ -1,6 +1,7 @@
 #include "cli/CommandOptions.h"
 
 #include "linux/MappedFile.h"
+#include "powerlog/JournalPowerLog.h"
 #include "powerlog/PowerLogParser.h"
 #include "time/Iso8601.h"
 
@@ -68,6 +69,10 @@ parseCommandOptions(std::string_view command, std::span<const std::string> argum
             if (auto error = takeFile(options.logPath, "a file (or - for standard input)")) {
                 return *error;
             }
+        } else if (name == "--journal") {
+            if (auto error = takeFile(options.journalPath, "a file (or - for standard input)")) {
+                return *error;
+            }
         } else if (name == "--reading" && acceptsReading) {
             if (auto error = takeFile(options.readingPath, "a file")) {
                 return *error;
@@ -92,6 +97,9 @@ parseCommandOptions(std::string_view command, std::span<const std::string> argum
             return UsageError{prefix + "unknown option '" + arguments[i] + "'"};
         }
     }
+    if (options.logPath && options.journalPath) {
+        return UsageError{prefix + "--log and --journal name two different logs; give one"};
+    }
     return options;
 }
 
@@ -107,11 +115,15 @@ std::optional<Calendar> optionCalendar(const CommandOptions& options, std::strin
     return named;
 }
 
-std::optional<PowerLog> readLogFile(const std::string& path, std::istream& in, std::ostream& err) {
+namespace {
+
+// The text of a file ("-" is `in`) handed to `parse`; absent, with the error written, when unreadable.
+template <typename Parse>
+std::optional<PowerLog> readFile(const std::string& path, std::istream& in, std::ostream& err, Parse parse) {
     if (path == "-") {
         std::ostringstream text;
         text << in.rdbuf();
-        return PowerLogParser::parse(std::move(text).str());
+        return parse(std::move(text).str());
     }
     std::string error;
     const auto file = MappedFile::open(path, error);
@@ -119,7 +131,29 @@ std::optional<PowerLog> readLogFile(const std::string& path, std::istream& in, s
         err << "vitrek: " << error << "\n";
         return std::nullopt;
     }
-    return PowerLogParser::parse(file->text());
+    return parse(file->text());
+}
+
+} // namespace
+
+std::optional<PowerLog> readLogFile(const std::string& path, std::istream& in, std::ostream& err) {
+    return readFile(path, in, err, [](std::string_view text) { return PowerLogParser::parse(text); });
+}
+
+std::optional<PowerLog> loadPowerLog(const CommandOptions& options, CommandContext& context, Instant now,
+                                     const Calendar& calendar) {
+    if (options.logPath) {
+        return readLogFile(*options.logPath, context.in, context.err);
+    }
+    if (options.journalPath) {
+        return readFile(*options.journalPath, context.in, context.err,
+                        [&](std::string_view text) { return JournalPowerLog::parse(text, now, calendar); });
+    }
+    auto system = context.loadSystemLog(now);
+    if (!system.problem.empty()) {
+        context.err << "vitrek: " << system.problem << "\n";
+    }
+    return std::move(system.log);
 }
 
 } // namespace vitrek::cli

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "cli/CommandLine.h"
 #include "powerlog/PowerLog.h"
 #include "time/Calendar.h"
 #include "time/Instant.h"
@@ -16,6 +17,7 @@ namespace vitrek::cli {
 // The options the terminal commands share; each command accepts the ones its usage names.
 struct CommandOptions {
     std::optional<std::string> logPath;     // "-" is standard input; absent reads the system's log
+    std::optional<std::string> journalPath; // a recorded journal instead of the system's ("-" as above)
     std::optional<std::string> readingPath; // a stored reading instead of the live machine's
     std::optional<Instant> now;
     std::optional<std::string> zone;
@@ -40,5 +42,11 @@ std::optional<Calendar> optionCalendar(const CommandOptions& options, std::strin
 
 // The power log in a file ("-" is `in`); absent (with the error written) when it cannot be read.
 std::optional<PowerLog> readLogFile(const std::string& path, std::istream& in, std::ostream& err);
+
+// The power log the options name: `--log`, `--journal` (short forms dated by `now` in `calendar`), else
+// the system's, whose problem (an unreadable journal) is written to `context.err` as a hint. Absent, with
+// the error written, when a named file cannot be read.
+std::optional<PowerLog> loadPowerLog(const CommandOptions& options, CommandContext& context, Instant now,
+                                     const Calendar& calendar);
 
 } // namespace vitrek::cli

@@ -11,14 +11,18 @@
 namespace vitrek::cli {
 
 const char* const kNightsUsage =
-    "usage: vitrek nights [--log FILE|-] [--now TIME] [--tz ZONE] [--json]\n"
+    "usage: vitrek nights [--log FILE|- | --journal FILE|-] [--now TIME] [--tz ZONE] [--json]\n"
     "\n"
-    "Rebuilds each night (23:00 to 07:00) from the power log and prints its rest score and story.\n"
+    "Rebuilds each night (23:00 to 07:00) of the last two weeks from the system journal and prints its rest\n"
+    "score and story.\n"
     "\n"
-    "  --log FILE   read a recorded power log instead of the system's (- reads standard input)\n"
-    "  --now TIME   the current time: ISO 8601 with an offset (2024-03-05T12:00:00+01:00) or Unix seconds\n"
-    "  --tz ZONE    the time zone of the nights, an IANA name (Europe/Berlin); default the system's\n"
-    "  --json       print one JSON document instead of the story\n";
+    "  --log FILE      read a recorded power log (pmset -g log) instead (- reads standard input)\n"
+    "  --journal FILE  read a recorded journal instead: journalctl's -o json, short-iso or\n"
+    "                  short-iso-precise (the short forms take their year from --now)\n"
+    "  --now TIME      the current time: ISO 8601 with an offset (2024-03-05T12:00:00+01:00) or Unix\n"
+    "                  seconds\n"
+    "  --tz ZONE       the time zone of the nights, an IANA name (Europe/Berlin); default the system's\n"
+    "  --json          print one JSON document instead of the story\n";
 
 namespace {
 
@@ -255,12 +259,11 @@ int nights(std::span<const std::string> arguments, CommandContext& context) {
     if (!calendar) {
         return kUsageError;
     }
-    std::optional<PowerLog> log =
-        options.logPath ? readLogFile(*options.logPath, context.in, context.err) : context.loadSystemLog();
+    const Instant now = options.now.value_or(context.now());
+    const auto log = loadPowerLog(options, context, now, *calendar);
     if (!log) {
         return kUsageError;
     }
-    const Instant now = options.now.value_or(context.now());
     const auto nights = NightBuilder::build(*log, NightWindow{}, now, *calendar);
     if (options.json) {
         writeNightsJson(context.out, *log, nights);

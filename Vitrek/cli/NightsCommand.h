@@ -15,7 +15,7 @@
 
 namespace vitrek::cli {
 
-// `vitrek nights [--log FILE|-] [--now TIME] [--tz ZONE] [--json]`
+// `vitrek nights [--log FILE|- | --journal FILE|-] [--now TIME] [--tz ZONE] [--json]`
 using NightsOptions = CommandOptions;
 
 std::variant<NightsOptions, UsageError> parseNightsOptions(std::span<const std::string> arguments);

@@ -22,14 +22,15 @@
 namespace vitrek::cli {
 
 const char* const kReportUsage =
-    "usage: vitrek report [--reading FILE] [--log FILE|-] [--now TIME] [--tz ZONE] [--json]\n"
+    "usage: vitrek report [--reading FILE] [--log FILE|-|--journal FILE|-] [--now TIME] [--tz ZONE] [--json]\n"
     "\n"
     "Takes one check-up of this machine and prints it. It writes nothing: today's samples and the History\n"
     "are read from the data folder, last night from the power log.\n"
     "\n"
     "  --reading FILE  a stored reading (the \"reading\" object of --json) instead of this machine's;\n"
     "                  its age then counts from the model's year alone\n"
-    "  --log FILE      read a recorded power log instead of the system's (- reads standard input)\n"
+    "  --log FILE      read a recorded power log instead of the system's journal (- reads standard input)\n"
+    "  --journal FILE  read a recorded journal: journalctl's -o json, short-iso or short-iso-precise\n"
     "  --now TIME      the current time: ISO 8601 with an offset or Unix seconds; default the reading's\n"
     "  --tz ZONE       the time zone, an IANA name (Europe/Berlin); default the system's\n"
     "  --json          print one JSON document instead of the check-up\n";
@@ -294,8 +295,7 @@ int report(std::span<const std::string> arguments, CommandContext& context) {
     }
     reading->date = now;
 
-    const auto log = options.logPath ? readLogFile(*options.logPath, context.in, context.err)
-                                     : std::optional<PowerLog>(context.loadSystemLog());
+    const auto log = loadPowerLog(options, context, now, *calendar);
     if (!log) {
         return kUsageError;
     }

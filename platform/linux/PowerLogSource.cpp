@@ -1,7 +1,9 @@
 #include "linux/PowerLogSource.h"
 
+#include "linux/JournalSource.h"
 #include "linux/Subprocess.h"
-#include "powerlog/PowerLogParser.h"
+
+#include <chrono>
 
 namespace vitrek {
 
@@ -10,8 +12,10 @@ std::string PowerLogParser::run(const std::string& path, const std::vector<std::
     return Subprocess::run(path, arguments, timeout).standardOutput;
 }
 
-PowerLog PowerLogParser::loadSystemLog(const Runner& runner) {
-    return parse(runner("/usr/bin/pmset", {"-g", "log"}, 60));
+PowerLogParser::SystemLog PowerLogParser::readSystemLog(const Runner& runner) {
+    return JournalSource::load(runner, std::chrono::system_clock::now());
 }
+
+PowerLog PowerLogParser::loadSystemLog(const Runner& runner) { return readSystemLog(runner).log; }
 
 } // namespace vitrek

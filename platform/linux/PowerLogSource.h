@@ -15,8 +15,17 @@ std::string run(const std::string& path, const std::vector<std::string>& argumen
 // How the log source runs its tools; tests pass recorded output.
 using Runner = std::function<std::string(const std::string&, const std::vector<std::string>&, double)>;
 
-// The system's power log: "/usr/bin/pmset -g log" (60 s at most), parsed. Empty where the tool is missing.
-// Blocks for as long as the tool runs; call it off the main thread.
+// The system's power log, with what kept it from being read (one sentence with the fix; empty when
+// nothing did). On Linux it is built from the journal and the battery history. Blocks for as long as
+// the tools run; call it off the main thread.
+struct SystemLog {
+    PowerLog log;
+    std::string problem;
+    bool operator==(const SystemLog&) const = default;
+};
+SystemLog readSystemLog(const Runner& runner = run);
+
+// The log of `readSystemLog` alone.
 PowerLog loadSystemLog(const Runner& runner = run);
 
 } // namespace vitrek::PowerLogParser

@@ -90,7 +90,7 @@ protected:
         env.reader = reader;
         env.cpuTicks = [this] { return counters; };
         env.files = VitrekFiles{dir};
-        env.loadPowerLog = [] { return PowerLog{}; };
+        env.loadPowerLog = [] { return PowerLogParser::SystemLog{}; };
         env.now = [this] { return clock; };
         env.calendar = [] { return test::berlin(); };
         env.setUpDate = [r = reader] { return r->setUpDate(); };
@@ -246,7 +246,7 @@ TEST_F(StoreTest, TheLoadThatFinishesLastWinsEvenWhenItStartedFirst) {
     env.loadPowerLog = [=] {
         const bool first = started->fetch_add(1) == 0;
         (first ? withNight : without)->wait();
-        return first ? spells : PowerLog{};
+        return PowerLogParser::SystemLog{first ? spells : PowerLog{}, {}};
     };
     Store store{env};
     store.apply(reader->read(clock), {}, std::nullopt, true);

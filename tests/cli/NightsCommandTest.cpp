@@ -16,12 +16,13 @@ struct Run {
     std::string err;
 };
 
-Run nightsCommand(std::vector<std::string> arguments, const std::string& input = "") {
+Run nightsCommand(std::vector<std::string> arguments, const std::string& input = "",
+                  PowerLogParser::SystemLog system = {}) {
     std::istringstream in(input);
     std::ostringstream out;
     std::ostringstream err;
     CommandContext context{in, out, err, [] { return test::at("2024-03-06T12:00:00+01:00"); },
-                           [] { return PowerLog{}; }};
+                           [system](Instant) { return system; }};
     arguments.insert(arguments.begin(), "nights");
     const int status = run(arguments, context);
     return {status, out.str(), err.str()};
@@ -58,6 +59,10 @@ TEST(NightsCommandTest, RejectsBadUsageWithOneLineAndStatusTwo) {
         {{"--verbose"}, "vitrek: nights: unknown option '--verbose'\n"},
         {{"--log", "/nonexistent/power.log"},
          "vitrek: cannot read /nonexistent/power.log: No such file or directory\n"},
+        {{"--journal", "/nonexistent/journal.json"},
+         "vitrek: cannot read /nonexistent/journal.json: No such file or directory\n"},
+        {{"--log", "a.log", "--journal", "b.json"},
+         "vitrek: nights: --log and --journal name two different logs; give one\n"},
     };
     for (const auto& row : rows) {
         const auto result = nightsCommand(row.arguments);
@@ -121,6 +126,29 @@ TEST(NightsCommandTest, AnEmptyOrUnrelatedLogHasNoNights) {
     const auto fromSystem = nightsCommand({"--json"});
     EXPECT_EQ(fromSystem.status, 0);
     EXPECT_EQ(nlohmann::json::parse(fromSystem.out)["log"]["firstDate"], nullptr);
+}
+
+TEST(NightsCommandTest, AJournalRecordingGivesTheSameDocument) {
+    const auto result = nightsCommand(
+        {"--journal", std::string(VITREK_TEST_DATA) + "/journal/made-lid-close-two-dark-wakes.json", "--tz",
+         "Europe/Berlin", "--now", "2026-11-20T12:00:00+01:00", "--json"});
+    ASSERT_EQ(result.status, 0);
+    const auto document = nlohmann::json::parse(result.out);
+    EXPECT_EQ(document["log"]["events"], 7);
+    EXPECT_EQ(document["log"]["firstDate"], 1795107731.482913);
+    ASSERT_EQ(document["nights"].size(), 1u);
+    const auto& night = document["nights"][0];
+    EXPECT_EQ(night["id"], "2026-11-20");
+    EXPECT_EQ(night["counts"]["darkWake"], 2);
+    EXPECT_EQ(night["hasBattery"], false);
+}
+
+TEST(NightsCommandTest, AnUnreadableJournalIsAHintNotAnError) {
+    const auto result =
+        nightsCommand({}, "", {PowerLog{}, "The system journal is not readable by mira: join it."});
+    EXPECT_EQ(result.status, 0);
+    EXPECT_EQ(result.err, "vitrek: The system journal is not readable by mira: join it.\n");
+    EXPECT_EQ(result.out, "No nights: the power log says nothing about any night from 23:00 to 07:00.\n");
 }
 
 } // namespace

@@ -54,20 +54,5 @@ TEST(SubprocessTest, AProgramThatCannotStartGivesNothing) {
     EXPECT_EQ(PowerLogParser::run("/nonexistent/tool", {"-g", "log"}, 5), "");
 }
 
-TEST(PowerLogSourceTest, RunsThePowerToolAndParsesWhatItPrints) {
-    std::vector<std::string> seen;
-    const auto log = PowerLogParser::loadSystemLog(
-        [&](const std::string& path, const std::vector<std::string>& arguments, double timeout) {
-            seen = arguments;
-            seen.insert(seen.begin(), path);
-            EXPECT_EQ(timeout, 60);
-            return std::string("2024-01-15 22:10:05 +0100 Sleep               \tEntering Sleep state due to "
-                               "'Idle Sleep' Using AC (Charge:80%) 20 secs\n");
-        });
-    EXPECT_EQ(seen, (std::vector<std::string>{"/usr/bin/pmset", "-g", "log"}));
-    ASSERT_EQ(log.events.size(), 1u);
-    EXPECT_EQ(log.events[0].charge, 80);
-}
-
 } // namespace
 } // namespace vitrek

@@ -1,0 +1,95 @@
+#include "linux/BatteryHistoryFiles.h"
+
+#include "support/TestSupport.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace vitrek {
+namespace {
+
+namespace fs = std::filesystem;
+
+// A folder of the test's own, removed afterwards.
+class ScratchDirectory {
+public:
+    ScratchDirectory() {
+        std::string name = (fs::temp_directory_path() / "vitrek-upower-XXXXXX").string();
+        m_path = ::mkdtemp(name.data()) ? fs::path(name) : fs::path{};
+    }
+    ~ScratchDirectory() {
+        std::error_code error;
+        fs::remove_all(m_path, error);
+    }
+    void write(const std::string& name, const std::string& text) const {
+        std::ofstream(m_path / name, std::ios::binary) << text;
+    }
+    std::string path() const { return m_path.string(); }
+
+private:
+    fs::path m_path;
+};
+
+TEST(BatteryHistoryFilesTest, TheBatteryWrittenToLastIsReadWithItsOwnRateFile) {
+    // The stale pack's id sorts first, so name order alone would pick the wrong battery.
+    const auto history = BatteryHistoryFiles::load(std::string(VITREK_TEST_DATA) + "/upower");
+    ASSERT_EQ(history.charge.size(), 12u); // the run-together line and the cut-off last line are left out
+    EXPECT_EQ(history.charge.back(), (BatteryHistoryEntry{fromUnixSeconds(1'700'007'200), 100, false}));
+    ASSERT_EQ(history.rate.size(), 7u);
+    EXPECT_EQ(history.rate.back(), (BatteryHistoryEntry{fromUnixSeconds(1'700'007'800), 7.125, true}));
+}
+
+TEST(BatteryHistoryFilesTest, ChoosesByLatestChargeEntryThenByName) {
+    const std::string older = "1700000000\t90.000\tdischarging\n";
+    const std::string newer = "1700000600\t80.000\tdischarging\n";
+    const std::string rate = "1700000600\t12.000\tdischarging\n";
+    const struct {
+        const char* what;
+        std::vector<std::pair<std::string, std::string>> files;
+        BatteryHistory expected;
+    } cases[] = {
+        {"same latest entry: the first id",
+         {{"history-charge-DELL_7FHHV-1234.dat", newer}, {"history-charge-BAT1-9.dat", newer},
+          {"history-rate-BAT1-9.dat", rate}},
+         {BatteryHistoryFile::parse(newer), BatteryHistoryFile::parse(rate)}},
+        {"the latest entry counts, not the file's last line",
+         {{"history-charge-A.dat", older}, {"history-charge-B.dat", newer + older}},
+         {BatteryHistoryFile::parse(newer + older), {}}},
+        {"no rate file of its own; another battery's is not used",
+         {{"history-charge-A.dat", older}, {"history-rate-A.dat", rate}, {"history-charge-B.dat", newer}},
+         {BatteryHistoryFile::parse(newer), {}}},
+        {"an empty charge file loses to any entry",
+         {{"history-charge-A.dat", ""}, {"history-charge-B.dat", older}},
+         {BatteryHistoryFile::parse(older), {}}},
+        {"only empty charge files: the first id, with its rates",
+         {{"history-charge-B.dat", "garbage"}, {"history-charge-A.dat", ""}, {"history-rate-A.dat", rate}},
+         {{}, BatteryHistoryFile::parse(rate)}},
+        {"other files and names are ignored",
+         {{"history-rate-A.dat", rate}, {"history-time-full-A.dat", newer}, {"history-charge-.dat", newer},
+          {"history-charge-A.dat.bak", newer}, {"charge-A.dat", newer}},
+         {}},
+    };
+    for (const auto& row : cases) {
+        const ScratchDirectory directory;
+        for (const auto& [name, text] : row.files) {
+            directory.write(name, text);
+        }
+        EXPECT_EQ(BatteryHistoryFiles::load(directory.path()), row.expected) << row.what;
+    }
+}
+
+TEST(BatteryHistoryFilesTest, AFolderThatCannotBeListedGivesNoHistory) {
+    const ScratchDirectory directory;
+    directory.write("history-charge-A.dat", "1700000000\t90.000\tdischarging\n");
+    EXPECT_EQ(BatteryHistoryFiles::load(directory.path() + "/missing"), BatteryHistory{});
+    EXPECT_EQ(BatteryHistoryFiles::load(directory.path() + "/history-charge-A.dat"), BatteryHistory{});
+}
+
+} // namespace
+} // namespace vitrek
