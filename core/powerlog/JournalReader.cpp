@@ -642,9 +642,13 @@ public:
         m_result.records.reserve(lineCount(text));
     }
 
+    // A line is shaped like an entry when it starts with an ISO-like date ("2024-…") or with a word, a day of
+    // one or two digits and an "HH:MM:SS" time; such a line whose date or fields cannot be read is counted.
+    // Anything else (prose and prompts around a pasted journal, continuation lines of a multi-line message,
+    // which start with white space, and "-- … --" markers) is no entry and is not counted.
     void readLine(std::string_view line) {
         if (line.empty() || line[0] == ' ' || line[0] == '\t') {
-            return; // blank, or the continuation of a multi-line message
+            return;
         }
         if (line.starts_with("--")) {
             readMarker(Ascii::trimmed(line));
@@ -659,7 +663,6 @@ public:
         } else {
             const auto day = nextToken(rest);
             const auto time = nextToken(rest);
-            // Anything else is prose or a prompt around the pasted journal, not an entry.
             if (day.empty() || day.size() > 2 || !std::ranges::all_of(day, isDigit) || !looksLikeTime(time)) {
                 return;
             }

@@ -1,12 +1,10 @@
 #include "linux/BatteryHistoryFiles.h"
 
+#include "support/ScratchDirectory.h"
 #include "support/TestSupport.h"
 
 #include <gtest/gtest.h>
 
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
 #include <string>
 #include <utility>
 #include <vector>
@@ -14,27 +12,6 @@
 namespace vitrek {
 namespace {
 
-namespace fs = std::filesystem;
-
-// A folder of the test's own, removed afterwards.
-class ScratchDirectory {
-public:
-    ScratchDirectory() {
-        std::string name = (fs::temp_directory_path() / "vitrek-upower-XXXXXX").string();
-        m_path = ::mkdtemp(name.data()) ? fs::path(name) : fs::path{};
-    }
-    ~ScratchDirectory() {
-        std::error_code error;
-        fs::remove_all(m_path, error);
-    }
-    void write(const std::string& name, const std::string& text) const {
-        std::ofstream(m_path / name, std::ios::binary) << text;
-    }
-    std::string path() const { return m_path.string(); }
-
-private:
-    fs::path m_path;
-};
 
 TEST(BatteryHistoryFilesTest, TheBatteryWrittenToLastIsReadWithItsOwnRateFile) {
     // The stale pack's id sorts first, so name order alone would pick the wrong battery.
@@ -76,19 +53,19 @@ TEST(BatteryHistoryFilesTest, ChoosesByLatestChargeEntryThenByName) {
          {}},
     };
     for (const auto& row : cases) {
-        const ScratchDirectory directory;
+        const test::ScratchDirectory directory{"vitrek-upower"};
         for (const auto& [name, text] : row.files) {
             directory.write(name, text);
         }
-        EXPECT_EQ(BatteryHistoryFiles::load(directory.path()), row.expected) << row.what;
+        EXPECT_EQ(BatteryHistoryFiles::load(directory.string()), row.expected) << row.what;
     }
 }
 
 TEST(BatteryHistoryFilesTest, AFolderThatCannotBeListedGivesNoHistory) {
-    const ScratchDirectory directory;
+    const test::ScratchDirectory directory{"vitrek-upower"};
     directory.write("history-charge-A.dat", "1700000000\t90.000\tdischarging\n");
-    EXPECT_EQ(BatteryHistoryFiles::load(directory.path() + "/missing"), BatteryHistory{});
-    EXPECT_EQ(BatteryHistoryFiles::load(directory.path() + "/history-charge-A.dat"), BatteryHistory{});
+    EXPECT_EQ(BatteryHistoryFiles::load(directory.string() + "/missing"), BatteryHistory{});
+    EXPECT_EQ(BatteryHistoryFiles::load(directory.string() + "/history-charge-A.dat"), BatteryHistory{});
 }
 
 } // namespace
