@@ -234,6 +234,23 @@ TEST_F(StoreTest, DemoModeHandsOverAndRecordsNothing) {
     EXPECT_EQ(store.age()->since, test::at("2023-01-01T00:00:00Z"));
 }
 
+TEST_F(StoreTest, PublishesWhyThePowerLogCouldNotBeReadUntilItCan) {
+    auto problem = std::make_shared<std::string>("The system journal is not readable by mira: join it.");
+    StoreEnvironment env = environment();
+    env.loadPowerLog = [problem] { return PowerLogParser::SystemLog{PowerLog{}, *problem}; };
+    Store store{env};
+    int changes = 0;
+    QObject::connect(&store, &Store::powerLogProblemChanged, [&] { ++changes; });
+    store.loadNight();
+    ASSERT_TRUE(runUntil([&] { return !store.loadingNight(); }));
+    EXPECT_EQ(store.powerLogProblem(), *problem);
+    *problem = ""; // the user joined the group
+    store.loadNight();
+    ASSERT_TRUE(runUntil([&] { return !store.loadingNight(); }));
+    EXPECT_EQ(store.powerLogProblem(), "");
+    EXPECT_EQ(changes, 2);
+}
+
 TEST_F(StoreTest, TheLoadThatFinishesLastWinsEvenWhenItStartedFirst) {
     QThreadPool::globalInstance()->setMaxThreadCount(
         std::max(4, QThreadPool::globalInstance()->maxThreadCount()));
