@@ -1,6 +1,7 @@
 #include "powerlog/PowerLogParser.h"
 
 #include "text/Ascii.h"
+#include "text/Utf8.h"
 #include "time/Calendar.h"
 
 #include <algorithm>
@@ -35,8 +36,6 @@ constexpr std::string_view created = ") Created ";
 constexpr std::array<std::string_view, 3> kSleepBlockingTypes{"PreventUserIdleSystemSleep",
                                                               "PreventSystemSleep", "NoIdleSleepAssertion"};
 constexpr std::array<std::string_view, 4> kEndVerbs{"Released", "TimedOut", "TurnedOff", "ClientDied"};
-
-constexpr std::string_view kReplacementCharacter = "\xEF\xBF\xBD";
 
 // Record lines: a 25-byte date, a blank, then the type column from this offset.
 constexpr std::size_t kDateLength = 25;
@@ -136,85 +135,6 @@ constexpr std::int64_t daysFromCivil(std::int64_t year, unsigned month, unsigned
     const unsigned dayOfYear = (153 * (month > 2 ? month - 3 : month + 9) + 2) / 5 + day - 1;
     const unsigned dayOfEra = yearOfEra * 365 + yearOfEra / 4 - yearOfEra / 100 + dayOfYear;
     return era * 146'097 + static_cast<std::int64_t>(dayOfEra) - 719'468;
-}
-
-// ---- UTF-8 repair: the log is raw tool output and may hold any bytes.
-
-struct Utf8Step {
-    std::size_t length; // bytes of the sequence, or of its maximal invalid prefix (at least 1)
-    bool valid;
-};
-
-// One sequence at `bytes`; an invalid one covers its longest prefix that could still have been valid, so
-// each such prefix becomes exactly one U+FFFD.
-Utf8Step utf8Step(const unsigned char* bytes, std::size_t size) {
-    const unsigned lead = bytes[0];
-    if (lead < 0x80) {
-        return {1, true};
-    }
-    std::size_t trailing = 0;
-    unsigned low = 0x80, high = 0xBF;
-    if (lead >= 0xC2 && lead <= 0xDF) {
-        trailing = 1;
-    } else if (lead >= 0xE0 && lead <= 0xEF) {
-        trailing = 2;
-        low = lead == 0xE0 ? 0xA0 : low;   // overlong
-        high = lead == 0xED ? 0x9F : high; // surrogates
-    } else if (lead >= 0xF0 && lead <= 0xF4) {
-        trailing = 3;
-        low = lead == 0xF0 ? 0x90 : low;   // overlong
-        high = lead == 0xF4 ? 0x8F : high; // beyond U+10FFFF
-    } else {
-        return {1, false};
-    }
-    for (std::size_t i = 1; i <= trailing; ++i) {
-        if (i >= size || bytes[i] < low || bytes[i] > high) {
-            return {i, false};
-        }
-        low = 0x80;
-        high = 0xBF;
-    }
-    return {trailing + 1, true};
-}
-
-// Offset of the first invalid sequence, or the size when the text is valid. ASCII runs go 8 bytes a step.
-std::size_t firstInvalidUtf8(std::string_view text) {
-    const auto* bytes = reinterpret_cast<const unsigned char*>(text.data());
-    const std::size_t size = text.size();
-    std::size_t at = 0;
-    while (at < size) {
-        if (size - at >= 8) {
-            std::uint64_t word = 0;
-            std::memcpy(&word, bytes + at, 8);
-            if ((word & 0x8080'8080'8080'8080ULL) == 0) {
-                at += 8;
-                continue;
-            }
-        }
-        const auto step = utf8Step(bytes + at, size - at);
-        if (!step.valid) {
-            return at;
-        }
-        at += step.length;
-    }
-    return size;
-}
-
-// The text with each invalid sequence replaced by U+FFFD; `invalid` is the first one's offset.
-std::string repairedUtf8(std::string_view text, std::size_t invalid) {
-    std::string repaired;
-    // Each invalid byte grows to at most three; reserving that bound (address space, not touched memory)
-    // spares a reallocation that would copy a long log again.
-    repaired.reserve(invalid + (text.size() - invalid) * kReplacementCharacter.size());
-    while (invalid < text.size()) {
-        repaired.append(text.substr(0, invalid));
-        repaired.append(kReplacementCharacter);
-        const auto* bytes = reinterpret_cast<const unsigned char*>(text.data()) + invalid;
-        text.remove_prefix(invalid + utf8Step(bytes, text.size() - invalid).length);
-        invalid = firstInvalidUtf8(text);
-    }
-    repaired.append(text);
-    return repaired;
 }
 
 // ---- Lines
@@ -387,8 +307,8 @@ std::optional<WakeRequest> wakeRequest(std::string_view entry, Instant logged, s
 
 PowerLog parse(std::string_view text) {
     std::string repaired;
-    if (const auto invalid = firstInvalidUtf8(text); invalid < text.size()) {
-        repaired = repairedUtf8(text, invalid);
+    if (const auto invalid = Utf8::firstInvalid(text); invalid < text.size()) {
+        repaired = Utf8::repaired(text, invalid);
         text = repaired;
     }
     PowerLog log;
