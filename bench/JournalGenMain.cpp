@@ -1,5 +1,5 @@
-// vitrek-journal-gen: writes a generated laptop journal, as the export stream systemd-journal-remote turns into
-// journal files (see make-journal) or as the JSON lines journalctl prints.
+// vitrek-journal-gen: writes a generated laptop journal, as the export stream systemd-journal-remote turns
+// into journal files (see make-journal) or as the JSON lines journalctl prints.
 
 #include "JournalGenerator.h"
 
@@ -16,13 +16,14 @@
 namespace {
 
 constexpr std::string_view kUsage =
-    "usage: vitrek-journal-gen [--days N] [--per-day N] [--seed N] [--end UNIX_SECONDS]\n"
-    "                          (--out FILE.export | --json FILE [--power] [--since-days N])\n"
-    "Writes a generated laptop journal of N days (default 60) with about N entries a day (default 40000),\n"
-    "ending at --end (default 1732186800, 2024-11-21 12:00 +0100). --out writes journal export format\n"
-    "('-' is standard output): feed it to systemd-journal-remote. --json writes journalctl's JSON lines;\n"
-    "--power keeps only the kernel, systemd-logind, systemd-sleep and upowerd, --since-days only the last\n"
-    "N days. A summary goes to standard error.\n";
+    "usage: vitrek-journal-gen [--days N] [--per-day N] [--seed N] [--end UNIX_SECONDS]\n                    "
+    "      (--out FILE.export [--part system|user] | --json FILE [--power] [--since-days N])\nWrites a "
+    "generated laptop journal of N days (default 60) with about N entries a day (default 40000),\nending at "
+    "--end (default 1732186800, 2024-11-21 12:00 +0100). --out writes journal export format\n('-' is "
+    "standard output): feed it to systemd-journal-remote; --part keeps the entries journald writes\nto "
+    "system.journal, or those of the owner's session (user-1000.journal). --json writes journalctl's JSON "
+    "lines;\n--power keeps only the kernel, systemd-logind, systemd-sleep and upowerd, --since-days only the "
+    "last\nN days. A summary goes to standard error.\n";
 
 int usageError(std::string_view message) {
     std::cerr << "vitrek-journal-gen: " << message << '\n';
@@ -59,6 +60,7 @@ int main(int argc, char** argv) {
     std::string exportPath;
     std::string jsonPath;
     bool powerOnly = false;
+    vitrek::JournalPart part = vitrek::JournalPart::whole;
     std::optional<int> sinceDays;
     for (int i = 1; i < argc; ++i) {
         const std::string_view option = argv[i];
@@ -99,6 +101,11 @@ int main(int argc, char** argv) {
                 return usageError("--end wants Unix seconds, not " + std::string{value});
             }
             shape.endMicros = *seconds * 1'000'000;
+        } else if (option == "--part") {
+            if (value != "system" && value != "user") {
+                return usageError("--part wants system or user, not " + std::string{value});
+            }
+            part = value == "system" ? vitrek::JournalPart::system : vitrek::JournalPart::user;
         } else if (option == "--out") {
             exportPath = value;
         } else if (option == "--json") {
@@ -115,12 +122,14 @@ int main(int argc, char** argv) {
     bool written = false;
     if (!exportPath.empty()) {
         written = toFile(exportPath, [&](const auto& write) {
-            return vitrek::JournalGenerator::writeExport(shape, write, &summary);
+            return vitrek::JournalGenerator::writeExport(shape, part, write, &summary);
         });
     } else {
-        const std::int64_t since = sinceDays ? shape.endMicros - std::int64_t{*sinceDays} * 86'400'000'000 : 0;
-        const auto identifiers = powerOnly ? std::span<const std::string_view>{vitrek::JournalGenerator::kPowerIdentifiers}
-                                           : std::span<const std::string_view>{};
+        const std::int64_t since =
+            sinceDays ? shape.endMicros - std::int64_t{*sinceDays} * 86'400'000'000 : 0;
+        const auto identifiers =
+            powerOnly ? std::span<const std::string_view>{vitrek::JournalGenerator::kPowerIdentifiers}
+                      : std::span<const std::string_view>{};
         written = toFile(jsonPath, [&](const auto& write) {
             return write(vitrek::JournalGenerator::jsonLines(shape, since, identifiers, &summary));
         });
@@ -128,11 +137,11 @@ int main(int argc, char** argv) {
     if (!written) {
         return usageError("cannot write " + (exportPath.empty() ? jsonPath : exportPath));
     }
-    std::cerr << "vitrek-journal-gen: " << shape.days << " days, " << summary.boots << " boots, " << summary.sleeps
-              << " suspends (" << summary.darkWakes << " dark wakes)";
+    std::cerr << "vitrek-journal-gen: " << shape.days << " days, " << summary.boots << " boots, "
+              << summary.sleeps << " suspends (" << summary.darkWakes << " dark wakes)";
     if (summary.entries > 0) {
-        std::cerr << ", " << summary.entries << " entries from @" << summary.firstMicros / 1'000'000 << " to @"
-                  << summary.lastMicros / 1'000'000;
+        std::cerr << ", " << summary.entries << " entries from @" << summary.firstMicros / 1'000'000
+                  << " to @" << summary.lastMicros / 1'000'000;
     }
     std::cerr << "\nend @" << shape.endMicros / 1'000'000 << "; 14 days before it: @"
               << (shape.endMicros - 14 * 86'400'000'000LL) / 1'000'000 << '\n';

@@ -178,8 +178,8 @@ struct ServiceInfo {
     std::string_view cgroup;
     std::string_view unit;
     std::string_view slice;
-    std::string_view userUnit;  // _SYSTEMD_USER_UNIT of the session's services
-    std::string_view codeFile;  // CODE_FILE and CODE_FUNC, which systemd's own programs send
+    std::string_view userUnit; // _SYSTEMD_USER_UNIT of the session's services
+    std::string_view codeFile; // CODE_FILE and CODE_FUNC, which systemd's own programs send
     std::string_view codeFunc;
     int uid = 0;
     int facility = 3; // daemon
@@ -198,8 +198,8 @@ constexpr std::array<ServiceInfo, kServiceCount> kServices{{
      "/lib/systemd/systemd-journald", "/system.slice/systemd-journald.service", "systemd-journald.service",
      "system.slice", "", "", "", 0, 3, 281},
     {"systemd-udevd", Transport::journal, "systemd-udevd", "/usr/bin/udevadm", "/lib/systemd/systemd-udevd",
-     "/system.slice/systemd-udevd.service", "systemd-udevd.service", "system.slice", "",
-     "src/udev/udevd.c", "on_post", 0, 3, 312},
+     "/system.slice/systemd-udevd.service", "systemd-udevd.service", "system.slice", "", "src/udev/udevd.c",
+     "on_post", 0, 3, 312},
     {"systemd-logind", Transport::journal, "systemd-logind", "/usr/lib/systemd/systemd-logind",
      "/lib/systemd/systemd-logind", "/system.slice/systemd-logind.service", "systemd-logind.service",
      "system.slice", "", "src/login/logind-button.c", "button_dispatch", 0, 3, 702},
@@ -215,10 +215,11 @@ constexpr std::array<ServiceInfo, kServiceCount> kServices{{
      "/usr/sbin/NetworkManager --no-daemon", "/system.slice/NetworkManager.service", "NetworkManager.service",
      "system.slice", "", "", "", 0, 3, 717},
     {"wpa_supplicant", Transport::syslog, "wpa_supplicant", "/usr/sbin/wpa_supplicant",
-     "/sbin/wpa_supplicant -u -s -O DIR=/run/wpa_supplicant GROUP=netdev", "/system.slice/wpa_supplicant.service",
-     "wpa_supplicant.service", "system.slice", "", "", "", 0, 3, 733},
+     "/sbin/wpa_supplicant -u -s -O DIR=/run/wpa_supplicant GROUP=netdev",
+     "/system.slice/wpa_supplicant.service", "wpa_supplicant.service", "system.slice", "", "", "", 0, 3, 733},
     {"dbus-daemon", Transport::syslog, "dbus-daemon", "/usr/bin/dbus-daemon",
-     "/usr/bin/dbus-daemon --system --address=systemd: --nofork --nopidfile --systemd-activation --syslog-only",
+     "/usr/bin/dbus-daemon --system --address=systemd: --nofork --nopidfile --systemd-activation "
+     "--syslog-only",
      "/system.slice/dbus.service", "dbus.service", "system.slice", "", "", "", 101, 3, 690},
     {"avahi-daemon", Transport::syslog, "avahi-daemon", "/usr/sbin/avahi-daemon",
      "avahi-daemon: running [lenovo-t14.local]", "/system.slice/avahi-daemon.service", "avahi-daemon.service",
@@ -230,38 +231,41 @@ constexpr std::array<ServiceInfo, kServiceCount> kServices{{
     {"sshd", Transport::syslog, "sshd", "/usr/sbin/sshd", "sshd: alex [priv]", "/system.slice/ssh.service",
      "ssh.service", "system.slice", "", "", "", 0, 4, 0},
     {"sudo", Transport::syslog, "sudo", "/usr/bin/sudo", "sudo apt update",
-     "/user.slice/user-1000.slice/session-2.scope", "session-2.scope", kUserSlice, "", "", "", 1000, 10, 0},
-    {"polkitd", Transport::journal, "polkitd", "/usr/lib/polkit-1/polkitd", "/usr/lib/polkit-1/polkitd --no-debug",
-     "/system.slice/polkit.service", "polkit.service", "system.slice", "", "", "", 998, 3, 709},
-    {"rtkit-daemon", Transport::syslog, "rtkit-daemon", "/usr/libexec/rtkit-daemon", "/usr/libexec/rtkit-daemon",
-     "/system.slice/rtkit-daemon.service", "rtkit-daemon.service", "system.slice", "", "", "", 0, 3, 1093},
+     "/user.slice/user-1000.slice/session-2.scope", "session-2.scope", kUserSlice, "", "", "", 0, 10, 0},
+    {"polkitd", Transport::journal, "polkitd", "/usr/lib/polkit-1/polkitd",
+     "/usr/lib/polkit-1/polkitd --no-debug", "/system.slice/polkit.service", "polkit.service", "system.slice",
+     "", "", "", 998, 3, 709},
+    {"rtkit-daemon", Transport::syslog, "rtkit-daemon", "/usr/libexec/rtkit-daemon",
+     "/usr/libexec/rtkit-daemon", "/system.slice/rtkit-daemon.service", "rtkit-daemon.service",
+     "system.slice", "", "", "", 0, 3, 1093},
     {"bluetoothd", Transport::syslog, "bluetoothd", "/usr/libexec/bluetooth/bluetoothd",
-     "/usr/libexec/bluetooth/bluetoothd", "/system.slice/bluetooth.service", "bluetooth.service", "system.slice",
-     "", "", "", 0, 3, 683},
+     "/usr/libexec/bluetooth/bluetoothd", "/system.slice/bluetooth.service", "bluetooth.service",
+     "system.slice", "", "", "", 0, 3, 683},
     {"PackageKit", Transport::journal, "packagekitd", "/usr/libexec/packagekitd", "/usr/libexec/packagekitd",
      "/system.slice/packagekit.service", "packagekit.service", "system.slice", "", "", "", 0, 3, 2217},
     {"gdm-password]", Transport::syslog, "gdm-session-wor", "/usr/libexec/gdm-session-worker",
-     "gdm-session-worker [pam/gdm-password]", "/user.slice/user-1000.slice/session-2.scope", "session-2.scope",
-     kUserSlice, "", "", "", 0, 10, 1451},
+     "gdm-session-worker [pam/gdm-password]", "/user.slice/user-1000.slice/session-2.scope",
+     "session-2.scope", kUserSlice, "", "", "", 0, 10, 1451},
     {"systemd", Transport::journal, "systemd", "/usr/lib/systemd/systemd", "/lib/systemd/systemd --user",
      "/user.slice/user-1000.slice/user@1000.service/init.scope", kUserManager, kUserSlice, "init.scope",
      "src/core/unit.c", "unit_log_success", 1000, 3, 1461},
     {"gnome-shell", Transport::journal, "gnome-shell", "/usr/bin/gnome-shell", "/usr/bin/gnome-shell",
-     "/user.slice/user-1000.slice/user@1000.service/session.slice/org.gnome.Shell@wayland.service", kUserManager,
-     kUserSlice, "org.gnome.Shell@wayland.service", "", "", 1000, 3, 1534},
+     "/user.slice/user-1000.slice/user@1000.service/session.slice/org.gnome.Shell@wayland.service",
+     kUserManager, kUserSlice, "org.gnome.Shell@wayland.service", "", "", 1000, 3, 1534},
     {"pipewire", Transport::journal, "pipewire", "/usr/bin/pipewire", "/usr/bin/pipewire",
      "/user.slice/user-1000.slice/user@1000.service/session.slice/pipewire.service", kUserManager, kUserSlice,
      "pipewire.service", "", "", 1000, 3, 1475},
     {"wireplumber", Transport::journal, "wireplumber", "/usr/bin/wireplumber", "/usr/bin/wireplumber",
-     "/user.slice/user-1000.slice/user@1000.service/session.slice/wireplumber.service", kUserManager, kUserSlice,
-     "wireplumber.service", "", "", 1000, 3, 1477},
+     "/user.slice/user-1000.slice/user@1000.service/session.slice/wireplumber.service", kUserManager,
+     kUserSlice, "wireplumber.service", "", "", 1000, 3, 1477},
     {"tracker-miner-fs-3", Transport::journal, "tracker-miner-f", "/usr/libexec/tracker-miner-fs-3",
-     "/usr/libexec/tracker-miner-fs-3", "/user.slice/user-1000.slice/user@1000.service/app.slice/"
-     "tracker-miner-fs-3.service", kUserManager, kUserSlice, "tracker-miner-fs-3.service", "", "", 1000, 3, 1502},
+     "/usr/libexec/tracker-miner-fs-3",
+     "/user.slice/user-1000.slice/user@1000.service/app.slice/tracker-miner-fs-3.service", kUserManager,
+     kUserSlice, "tracker-miner-fs-3.service", "", "", 1000, 3, 1502},
     {"firefox-esr", Transport::stdoutStream, "firefox-esr", "/usr/lib/firefox-esr/firefox-esr",
-     "/usr/lib/firefox-esr/firefox-esr", "/user.slice/user-1000.slice/user@1000.service/app.slice/"
-     "app-gnome-firefox\\x2desr-2311.scope", kUserManager, kUserSlice, "app-gnome-firefox\\x2desr-2311.scope",
-     "", "", 1000, 3, 2311},
+     "/usr/lib/firefox-esr/firefox-esr",
+     "/user.slice/user-1000.slice/user@1000.service/app.slice/app-gnome-firefox\\x2desr-2311.scope",
+     kUserManager, kUserSlice, "app-gnome-firefox\\x2desr-2311.scope", "", "", 1000, 3, 2311},
 }};
 
 const ServiceInfo& info(Service service) { return kServices[static_cast<std::size_t>(service)]; }
@@ -315,7 +319,8 @@ constexpr std::array<BootUnit, 30> kBootUnits{{
     {{"systemd-sysusers.service", "Create System Users"}, true},
     {{"systemd-tmpfiles-setup-dev.service", "Create Static Device Nodes in /dev"}, true},
     {{"systemd-udevd.service", "Rule-based Manager for Device Events and Files"}, false},
-    {{"systemd-fsck@dev-disk-by\\x2duuid-6A1C\\x2d2E1F.service", "File System Check on /dev/disk/by-uuid/6A1C-2E1F"},
+    {{"systemd-fsck@dev-disk-by\\x2duuid-6A1C\\x2d2E1F.service",
+      "File System Check on /dev/disk/by-uuid/6A1C-2E1F"},
      true},
     {{"systemd-journal-flush.service", "Flush Journal to Persistent Storage"}, true},
     {{"apparmor.service", "Load AppArmor profiles"}, true},
@@ -376,7 +381,8 @@ struct Activation {
     Unit unit;
 };
 constexpr std::array<Activation, 6> kActivations{{
-    {"org.freedesktop.nm_dispatcher", {"NetworkManager-dispatcher.service", "Network Manager Script Dispatcher Service"}},
+    {"org.freedesktop.nm_dispatcher",
+     {"NetworkManager-dispatcher.service", "Network Manager Script Dispatcher Service"}},
     {"org.freedesktop.hostname1", {"systemd-hostnamed.service", "Hostname Service"}},
     {"org.freedesktop.locale1", {"systemd-localed.service", "Locale Service"}},
     {"org.freedesktop.PackageKit", {"packagekit.service", "PackageKit Daemon"}},
@@ -406,7 +412,8 @@ constexpr std::array<Unit, 16> kShutdownUnits{{
 
 // The kernel's start-up lines of a Debian 12 ThinkPad, after the version line.
 constexpr std::array<std::string_view, 58> kKernelBoot{
-    "Command line: BOOT_IMAGE=/boot/vmlinuz-6.1.0-13-amd64 root=UUID=4f1c6e7d-2b1a-4c55-9a51-6f0b7b7d21c3 ro quiet splash",
+    "Command line: BOOT_IMAGE=/boot/vmlinuz-6.1.0-13-amd64 root=UUID=4f1c6e7d-2b1a-4c55-9a51-6f0b7b7d21c3 ro "
+    "quiet splash",
     "BIOS-provided physical RAM map:",
     "BIOS-e820: [mem 0x0000000000000000-0x000000000009efff] usable",
     "BIOS-e820: [mem 0x000000000009f000-0x00000000000fffff] reserved",
@@ -436,10 +443,10 @@ constexpr std::array<std::string_view, 58> kKernelBoot{
     "PM: hibernation: Registered nosave memory: [mem 0x00000000-0x00000fff]",
     "PM: hibernation: Registered nosave memory: [mem 0x0009f000-0x000fffff]",
     "smpboot: Allowing 8 CPUs, 0 hotplug CPUs",
-    "Kernel command line: BOOT_IMAGE=/boot/vmlinuz-6.1.0-13-amd64 root=UUID=4f1c6e7d-2b1a-4c55-9a51-6f0b7b7d21c3 ro "
-    "quiet splash",
-    "Memory: 15962416K/16592080K available (14342K kernel code, 2327K rwdata, 8896K rodata, 2796K init, 17476K bss, "
-    "629404K reserved, 0K cma-reserved)",
+    "Kernel command line: BOOT_IMAGE=/boot/vmlinuz-6.1.0-13-amd64 "
+    "root=UUID=4f1c6e7d-2b1a-4c55-9a51-6f0b7b7d21c3 ro quiet splash",
+    "Memory: 15962416K/16592080K available (14342K kernel code, 2327K rwdata, 8896K rodata, 2796K init, "
+    "17476K bss, 629404K reserved, 0K cma-reserved)",
     "SLUB: HWalign=64, Order=0-3, MinObjects=0, CPUs=8, Nodes=1",
     "rcu: Hierarchical RCU implementation.",
     "Console: colour dummy device 80x25",
@@ -500,7 +507,8 @@ public:
         boot(start);
         for (Micros day = localMidnight(start); m_now < m_end; day += kDay) {
             if (day > start) {
-                const Micros morning = day + m_random.between(6 * kHour + 40 * kMinute, 8 * kHour + 30 * kMinute);
+                const Micros morning =
+                    day + m_random.between(6 * kHour + 40 * kMinute, 8 * kHour + 30 * kMinute);
                 if (m_state == State::off) {
                     boot(morning);
                 } else if (m_state == State::asleep) {
@@ -595,7 +603,8 @@ private:
     void wait(Micros low = 200, Micros high = 9 * kMillisecond) { m_now += m_random.between(low, high); }
 
     // A line now from the process of this boot, unless now is after the journal's end.
-    void say(Service service, std::string message, int priority = 6, std::string_view messageId = {}, int pid = 0) {
+    void say(Service service, std::string message, int priority = 6, std::string_view messageId = {},
+             int pid = 0) {
         if (m_now <= m_end) {
             m_timeline.lines.push_back(
                 Line{m_now, m_now - m_offset, m_boot, service, priority, pid, messageId, std::move(message)});
@@ -646,28 +655,31 @@ private:
         m_now = at;
         m_lastPid = 2'600;
 
-        kernel("Linux version 6.1.0-13-amd64 (debian-kernel@lists.debian.org) (gcc-12 (Debian 12.2.0-14) 12.2.0, "
-               "GNU ld (GNU Binutils for Debian) 2.40) #1 SMP PREEMPT_DYNAMIC Debian 6.1.55-1 (2023-09-29)",
+        kernel("Linux version 6.1.0-13-amd64 (debian-kernel@lists.debian.org) (gcc-12 (Debian 12.2.0-14) "
+               "12.2.0, GNU ld (GNU Binutils for Debian) 2.40) #1 SMP PREEMPT_DYNAMIC Debian 6.1.55-1 "
+               "(2023-09-29)",
                5);
         for (const std::string_view text : kKernelBoot) {
             wait(50, 40 * kMillisecond);
             kernel(std::string{text});
         }
         wait(200 * kMillisecond, 600 * kMillisecond);
-        systemd("systemd 252.17-1~deb12u1 running in system mode (+PAM +AUDIT +SELINUX +APPARMOR +IMA +SMACK "
-                "+SECCOMP +GCRYPT -GNUTLS +OPENSSL +ACL +BLKID +CURL +ELFUTILS +FIDO2 +IDN2 -IDN +IPTC +KMOD "
-                "+LIBCRYPTSETUP +LIBFDISK +PCRE2 -PWQUALITY +P11KIT +QRENCODE +TPM2 +BZIP2 +LZ4 +XZ +ZLIB +ZSTD "
-                "-BPF_FRAMEWORK -XKBCOMMON +UTMP +SYSVINIT default-hierarchy=unified)");
+        systemd(
+            "systemd 252.17-1~deb12u1 running in system mode (+PAM +AUDIT +SELINUX +APPARMOR +IMA +SMACK "
+            "+SECCOMP +GCRYPT -GNUTLS +OPENSSL +ACL +BLKID +CURL +ELFUTILS +FIDO2 +IDN2 -IDN +IPTC +KMOD "
+            "+LIBCRYPTSETUP +LIBFDISK +PCRE2 -PWQUALITY +P11KIT +QRENCODE +TPM2 +BZIP2 +LZ4 +XZ +ZLIB +ZSTD "
+            "-BPF_FRAMEWORK -XKBCOMMON +UTMP +SYSVINIT default-hierarchy=unified)");
         systemd("Detected architecture x86-64.");
         systemd(cat("Hostname set to <", kHostname, ">."));
         say(Service::journald, "Journal started", 6, kJournalStartId);
-        say(Service::journald,
-            "Runtime Journal (/run/log/journal/5f0e2f1c8a3b4d7e9c6a1b2d3e4f5a6b) is 8.0M, max 78.3M, 70.3M free.");
+        say(Service::journald, "Runtime Journal (/run/log/journal/5f0e2f1c8a3b4d7e9c6a1b2d3e4f5a6b) is 8.0M, "
+                               "max 78.3M, 70.3M free.");
         std::size_t target = 0;
         for (const BootUnit& unit : kBootUnits) {
             systemd(cat("Starting ", unit.unit.name, " - ", unit.unit.description, "..."), kUnitStartingId);
             wait(1 * kMillisecond, 120 * kMillisecond);
-            systemd(cat(unit.oneShot ? "Finished " : "Started ", unit.unit.name, " - ", unit.unit.description, "."),
+            systemd(cat(unit.oneShot ? "Finished " : "Started ", unit.unit.name, " - ", unit.unit.description,
+                        "."),
                     kUnitStartedId);
             if (target < kBootTargets.size() && m_random.chance(45)) {
                 const Unit& reached = kBootTargets[target++];
@@ -675,8 +687,12 @@ private:
             }
         }
         for (; target < kBootTargets.size(); ++target) {
-            systemd(cat("Reached target ", kBootTargets[target].name, " - ", kBootTargets[target].description, "."));
+            systemd(cat("Reached target ", kBootTargets[target].name, " - ", kBootTargets[target].description,
+                        "."));
         }
+        say(Service::udevd, "Using default interface naming scheme 'v252'.");
+        say(Service::cron, "(CRON) INFO (pidfile fd = 3)");
+        say(Service::cron, "(CRON) INFO (Running @reboot jobs)");
         wait(10 * kMillisecond, 50 * kMillisecond);
         say(Service::logind, "New seat seat0.");
         say(Service::logind, "Watching system buttons on /dev/input/event2 (Power Button)");
@@ -685,18 +701,20 @@ private:
         say(Service::logind, "Watching system buttons on /dev/input/event3 (AT Translated Set 2 keyboard)");
         say(Service::logind, "Watching system buttons on /dev/input/event12 (ThinkPad Extra Buttons)");
         networkManager(cat("NetworkManager (version 1.42.4) is starting... (boot:", id.substr(0, 8), "-",
-                           id.substr(8, 4), "-", id.substr(12, 4), "-", id.substr(16, 4), "-", id.substr(20), ")"));
+                           id.substr(8, 4), "-", id.substr(12, 4), "-", id.substr(16, 4), "-", id.substr(20),
+                           ")"));
         networkManager("Read config: /etc/NetworkManager/NetworkManager.conf");
         networkManager("manager[0x55d1c3a0e0a0]: monitoring kernel firmware directory '/lib/firmware'.");
         say(Service::polkitd, "Loading rules from directory /etc/polkit-1/rules.d");
         say(Service::logind, "New session c1 of user Debian-gdm.", 6, kSessionStartId);
         wait(400 * kMillisecond, 900 * kMillisecond);
-        systemd("Startup finished in 6.912s (firmware) + 2.104s (loader) + 2.317s (kernel) + 5.624s (userspace) = "
-                "16.958s.",
+        systemd("Startup finished in 6.912s (firmware) + 2.104s (loader) + 2.317s (kernel) + 5.624s "
+                "(userspace) = 16.958s.",
                 kStartupFinishedId);
         // The owner logs in a little later.
         wait(6 * kSecond, 25 * kSecond);
-        say(Service::gdm, cat("pam_unix(gdm-password:session): session opened for user ", kUser, "(uid=1000) by (uid=0)"));
+        say(Service::gdm,
+            cat("pam_unix(gdm-password:session): session opened for user ", kUser, "(uid=1000) by (uid=0)"));
         say(Service::logind, cat("New session 2 of user ", kUser, "."), 6, kSessionStartId);
         say(Service::userSystemd, "Reached target default.target - Main User Target.");
         say(Service::userSystemd, "Startup finished in 211ms.");
@@ -717,7 +735,8 @@ private:
                                  "'supplicant-available', sys-iface-state: 'managed')"
                                : "device (wlp3s0): state change: unmanaged -> unavailable (reason 'managed', "
                                  "sys-iface-state: 'managed')");
-        networkManager("device (wlp3s0): Activation: starting connection 'Home' (8b4c1d2e-6a0f-4f51-b1f3-2c9d8e7a6b5c)");
+        networkManager(
+            "device (wlp3s0): Activation: starting connection 'Home' (8b4c1d2e-6a0f-4f51-b1f3-2c9d8e7a6b5c)");
         wait(20 * kMillisecond, 300 * kMillisecond);
         kernel(cat("wlp3s0: authenticate with ", kHomeAccessPoint));
         kernel(cat("wlp3s0: send auth to ", kHomeAccessPoint, " (try 1/3)"));
@@ -726,8 +745,8 @@ private:
         const auto aid = m_random.between(1, 12);
         kernel(cat("wlp3s0: RX AssocResp from ", kHomeAccessPoint, " (capab=0x1411 status=0 aid=", aid, ")"));
         kernel("wlp3s0: associated");
-        say(Service::wpaSupplicant,
-            cat("wlp3s0: CTRL-EVENT-CONNECTED - Connection to ", kHomeAccessPoint, " completed [id=0 id_str=]"));
+        say(Service::wpaSupplicant, cat("wlp3s0: CTRL-EVENT-CONNECTED - Connection to ", kHomeAccessPoint,
+                                        " completed [id=0 id_str=]"));
         kernel("IPv6: ADDRCONF(NETDEV_CHANGE): wlp3s0: link becomes ready");
         wait(100 * kMillisecond, 900 * kMillisecond);
         networkManager(cat("dhcp4 (wlp3s0): state changed new lease, address=", kAddress));
@@ -775,9 +794,11 @@ private:
             break;
         }
         networkManager("manager: sleep: sleep requested (sleeping: no  enabled: yes)");
-        networkManager("device (wlp3s0): state change: activated -> unmanaged (reason 'sleeping', sys-iface-state: "
-                       "'managed')");
-        kernel(cat("wlp3s0: deauthenticating from ", kHomeAccessPoint, " by local choice (Reason: 3=DEAUTH_LEAVING)"));
+        networkManager(
+            "device (wlp3s0): state change: activated -> unmanaged (reason 'sleeping', sys-iface-state: "
+            "'managed')");
+        kernel(cat("wlp3s0: deauthenticating from ", kHomeAccessPoint,
+                   " by local choice (Reason: 3=DEAUTH_LEAVING)"));
         wait(5 * kMillisecond, 60 * kMillisecond);
         systemd("Reached target sleep.target - Sleep.");
         systemd("Starting systemd-suspend.service - System Suspend...", kUnitStartingId);
@@ -824,7 +845,8 @@ private:
         for (int cpu = 1; cpu < kCpus; ++cpu) {
             // Four cores with two threads each: the second thread of a core has the odd APIC id.
             const int apic = cpu < kCpus / 2 ? cpu * 2 : (cpu - kCpus / 2) * 2 + 1;
-            kernel(cat("smpboot: Booting Node 0 Processor ", cpu, " APIC 0x", Hex{static_cast<std::uint64_t>(apic)}));
+            kernel(cat("smpboot: Booting Node 0 Processor ", cpu, " APIC 0x",
+                       Hex{static_cast<std::uint64_t>(apic)}));
             kernel(cat("CPU", cpu, " is up"));
         }
         kernel("ACPI: PM: Waking up from system sleep state S3");
@@ -964,32 +986,33 @@ constexpr std::array<std::string_view, 8> kShellMessages{
     "JS ERROR: TypeError: this._windowActor is null",
     "meta_window_set_stack_position_no_sync: assertion 'window->stack_position >= 0' failed",
     "Window manager warning: Overwriting existing binding of keysym 32 with keysym 32 (keycode b).",
-    "libinput error: client bug: timer event5 debounce short: scheduled expiry is in the past (-7ms), your system is "
-    "too slow",
-    "Can't update stage views actor <unnamed>[<MetaWindowActorWayland>:0x55d6f2b4c9a0] is on because it needs an "
-    "allocation.",
+    "libinput error: client bug: timer event5 debounce short: scheduled expiry is in the past (-7ms), your "
+    "system is too slow",
+    "Can't update stage views actor <unnamed>[<MetaWindowActorWayland>:0x55d6f2b4c9a0] is on because it "
+    "needs an allocation.",
     "clutter_actor_set_child_at_index: assertion 'index <= self->priv->n_children' failed",
     "Removing a network device that was not added",
     "Window manager warning: WM_TRANSIENT_FOR window 0x1c00007 for 0x1c0000a window override-redirect is an "
-    "override-redirect window and this is not correct according to the standard, so we'll fallback to the first "
-    "non-override-redirect window 0x1c00003.",
+    "override-redirect window and this is not correct according to the standard, so we'll fallback to the "
+    "first non-override-redirect window 0x1c00003.",
 };
 constexpr std::array<std::string_view, 6> kFirefoxMessages{
-    "[Parent 2311, Main Thread] WARNING: Failed to mkdir /home/alex/.cache/mozilla/firefox: 'glib warning', file "
-    "/build/firefox-esr-ZIbL1n/firefox-esr-115.4.0esr/toolkit/xre/nsSigHandlers.cpp:187",
+    "[Parent 2311, Main Thread] WARNING: Failed to mkdir /home/alex/.cache/mozilla/firefox: 'glib warning', "
+    "file /build/firefox-esr-ZIbL1n/firefox-esr-115.4.0esr/toolkit/xre/nsSigHandlers.cpp:187",
     "ATTENTION: default value of option mesa_glthread overridden by environment.",
     "[GFX1-]: RenderCompositorSWGL failed mapping default framebuffer, no dt",
     "console.error: services.settings: \"main/nimbus-desktop-experiments\" signature failed to verify.",
-    "JavaScript error: resource://gre/modules/UrlClassifierListManager.jsm, line 691: TypeError: can't access "
-    "property \"updateUrl\", tables[0] is undefined",
+    "JavaScript error: resource://gre/modules/UrlClassifierListManager.jsm, line 691: TypeError: can't "
+    "access property \"updateUrl\", tables[0] is undefined",
     "[Child 4087, MediaDecoderStateMachine #1] WARNING: Decoder=7f3a2c1b5e00 state=DECODING_METADATA Decode "
-    "metadata failed, shutting down decoder: file /build/firefox-esr/dom/media/MediaDecoderStateMachine.cpp:372",
+    "metadata failed, shutting down decoder: file "
+    "/build/firefox-esr/dom/media/MediaDecoderStateMachine.cpp:372",
 };
 constexpr std::array<std::string_view, 5> kAudioMessages{
     "spa.alsa: hw:0,0: snd_pcm_avail after recover: Broken pipe",
     "spa.alsa: front:0p: (1 suspended) hw:sofhdadsp,0: underrun",
-    "pw.node: (alsa_output.pci-0000_00_1f.3-platform-skl_hda_dsp_generic.HiFi__hw_sofhdadsp__sink-53) running -> "
-    "suspended",
+    "pw.node: (alsa_output.pci-0000_00_1f.3-platform-skl_hda_dsp_generic.HiFi__hw_sofhdadsp__sink-53) "
+    "running -> suspended",
     "spa.bluez5: BlueZ system service is not available",
     "default: Failed to get percentage from UPower: org.freedesktop.DBus.Error.NameHasNoOwner",
 };
@@ -1028,7 +1051,8 @@ public:
         }
         std::stable_sort(out.begin(), out.end(),
                          [](const Line& a, const Line& b) { return a.realtime < b.realtime; });
-        const auto late = std::find_if(out.begin(), out.end(), [to](const Line& line) { return line.realtime > to; });
+        const auto late =
+            std::find_if(out.begin(), out.end(), [to](const Line& line) { return line.realtime > to; });
         out.erase(late, out.end());
     }
 
@@ -1043,14 +1067,17 @@ private:
         }
     }
 
-    void say(Service service, std::string message, int priority = 6, int pid = 0, std::string_view messageId = {}) {
-        m_out->push_back(
-            Line{m_now, m_now - m_awake.offset, m_awake.boot, service, priority, pid, messageId, std::move(message)});
+    void say(Service service, std::string message, int priority = 6, int pid = 0,
+             std::string_view messageId = {}) {
+        m_out->push_back(Line{m_now, m_now - m_awake.offset, m_awake.boot, service, priority, pid, messageId,
+                              std::move(message)});
     }
     // The next line of a burst comes a little later.
     void later(Micros low = 100, Micros high = 30 * kMillisecond) { m_now += m_random.between(low, high); }
-    int freshPid() { return 3'000 + static_cast<int>((m_now - m_awake.offset) / (3 * kSecond)) +
-                            static_cast<int>(m_random.between(0, 2)); }
+    int freshPid() {
+        return 3'000 + static_cast<int>((m_now - m_awake.offset) / (3 * kSecond)) +
+               static_cast<int>(m_random.between(0, 2));
+    }
     std::string networkManager(std::string_view level, std::string_view text) const {
         return cat("<", level, ">  [", Stamp{m_now, 4}, "] ", text);
     }
@@ -1060,19 +1087,20 @@ private:
         switch (kind) {
         case Chatter::networkState:
             say(Service::networkManager,
-                networkManager("info", "device (wlp3s0): set-hw-addr: set MAC address to 7A:2E:11:C0:35:9D "
-                                       "(scanning)"));
+                networkManager(
+                    "info", "device (wlp3s0): set-hw-addr: set MAC address to 7A:2E:11:C0:35:9D (scanning)"));
             later();
-            say(Service::networkManager, networkManager("info", "device (wlp3s0): supplicant interface state: "
-                                                                "completed -> scanning"));
+            say(Service::networkManager,
+                networkManager("info", "device (wlp3s0): supplicant interface state: completed -> scanning"));
             later(kMillisecond, 2 * kSecond);
-            say(Service::networkManager, networkManager("info", "device (wlp3s0): supplicant interface state: "
-                                                                "scanning -> completed"));
+            say(Service::networkManager,
+                networkManager("info", "device (wlp3s0): supplicant interface state: scanning -> completed"));
             if (m_random.chance(30)) {
                 later();
                 say(Service::networkManager,
-                    networkManager("warn", "device (wlp3s0): connectivity: check for uri 'http://connectivity-check."
-                                           "debian.net' failed with 'Connection timed out'"),
+                    networkManager("warn",
+                                   "device (wlp3s0): connectivity: check for uri 'http://connectivity-check."
+                                   "debian.net' failed with 'Connection timed out'"),
                     4);
             }
             break;
@@ -1093,8 +1121,9 @@ private:
             break;
         }
         case Chatter::wpaScan:
-            say(Service::wpaSupplicant, m_random.chance(70) ? "wlp3s0: CTRL-EVENT-BEACON-LOSS"
-                                                             : "wlp3s0: CTRL-EVENT-SCAN-FAILED ret=-16 retry=1");
+            say(Service::wpaSupplicant, m_random.chance(70)
+                                            ? "wlp3s0: CTRL-EVENT-BEACON-LOSS"
+                                            : "wlp3s0: CTRL-EVENT-SCAN-FAILED ret=-16 retry=1");
             if (m_random.chance(40)) {
                 later();
                 say(Service::wpaSupplicant,
@@ -1111,12 +1140,15 @@ private:
         }
         case Chatter::sysstat:
         case Chatter::timer: {
-            const Unit& unit = kind == Chatter::sysstat ? kTimerUnits[0] : kTimerUnits[m_random.weighted(kTimerWeights)];
-            say(Service::systemd, cat("Starting ", unit.name, " - ", unit.description, "..."), 6, 0, kUnitStartingId);
+            const Unit& unit =
+                kind == Chatter::sysstat ? kTimerUnits[0] : kTimerUnits[m_random.weighted(kTimerWeights)];
+            say(Service::systemd, cat("Starting ", unit.name, " - ", unit.description, "..."), 6, 0,
+                kUnitStartingId);
             later(50 * kMillisecond, 4 * kSecond);
             say(Service::systemd, cat(unit.name, ": Deactivated successfully."), 6, 0, kUnitDeactivatedId);
             later();
-            say(Service::systemd, cat("Finished ", unit.name, " - ", unit.description, "."), 6, 0, kUnitStartedId);
+            say(Service::systemd, cat("Finished ", unit.name, " - ", unit.description, "."), 6, 0,
+                kUnitStartedId);
             if (m_random.chance(25)) {
                 later();
                 const auto cpuTime = m_random.between(1, 40) * 100;
@@ -1128,8 +1160,7 @@ private:
             const int pid = freshPid();
             const Hex scope{m_random.next(), 16};
             if (m_random.chance(60)) {
-                say(Service::userSystemd, cat("Started vte-spawn-", scope,
-                                              ".scope - VTE child process ", pid,
+                say(Service::userSystemd, cat("Started vte-spawn-", scope, ".scope - VTE child process ", pid,
                                               " launched by gnome-terminal-server process 2688."));
             } else {
                 say(Service::userSystemd, cat("Started app-gnome-org.gnome.Nautilus-", pid,
@@ -1138,15 +1169,17 @@ private:
             if (m_random.chance(50)) {
                 later(kSecond, 40 * kSecond);
                 const auto cpuTime = m_random.between(1'100, 90'999);
-                say(Service::userSystemd, cat("app-gnome-org.gnome.Nautilus-", pid, ".scope: Consumed ",
-                                              cpuTime / 1'000, ".", Padded{cpuTime % 1'000, 3}, "s CPU time."));
+                say(Service::userSystemd,
+                    cat("app-gnome-org.gnome.Nautilus-", pid, ".scope: Consumed ", cpuTime / 1'000, ".",
+                        Padded{cpuTime % 1'000, 3}, "s CPU time."));
             }
             break;
         }
         case Chatter::cronJob:
         case Chatter::cronHourly: {
             const int pid = freshPid();
-            say(Service::cronJob, "pam_unix(cron:session): session opened for user root(uid=0) by (uid=0)", 6, pid);
+            say(Service::cronJob, "pam_unix(cron:session): session opened for user root(uid=0) by (uid=0)", 6,
+                pid);
             later();
             say(Service::cronJob,
                 kind == Chatter::cronJob ? "(root) CMD (command -v debian-sa1 > /dev/null && debian-sa1 1 1)"
@@ -1161,9 +1194,11 @@ private:
             break;
         case Chatter::kernelUsb: {
             const int number = ++m_deviceNumbers[boot];
-            say(Service::kernel, cat("usb 3-2: new high-speed USB device number ", number, " using xhci_hcd"));
+            say(Service::kernel,
+                cat("usb 3-2: new high-speed USB device number ", number, " using xhci_hcd"));
             later();
-            say(Service::kernel, "usb 3-2: New USB device found, idVendor=0781, idProduct=5583, bcdDevice= 1.00");
+            say(Service::kernel,
+                "usb 3-2: New USB device found, idVendor=0781, idProduct=5583, bcdDevice= 1.00");
             later();
             say(Service::kernel, "usb 3-2: New USB device strings: Mfr=1, Product=2, SerialNumber=3");
             later();
@@ -1177,8 +1212,8 @@ private:
             break;
         }
         case Chatter::kernelRoam:
-            say(Service::kernel, cat("wlp3s0: disconnect from AP ", kHomeAccessPoint, " for new auth to ",
-                                     kRoamAccessPoint));
+            say(Service::kernel,
+                cat("wlp3s0: disconnect from AP ", kHomeAccessPoint, " for new auth to ", kRoamAccessPoint));
             later();
             say(Service::kernel, cat("wlp3s0: authenticate with ", kRoamAccessPoint));
             later();
@@ -1188,36 +1223,37 @@ private:
             later();
             say(Service::kernel, cat("wlp3s0: associate with ", kRoamAccessPoint, " (try 1/3)"));
             later();
-            say(Service::kernel, cat("wlp3s0: RX ReassocResp from ", kRoamAccessPoint, " (capab=0x1511 status=0 aid=",
-                                     m_random.between(1, 12), ")"));
+            say(Service::kernel, cat("wlp3s0: RX ReassocResp from ", kRoamAccessPoint,
+                                     " (capab=0x1511 status=0 aid=", m_random.between(1, 12), ")"));
             later();
             say(Service::kernel, "wlp3s0: associated");
             later();
-            say(Service::wpaSupplicant,
-                cat("wlp3s0: CTRL-EVENT-CONNECTED - Connection to ", kRoamAccessPoint, " completed [id=0 id_str=]"));
+            say(Service::wpaSupplicant, cat("wlp3s0: CTRL-EVENT-CONNECTED - Connection to ", kRoamAccessPoint,
+                                            " completed [id=0 id_str=]"));
             break;
         case Chatter::kernelFirewall:
             say(Service::kernel,
-                cat("[UFW BLOCK] IN=wlp3s0 OUT= MAC=01:00:5e:00:00:01:", kHomeAccessPoint, ":08:00 SRC=", kRouter,
-                    " DST=224.0.0.1 LEN=36 TOS=0x00 PREC=0xC0 TTL=1 ID=0 DF PROTO=2 "),
+                cat("[UFW BLOCK] IN=wlp3s0 OUT= MAC=01:00:5e:00:00:01:", kHomeAccessPoint, ":08:00 SRC=",
+                    kRouter, " DST=224.0.0.1 LEN=36 TOS=0x00 PREC=0xC0 TTL=1 ID=0 DF PROTO=2 "),
                 4);
             break;
         case Chatter::kernelAudit: {
             const auto serial = ++m_auditSerials[boot];
-            say(Service::kernel, cat("audit: type=1400 audit(", Stamp{m_now, 3}, ":", serial,
-                                     "): apparmor=\"DENIED\" operation=\"capable\" class=\"cap\" "
-                                     "profile=\"/usr/sbin/cups-browsed\" pid=",
-                                     freshPid(), " comm=\"cups-browsed\" capability=23  capname=\"sys_nice\""),
+            say(Service::kernel,
+                cat("audit: type=1400 audit(", Stamp{m_now, 3}, ":", serial,
+                    "): apparmor=\"DENIED\" operation=\"capable\" class=\"cap\" "
+                    "profile=\"/usr/sbin/cups-browsed\" pid=",
+                    freshPid(), " comm=\"cups-browsed\" capability=23  capname=\"sys_nice\""),
                 5);
             break;
         }
         case Chatter::kernelMisc:
-            say(Service::kernel, std::string{m_random.pick(std::array<std::string_view, 4>{
-                                     "thinkpad_acpi: unhandled HKEY event 0x60b0",
-                                     "Bluetooth: hci0: Bad flag given (0x1) vs supported (0x0)",
-                                     "mce: CPU3: Package temperature above threshold, cpu clock throttled (total "
-                                     "events = 1)",
-                                     "i915 0000:00:02.0: [drm] *ERROR* Unexpected DP dual mode adaptor ID 00"})},
+            say(Service::kernel,
+                std::string{m_random.pick(std::array<std::string_view, 4>{
+                    "thinkpad_acpi: unhandled HKEY event 0x60b0",
+                    "Bluetooth: hci0: Bad flag given (0x1) vs supported (0x0)",
+                    "mce: CPU3: Package temperature above threshold, cpu clock throttled (total events = 1)",
+                    "i915 0000:00:02.0: [drm] *ERROR* Unexpected DP dual mode adaptor ID 00"})},
                 4);
             break;
         case Chatter::firefox: {
@@ -1236,24 +1272,26 @@ private:
         case Chatter::rtkit: {
             const auto threads = m_random.between(4, 12);
             const auto processes = m_random.between(2, 6);
-            say(Service::rtkit, cat("Supervising ", threads, " threads of ", processes, " processes of 1 users."));
+            say(Service::rtkit,
+                cat("Supervising ", threads, " threads of ", processes, " processes of 1 users."));
             later();
-            say(Service::rtkit, cat("Successfully made thread ", freshPid(), " of process 1475 owned by '1000' RT at "
-                                                                             "priority 20."));
+            say(Service::rtkit, cat("Successfully made thread ", freshPid(),
+                                    " of process 1475 owned by '1000' RT at priority 20."));
             break;
         }
         case Chatter::tracker:
-            say(Service::tracker, cat("Could not process 'file:///home/alex/Downloads/scan-", m_random.between(1, 999),
-                                      ".pdf': Error when getting information for file: No such file or directory"),
+            say(Service::tracker,
+                cat("Could not process 'file:///home/alex/Downloads/scan-", m_random.between(1, 999),
+                    ".pdf': Error when getting information for file: No such file or directory"),
                 4);
             break;
         case Chatter::avahi: {
             const std::uint64_t address = m_random.next();
-            say(Service::avahi, cat("Registering new address record for fe80::", Hex{address & 0xffff, 4}, ":",
-                                    Hex{address >> 16 & 0xffff, 4}, " on wlp3s0.*."));
+            say(Service::avahi, cat("Registering new address record for fe80::", Hex{address & 0xffff, 4},
+                                    ":", Hex{address >> 16 & 0xffff, 4}, " on wlp3s0.*."));
             later();
-            say(Service::avahi, cat("Withdrawing address record for fe80::", Hex{address >> 32 & 0xffff, 4},
-                                    " on wlp3s0."));
+            say(Service::avahi,
+                cat("Withdrawing address record for fe80::", Hex{address >> 32 & 0xffff, 4}, " on wlp3s0."));
             break;
         }
         case Chatter::bluetooth:
@@ -1271,9 +1309,9 @@ private:
         case Chatter::polkit:
             say(Service::polkitd,
                 cat("Operator of unix-session:2 successfully authenticated as unix-user:", kUser,
-                    " to gain TEMPORARY authorization for action org.freedesktop.packagekit.system-sources-refresh "
-                    "for system-bus-name::1.84 [/usr/bin/gnome-software --gapplication-service] (owned by "
-                    "unix-user:alex)"),
+                    " to gain TEMPORARY authorization for action "
+                    "org.freedesktop.packagekit.system-sources-refresh for system-bus-name::1.84 "
+                    "[/usr/bin/gnome-software --gapplication-service] (owned by unix-user:alex)"),
                 5);
             break;
         case Chatter::packageKit:
@@ -1283,32 +1321,36 @@ private:
             break;
         case Chatter::journalRotation:
             say(Service::journald,
-                "Data hash table of /var/log/journal/5f0e2f1c8a3b4d7e9c6a1b2d3e4f5a6b/system.journal has a fill "
-                "level at 75.0 (174763 of 233016 items, 134217728 file size, 768 bytes per hash table item), "
-                "suggesting rotation.");
+                "Data hash table of /var/log/journal/5f0e2f1c8a3b4d7e9c6a1b2d3e4f5a6b/system.journal has a "
+                "fill level at 75.0 (174763 of 233016 items, 134217728 file size, 768 bytes per hash table "
+                "item), suggesting rotation.");
             later();
-            say(Service::journald, "/var/log/journal/5f0e2f1c8a3b4d7e9c6a1b2d3e4f5a6b/system.journal: Journal header "
-                                   "limits reached or header out-of-date, rotating.");
+            say(Service::journald,
+                "/var/log/journal/5f0e2f1c8a3b4d7e9c6a1b2d3e4f5a6b/system.journal: Journal header limits "
+                "reached or header out-of-date, rotating.");
             break;
         }
     }
 
     void activation(std::size_t which) {
         const Activation& activation = kActivations[which];
-        say(Service::dbus, cat("[system] Activating via systemd: service name='", activation.busName, "' unit='",
-                               activation.unit.name, "' requested by ':1.", m_random.between(10, 140),
-                               "' (uid=0 pid=717 comm=\"/usr/sbin/NetworkManager --no-daemon\")"),
+        say(Service::dbus,
+            cat("[system] Activating via systemd: service name='", activation.busName, "' unit='",
+                activation.unit.name, "' requested by ':1.", m_random.between(10, 140),
+                "' (uid=0 pid=717 comm=\"/usr/sbin/NetworkManager --no-daemon\")"),
             5);
         later();
-        say(Service::systemd, cat("Starting ", activation.unit.name, " - ", activation.unit.description, "..."), 6, 0,
+        say(Service::systemd,
+            cat("Starting ", activation.unit.name, " - ", activation.unit.description, "..."), 6, 0,
             kUnitStartingId);
         later(5 * kMillisecond, 300 * kMillisecond);
         say(Service::dbus, cat("[system] Successfully activated service '", activation.busName, "'"), 5);
         later();
-        say(Service::systemd, cat("Started ", activation.unit.name, " - ", activation.unit.description, "."), 6, 0,
-            kUnitStartedId);
+        say(Service::systemd, cat("Started ", activation.unit.name, " - ", activation.unit.description, "."),
+            6, 0, kUnitStartedId);
         later(10 * kSecond, 2 * kMinute);
-        say(Service::systemd, cat(activation.unit.name, ": Deactivated successfully."), 6, 0, kUnitDeactivatedId);
+        say(Service::systemd, cat(activation.unit.name, ": Deactivated successfully."), 6, 0,
+            kUnitDeactivatedId);
     }
 
     // A login over SSH or a sudo: its PAM lines, and for SSH the session logind counts.
@@ -1317,17 +1359,21 @@ private:
         const int pid = freshPid();
         const bool ssh = service == Service::sshd;
         if (ssh) {
-            say(service, cat("Accepted publickey for ", kUser, " from 192.168.178.20 port ", m_random.between(40000, 60999),
-                             " ssh2: ED25519 SHA256:+Pq3kLm9Y0aVt2rXcN8dQe1fWb7sH4uJ6iGo5zTlRkA"),
+            say(service,
+                cat("Accepted publickey for ", kUser, " from 192.168.178.20 port ",
+                    m_random.between(40000, 60999),
+                    " ssh2: ED25519 SHA256:+Pq3kLm9Y0aVt2rXcN8dQe1fWb7sH4uJ6iGo5zTlRkA"),
                 6, pid);
             later();
-            say(service, cat("pam_unix(sshd:session): session opened for user ", kUser, "(uid=1000) by (uid=0)"), 6,
+            say(service,
+                cat("pam_unix(sshd:session): session opened for user ", kUser, "(uid=1000) by (uid=0)"), 6,
                 pid);
             later();
             const int number = ++m_sessions[boot];
             say(Service::logind, cat("New session ", number, " of user ", kUser, "."), 6, 0, kSessionStartId);
             later(10 * kSecond, 20 * kMinute);
-            say(service, "Received disconnect from 192.168.178.20 port 52814:11: disconnected by user", 6, pid);
+            say(service, "Received disconnect from 192.168.178.20 port 52814:11: disconnected by user", 6,
+                pid);
             later();
             say(service, cat("pam_unix(sshd:session): session closed for user ", kUser), 6, pid);
             later();
@@ -1336,11 +1382,14 @@ private:
             say(Service::logind, cat("Removed session ", number, "."), 6, 0, kSessionStopId);
             return;
         }
-        say(service, cat("    ", kUser, " : TTY=pts/1 ; PWD=/home/", kUser, " ; USER=root ; COMMAND=/usr/bin/apt update"),
+        say(service,
+            cat("    ", kUser, " : TTY=pts/1 ; PWD=/home/", kUser,
+                " ; USER=root ; COMMAND=/usr/bin/apt update"),
             5, pid);
         later();
-        say(service, cat("pam_unix(", pam, ":session): session opened for user root(uid=0) by ", kUser, "(uid=1000)"), 6,
-            pid);
+        say(service,
+            cat("pam_unix(", pam, ":session): session opened for user root(uid=0) by ", kUser, "(uid=1000)"),
+            6, pid);
         later(kSecond, 90 * kSecond);
         say(service, cat("pam_unix(", pam, ":session): session closed for user root"), 6, pid);
     }
@@ -1380,13 +1429,16 @@ public:
             add("_HOSTNAME", kHostname);
             return entry(line);
         }
-        const int pid = line.pid != 0 ? line.pid : m_timeline.servicePids[boot][static_cast<std::size_t>(line.service)];
+        const int pid =
+            line.pid != 0 ? line.pid : m_timeline.servicePids[boot][static_cast<std::size_t>(line.service)];
         m_pid = cat(static_cast<std::int64_t>(pid));
         m_uid = cat(static_cast<std::int64_t>(service.uid));
         m_facility = cat(static_cast<std::int64_t>(service.facility));
-        m_invocation = id128(mix(m_seed ^ static_cast<std::uint64_t>(line.service), boot, static_cast<std::uint64_t>(pid)),
-                             mix(m_seed, static_cast<std::uint64_t>(line.service), boot));
-        m_sourceRealtime = cat(line.realtime - static_cast<Micros>(static_cast<std::uint64_t>(line.realtime) % 97));
+        m_invocation = id128(
+            mix(m_seed ^ static_cast<std::uint64_t>(line.service), boot, static_cast<std::uint64_t>(pid)),
+            mix(m_seed, static_cast<std::uint64_t>(line.service), boot));
+        m_sourceRealtime =
+            cat(line.realtime - static_cast<Micros>(static_cast<std::uint64_t>(line.realtime) % 97));
 
         add("PRIORITY", m_priority);
         add("SYSLOG_FACILITY", m_facility);
@@ -1433,7 +1485,9 @@ public:
     }
 
 private:
-    void add(std::string_view name, std::string_view value) { m_fields[m_count++] = JournalField{name, value}; }
+    void add(std::string_view name, std::string_view value) {
+        m_fields[m_count++] = JournalField{name, value};
+    }
 
     JournalEntry entry(const Line& line) const {
         return JournalEntry{line.realtime,
@@ -1441,7 +1495,9 @@ private:
                             m_timeline.boots[static_cast<std::size_t>(line.boot)],
                             info(line.service).identifier,
                             line.message,
-                            std::span<const JournalField>{m_fields.data(), m_count}};
+                            kTransportNames[static_cast<std::size_t>(info(line.service).transport)],
+                            std::span<const JournalField>{m_fields.data(), m_count},
+                            info(line.service).uid >= 1000};
     }
 
     std::uint64_t m_seed;
@@ -1498,7 +1554,8 @@ JournalSummary generate(const JournalShape& shape, const std::function<void(cons
 
     // The chatter fills the awake time evenly, up to the lines a day is meant to hold on average.
     const std::int64_t wanted = static_cast<std::int64_t>(std::max(shape.days, 1)) * shape.entriesPerDay;
-    const std::int64_t chatterLines = std::max<std::int64_t>(0, wanted - static_cast<std::int64_t>(timeline.lines.size()));
+    const std::int64_t chatterLines =
+        std::max<std::int64_t>(0, wanted - static_cast<std::int64_t>(timeline.lines.size()));
     // Whole seconds keep lines × time far below 2^63 for any journal a disk holds.
     std::int64_t awakeSeconds = 0;
     for (const Awake& awake : timeline.awake) {
@@ -1557,37 +1614,72 @@ void appendExport(std::string& out, const JournalEntry& entry) {
 }
 
 void appendJson(std::string& out, const JournalEntry& entry, std::uint64_t sequence) {
-    // journalctl prints the fields of a hash table, so their order is fixed for a run but not sorted.
-    out += "{\"__MONOTONIC_TIMESTAMP\":\"";
-    append(out, entry.monotonic);
-    out += "\",\"SYSLOG_IDENTIFIER\":";
-    appendJsonString(out, entry.identifier);
-    out += ",\"MESSAGE\":";
-    appendJsonString(out, entry.message);
-    out += ",\"__CURSOR\":\"s=49680c841625445091701cbe9569b417;i=";
-    append(out, Hex{sequence, 0});
-    out += ";b=";
-    out += entry.boot;
-    out += ";m=";
-    append(out, Hex{static_cast<std::uint64_t>(entry.monotonic), 0});
-    out += ";t=";
-    append(out, Hex{static_cast<std::uint64_t>(entry.realtime), 0});
-    out += ";x=";
-    append(out, Hex{mix(sequence, static_cast<std::uint64_t>(entry.realtime)), 16});
-    out += "\",\"__REALTIME_TIMESTAMP\":\"";
-    append(out, entry.realtime);
-    out += "\",\"_BOOT_ID\":\"";
-    out += entry.boot;
-    out += "\"}\n";
+    constexpr std::size_t kFields = 7;
+    const auto field = [&](std::size_t which) {
+        switch (which) {
+        case 0:
+            out += "\"__CURSOR\":\"s=49680c841625445091701cbe9569b417;i=";
+            append(out, Hex{sequence, 0});
+            out += ";b=";
+            out += entry.boot;
+            out += ";m=";
+            append(out, Hex{static_cast<std::uint64_t>(entry.monotonic), 0});
+            out += ";t=";
+            append(out, Hex{static_cast<std::uint64_t>(entry.realtime), 0});
+            out += ";x=";
+            append(out, Hex{mix(sequence, static_cast<std::uint64_t>(entry.realtime)), 16});
+            out += '"';
+            break;
+        case 1:
+            out += "\"__REALTIME_TIMESTAMP\":\"";
+            append(out, entry.realtime);
+            out += '"';
+            break;
+        case 2:
+            out += "\"__MONOTONIC_TIMESTAMP\":\"";
+            append(out, entry.monotonic);
+            out += '"';
+            break;
+        case 3:
+            out += "\"_BOOT_ID\":\"";
+            out += entry.boot;
+            out += '"';
+            break;
+        case 4:
+            out += "\"SYSLOG_IDENTIFIER\":";
+            appendJsonString(out, entry.identifier);
+            break;
+        case 5:
+            out += "\"_TRANSPORT\":";
+            appendJsonString(out, entry.transport);
+            break;
+        default:
+            out += "\"MESSAGE\":";
+            appendJsonString(out, entry.message);
+        }
+    };
+    // A rotation, forwards or backwards, of the seven fields.
+    const std::uint64_t order = mix(sequence, 0x0dde);
+    const std::size_t first = order % kFields;
+    const bool backwards = (order >> 8 & 1) != 0;
+    out += '{';
+    for (std::size_t i = 0; i < kFields; ++i) {
+        if (i > 0) {
+            out += ',';
+        }
+        field(backwards ? (first + kFields - i) % kFields : (first + i) % kFields);
+    }
+    out += "}\n";
 }
 
-bool writeExport(const JournalShape& shape, const std::function<bool(std::string_view)>& write,
-                 JournalSummary* summary) {
+bool writeExport(const JournalShape& shape, JournalPart part,
+                 const std::function<bool(std::string_view)>& write, JournalSummary* summary) {
     std::string chunk;
     chunk.reserve(kChunkBytes + 64 * 1024);
     bool ok = true;
     const JournalSummary made = generate(shape, [&](const JournalEntry& entry) {
-        if (!ok) {
+        if (!ok || (part == JournalPart::system && entry.user) ||
+            (part == JournalPart::user && !entry.user)) {
             return;
         }
         appendExport(chunk, entry);

@@ -12,10 +12,11 @@ namespace vitrek {
 // The machine a generated journal describes and how much it says. The defaults are a laptop whose
 // journal holds two months, about as busy as a desktop session with Wi-Fi, a browser and timers.
 struct JournalShape {
-    std::int64_t endMicros = 1'732'186'800'000'000; // the last instant, µs since 1970 UTC (2024-11-21 12:00 +0100)
-    int days = 60;                                  // the journal starts this many days before the end
-    int entriesPerDay = 40'000;                     // on average, every source together
-    int utcOffsetMinutes = 60;                      // the owner's wall clock, which sets the day's rhythm
+    std::int64_t endMicros =
+        1'732'186'800'000'000;  // the last instant, µs since 1970 UTC (2024-11-21 12:00 +0100)
+    int days = 60;              // the journal starts this many days before the end
+    int entriesPerDay = 40'000; // on average, every source together
+    int utcOffsetMinutes = 60;  // the owner's wall clock, which sets the day's rhythm
     std::uint64_t seed = 1;
     bool operator==(const JournalShape&) const = default;
 };
@@ -28,13 +29,18 @@ struct JournalField {
 
 // One generated entry. The views stay valid only during the call that receives the entry.
 struct JournalEntry {
-    std::int64_t realtime = 0;  // µs since 1970 UTC
-    std::int64_t monotonic = 0; // µs since its boot, time asleep not counted
-    std::string_view boot;      // 32 lower-case hex digits
-    std::string_view identifier; // SYSLOG_IDENTIFIER, repeated from `fields`
-    std::string_view message;    // MESSAGE, repeated from `fields`
+    std::int64_t realtime = 0;            // µs since 1970 UTC
+    std::int64_t monotonic = 0;           // µs since its boot, time asleep not counted
+    std::string_view boot;                // 32 lower-case hex digits
+    std::string_view identifier;          // SYSLOG_IDENTIFIER, repeated from `fields`
+    std::string_view message;             // MESSAGE, repeated from `fields`
+    std::string_view transport;           // _TRANSPORT, repeated from `fields`
     std::span<const JournalField> fields; // the trusted and user fields, in the order they are written
+    bool user = false; // from the owner's session, which journald keeps in user-1000.journal
 };
+
+// Which entries an export stream holds: journald writes the owner's session to a file of its own.
+enum class JournalPart { whole, system, user };
 
 // What a generated journal holds.
 struct JournalSummary {
@@ -55,8 +61,8 @@ struct JournalSummary {
 namespace JournalGenerator {
 
 // The identifiers of the entries the power log is built from.
-inline constexpr std::array<std::string_view, 4> kPowerIdentifiers{"kernel", "systemd-logind", "systemd-sleep",
-                                                                   "upowerd"};
+inline constexpr std::array<std::string_view, 4> kPowerIdentifiers{"kernel", "systemd-logind",
+                                                                   "systemd-sleep", "upowerd"};
 
 // Hands every entry to `visit`, in the order of their realtime stamps.
 JournalSummary generate(const JournalShape& shape, const std::function<void(const JournalEntry&)>& visit);
@@ -64,15 +70,16 @@ JournalSummary generate(const JournalShape& shape, const std::function<void(cons
 // Appends the entry in journal export format (text fields only), followed by the blank line that ends it.
 void appendExport(std::string& out, const JournalEntry& entry);
 
-// Appends the entry as `journalctl -o json` prints it with only SYSLOG_IDENTIFIER and MESSAGE asked for
-// (journalctl adds the cursor, both timestamps and the boot), and a newline. `sequence` numbers the
+// Appends the entry as `journalctl -o json` prints it when asked for SYSLOG_IDENTIFIER, MESSAGE and
+// _TRANSPORT (it adds the cursor, both timestamps and the boot), and a newline. Like journalctl, which
+// prints from a hash table, the order of the fields changes from entry to entry. `sequence` numbers the
 // fake cursor.
 void appendJson(std::string& out, const JournalEntry& entry, std::uint64_t sequence);
 
-// The export stream of the whole journal, handed to `write` in chunks of about a megabyte; stops early
-// and returns false when `write` does.
-bool writeExport(const JournalShape& shape, const std::function<bool(std::string_view)>& write,
-                 JournalSummary* summary = nullptr);
+// The export stream of the journal or of one part, handed to `write` in chunks of about a megabyte; stops
+// early and returns false when `write` does. The summary counts every entry of the journal.
+bool writeExport(const JournalShape& shape, JournalPart part,
+                 const std::function<bool(std::string_view)>& write, JournalSummary* summary = nullptr);
 
 // The JSON lines of the entries from `sinceMicros` on whose identifier is one of `identifiers` (every
 // entry when it is empty), as journalctl prints them for such a query. The summary counts every entry.
