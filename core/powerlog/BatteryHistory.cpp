@@ -2,6 +2,7 @@
 
 #include "scores/Rounding.h"
 #include "text/Ascii.h"
+#include "text/Decimal.h"
 
 #include <algorithm>
 #include <charconv>
@@ -28,22 +29,6 @@ std::optional<std::int64_t> unixTime(std::string_view text) {
     return value;
 }
 
-// Digits with an optional minus and fraction ("85.000", "-0.5"); no exponent, inf or nan.
-std::optional<double> decimalNumber(std::string_view text) {
-    const auto unsignedPart = text.starts_with('-') ? text.substr(1) : text;
-    const auto digitOrPoint = [](char c) { return isDigit(c) || c == '.'; };
-    if (std::ranges::count(unsignedPart, '.') > 1 || std::ranges::none_of(unsignedPart, isDigit) ||
-        !std::ranges::all_of(unsignedPart, digitOrPoint)) {
-        return std::nullopt;
-    }
-    double value = 0;
-    const auto [end, error] =
-        std::from_chars(text.data(), text.data() + text.size(), value, std::chars_format::fixed);
-    if (error != std::errc{} || end != text.data() + text.size() || !std::isfinite(value)) {
-        return std::nullopt;
-    }
-    return value;
-}
 
 // Whether the battery was powering the machine in this state; absent when the word does not say.
 std::optional<bool> onBatteryFromState(std::string_view state) {
@@ -71,7 +56,7 @@ std::optional<BatteryHistoryEntry> parseLine(std::string_view line) {
         return std::nullopt;
     }
     const auto seconds = unixTime(line.substr(0, firstTab));
-    const auto value = decimalNumber(line.substr(firstTab + 1, secondTab - firstTab - 1));
+    const auto value = Decimal::parse(line.substr(firstTab + 1, secondTab - firstTab - 1));
     if (!seconds || !value) {
         return std::nullopt;
     }

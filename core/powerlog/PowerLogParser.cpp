@@ -1,6 +1,7 @@
 #include "powerlog/PowerLogParser.h"
 
 #include "text/Ascii.h"
+#include "text/Decimal.h"
 #include "text/Utf8.h"
 #include "time/Calendar.h"
 
@@ -97,23 +98,8 @@ template <typename T> std::optional<T> decimalInteger(std::string_view text) {
     return value;
 }
 
-// Digits with an optional sign and fraction ("12", "-0.5", "3."); no exponent, hexadecimal, inf or nan.
-std::optional<double> decimalNumber(std::string_view text) {
-    text = withoutPlus(text);
-    const auto unsignedPart = text.starts_with('-') ? text.substr(1) : text;
-    const auto digitOrPoint = [](char c) { return isDigit(c) || c == '.'; };
-    if (std::ranges::count(unsignedPart, '.') > 1 || std::ranges::none_of(unsignedPart, isDigit) ||
-        !std::ranges::all_of(unsignedPart, digitOrPoint)) {
-        return std::nullopt;
-    }
-    double value = 0;
-    const auto [end, error] =
-        std::from_chars(text.data(), text.data() + text.size(), value, std::chars_format::fixed);
-    if (error != std::errc{} || end != text.data() + text.size()) {
-        return std::nullopt;
-    }
-    return value;
-}
+// Digits with an optional sign and fraction ("12", "-0.5", "+3."); no exponent, hexadecimal, inf or nan.
+std::optional<double> decimalNumber(std::string_view text) { return Decimal::parse(withoutPlus(text)); }
 
 // `count` ASCII digits as a number; -1 when any byte is not a digit.
 int digits(const char* bytes, int count) {
