@@ -497,8 +497,9 @@ private:
             }
             return true;
         }
-        if (isUserCause(m_pending->cause)) {
-            return false; // already awake for a person
+        // A power key pressed while up asks for sleep; only an opened lid shows a person arriving.
+        if (isUserCause(m_pending->cause) || cause != "Lid Open") {
+            return false;
         }
         emit(PowerEventKind::darkWake, false);
         m_log.events.push_back(
