@@ -1,0 +1,32 @@
+#pragma once
+
+#include <filesystem>
+#include <optional>
+#include <string>
+
+namespace brivel {
+
+// An installed program folder (`bin/<program>`, its libraries and resources, and `Info.json` at its
+// root) with the keys of its information file. Every key is absent when the file or the key is missing
+// or not a string.
+struct Bundle {
+    std::filesystem::path path;
+    std::optional<std::string> identifier;      // "CFBundleIdentifier"
+    std::optional<std::string> name;            // "CFBundleName"
+    std::optional<std::string> shortVersion;    // "CFBundleShortVersionString"
+    std::optional<std::string> feedURL;         // "BrivelUpdateFeedURL"
+    std::optional<std::string> publicKey;       // "BrivelUpdatePublicKey"
+
+    bool operator==(const Bundle&) const = default;
+
+    static constexpr const char* kInfoFile = "Info.json";
+
+    // The folder at `path` with whatever its Info.json says (nothing when it has none).
+    static Bundle at(const std::filesystem::path& path);
+    // Like `at`, but absent when the folder has no Info.json that parses as a JSON object.
+    static std::optional<Bundle> open(const std::filesystem::path& path);
+    // The running program's folder: the one above the directory of /proc/self/exe.
+    static Bundle main();
+};
+
+} // namespace brivel

@@ -1,0 +1,21 @@
+#pragma once
+
+#include <iosfwd>
+#include <string>
+#include <vector>
+
+namespace brivel::PackTool {
+
+// `brivel-pack` with its arguments (without the program name):
+//   keygen SECRET_FILE
+//       makes an Ed25519 key pair, writes the 64-byte secret key in base64 to SECRET_FILE (mode 0600;
+//       never over an existing file) and prints the public key (base64 of 32 bytes) for
+//       "BrivelUpdatePublicKey".
+//   pack FOLDER VERSION --key SECRET_FILE --out ZIP --url URL --page PAGE_URL [--notes TEXT] [--min VERSION]
+//       checks that FOLDER/Info.json says VERSION, writes FOLDER/MANIFEST, zips FOLDER to ZIP, signs the
+//       archive and prints the feed JSON.
+// Errors are one line "brivel-pack: …" on `err`; returns 0, or 2 for bad usage or input, 1 for a failure
+// writing.
+int run(const std::vector<std::string>& arguments, std::ostream& out, std::ostream& err);
+
+} // namespace brivel::PackTool

@@ -1,0 +1,214 @@
+#include "Updater/Archive.h"
+
+#include "support/KitFixtures.h"
+#include "support/ScratchDirectory.h"
+
+#include <archive.h>
+#include <archive_entry.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <filesystem>
+#include <set>
+#include <string>
+#include <vector>
+
+namespace brivel::test {
+namespace {
+
+namespace fs = std::filesystem;
+using vitrek::test::ScratchDirectory;
+
+const std::string kRefusal = "The update couldn’t be downloaded. The archive entry “";
+
+// One entry of a hand-made archive: `mode` carries the type (0100644, 0120777, 040755) and `data` is the
+// file's content or the link's target.
+struct Entry {
+    std::string path;
+    unsigned mode = 0100644;
+    std::string data;
+};
+
+// A zip written entry by entry, the way a hostile packer could write one: nothing is cleaned up.
+std::string zipOf(const std::vector<Entry>& entries) {
+    std::string bytes;
+    archive* writer = archive_write_new();
+    archive_write_set_format_zip(writer);
+    archive_write_set_bytes_in_last_block(writer, 1);
+    const auto append = [](archive*, void* sink, const void* data, std::size_t size) -> la_ssize_t {
+        static_cast<std::string*>(sink)->append(static_cast<const char*>(data), size);
+        return static_cast<la_ssize_t>(size);
+    };
+    archive_write_open(writer, &bytes, nullptr, append, nullptr);
+    for (const Entry& item : entries) {
+        archive_entry* entry = archive_entry_new();
+        archive_entry_set_pathname(entry, item.path.c_str());
+        archive_entry_set_mode(entry, item.mode);
+        if (S_ISLNK(item.mode)) {
+            archive_entry_set_symlink(entry, item.data.c_str());
+        } else {
+            archive_entry_set_size(entry, static_cast<la_int64_t>(item.data.size()));
+        }
+        EXPECT_EQ(archive_write_header(writer, entry), ARCHIVE_OK) << item.path;
+        if (S_ISREG(item.mode)) {
+            archive_write_data(writer, item.data.data(), item.data.size());
+        }
+        archive_entry_free(entry);
+    }
+    archive_write_close(writer);
+    archive_write_free(writer);
+    return bytes;
+}
+
+// The zip writer only stores files, folders and links, so a device or socket entry is made by rewriting the
+// type in the central directory, which is where the reader takes it from. (The reader itself turns a FIFO
+// into a plain file.)
+std::string retyped(std::string zip, const std::string& path, unsigned mode) {
+    for (std::size_t at = zip.find("PK\x01\x02"); at != std::string::npos;
+         at = zip.find("PK\x01\x02", at + 4)) {
+        const auto byte = [&](std::size_t offset) { return static_cast<unsigned char>(zip[at + offset]); };
+        const std::size_t nameLength = byte(28) | byte(29) << 8;
+        if (zip.compare(at + 46, nameLength, path) == 0) {
+            zip[at + 40] = static_cast<char>(mode & 0xff);
+            zip[at + 41] = static_cast<char>(mode >> 8 & 0xff);
+        }
+    }
+    return zip;
+}
+
+// Everything below `root` except what lies inside `inside`.
+std::set<std::string> pathsOutside(const fs::path& root, const fs::path& inside) {
+    std::set<std::string> paths;
+    for (auto iterator = fs::recursive_directory_iterator(root);
+         iterator != fs::recursive_directory_iterator(); ++iterator) {
+        if (iterator->path() == inside) {
+            iterator.disable_recursion_pending();
+        }
+        paths.insert(iterator->path().string());
+    }
+    return paths;
+}
+
+std::vector<std::string> entryNames(const std::string& zip) {
+    std::vector<std::string> names;
+    archive* reader = archive_read_new();
+    archive_read_support_format_zip(reader);
+    archive_read_open_memory(reader, zip.data(), zip.size());
+    archive_entry* entry = nullptr;
+    while (archive_read_next_header(reader, &entry) == ARCHIVE_OK) {
+        names.emplace_back(archive_entry_pathname(entry));
+    }
+    archive_read_free(reader);
+    return names;
+}
+
+unsigned permissionsOf(const fs::path& path) {
+    struct stat status {};
+    ::lstat(path.c_str(), &status);
+    return status.st_mode & 07777;
+}
+
+TEST(ArchiveTest, ARoundTripGivesBackTheTreeWithModesAndLinks) {
+    const ScratchDirectory scratch("brivel-archive");
+    const fs::path program = scratch.path() / "source/Vitrek";
+    writeProgram(program, "app.brivel.test", "1.0");
+    fs::permissions(program / "share/notes.txt", fs::perms(0640), fs::perm_options::replace);
+    fs::create_symlink("libdemo.so", program / "lib/libdemo.so.1");
+    fs::create_symlink("../share", program / "bin/share");
+    fs::create_symlink(".", program / "self");
+
+    const std::string zip = packProgram(program, scratch.path() / "one.zip");
+    ASSERT_FALSE(zip.empty());
+    EXPECT_EQ(packProgram(program, scratch.path() / "two.zip"), zip) << "the same tree gives the same bytes";
+    const auto names = entryNames(zip);
+    ASSERT_FALSE(names.empty());
+    EXPECT_EQ(names.front(), "Vitrek/");
+    EXPECT_TRUE(std::is_sorted(names.begin(), names.end()));
+    EXPECT_TRUE(std::all_of(names.begin(), names.end(),
+                            [](const auto& name) { return name.rfind("Vitrek/", 0) == 0; }));
+
+    const fs::path destination = scratch.path() / "staged";
+    fs::create_directory(destination);
+    const auto extracted = Archive::extract(zip, destination);
+    ASSERT_TRUE(extracted) << extracted.error().message;
+    const fs::path copy = destination / "Vitrek";
+    EXPECT_EQ(treeOf(copy), treeOf(program));
+    EXPECT_EQ(permissionsOf(copy / "bin/vitrek"), 0755u);
+    EXPECT_EQ(permissionsOf(copy / "share/notes.txt"), 0640u);
+    EXPECT_TRUE(fs::is_symlink(copy / "lib/libdemo.so.1"));
+    EXPECT_EQ(readFile(copy / "bin/share/notes.txt"), readFile(program / "share/notes.txt"));
+}
+
+TEST(ArchiveTest, EntriesThatCouldLandOutsideFailTheWholeUnpackingAndWriteNothingThere) {
+    const ScratchDirectory scratch("brivel-archive");
+    const fs::path destination = scratch.path() / "cache/BrivelUpdate/1.1";
+    fs::create_directories(destination);
+    const std::string absolute = (scratch.path() / "cache/abs-file").string();
+
+    struct Case {
+        std::string zip;
+        std::string refused; // the entry the message names
+    };
+    const std::vector<Case> cases{
+        {zipOf({{"Vitrek/ok.txt", 0100644, "fine"}, {"../escape", 0100644, "out"}}), "../escape"},
+        {zipOf({{"Vitrek/../../escape", 0100644, "out"}}), "Vitrek/../../escape"},
+        {zipOf({{absolute, 0100644, "out"}}), absolute},
+        {zipOf({{"link", 0120777, "/etc"}, {"link/escape", 0100644, "out"}}), "link"},
+        {zipOf({{"Vitrek/up", 0120777, "../.."}, {"Vitrek/up/escape", 0100644, "out"}}), "Vitrek/up"},
+        // "here" leads back to the destination, so "here/.." is its parent although it reads as inside.
+        {zipOf({{"here", 0120777, "."}, {"up", 0120777, "here/.."}, {"up/escape", 0100644, "out"}}), "up"},
+        {zipOf({{"Vitrek/share", 040755, ""},
+                {"Vitrek/lib", 0120777, "share"},
+                {"Vitrek/lib/x", 0100644, "x"}}),
+         "Vitrek/lib/x"},
+        {retyped(zipOf({{"Vitrek/socket", 0100604, ""}}), "Vitrek/socket", S_IFSOCK | 0604), "Vitrek/socket"},
+        {retyped(zipOf({{"Vitrek/tty", 0100604, ""}}), "Vitrek/tty", S_IFCHR | 0604), "Vitrek/tty"},
+    };
+    for (const Case& item : cases) {
+        const auto before = pathsOutside(scratch.path(), destination);
+        const auto extracted = Archive::extract(item.zip, destination);
+        ASSERT_FALSE(extracted) << item.refused;
+        EXPECT_EQ(extracted.error().message.rfind(kRefusal + item.refused + "”", 0), 0u)
+            << extracted.error().message;
+        EXPECT_EQ(pathsOutside(scratch.path(), destination), before) << item.refused;
+        fs::remove_all(destination);
+        fs::create_directories(destination);
+    }
+}
+
+// Bytes that don't compress, so most of an archive holding them is compressed data.
+std::string noise(std::size_t size) {
+    std::string bytes(size, '\0');
+    std::uint32_t state = 12345;
+    for (char& byte : bytes) {
+        state = state * 1664525u + 1013904223u;
+        byte = static_cast<char>(state >> 24);
+    }
+    return bytes;
+}
+
+TEST(ArchiveTest, BytesThatAreNoSoundZipFail) {
+    const ScratchDirectory scratch("brivel-archive");
+    writeProgram(scratch.path() / "Vitrek", "app.brivel.test", "1.0", std::nullopt, std::nullopt,
+                 {{"share/big.bin", noise(200'000)}});
+    const std::string zip = packProgram(scratch.path() / "Vitrek", scratch.path() / "good.zip");
+    const std::string garbage = noise(4096);
+    std::string damaged = zip;
+    damaged[zip.size() / 2] = static_cast<char>(damaged[zip.size() / 2] ^ 0x55);
+
+    const std::vector<std::string> inputs{"", "PK not really a zip", garbage, zip.substr(0, zip.size() / 2),
+                                          damaged};
+    for (const std::string& input : inputs) {
+        const fs::path destination = scratch.path() / "staged";
+        fs::create_directory(destination);
+        const auto extracted = Archive::extract(input, destination);
+        ASSERT_FALSE(extracted) << input.size();
+        EXPECT_EQ(extracted.error().message.rfind("The update couldn’t be downloaded. ", 0), 0u);
+        fs::remove_all(destination);
+    }
+}
+
+} // namespace
+} // namespace brivel::test

@@ -1,0 +1,95 @@
+#include "Updater/Bundle.h"
+#include "Updater/Platform.h"
+
+#include "support/KitFixtures.h"
+#include "support/LoopbackServer.h"
+#include "support/ScratchDirectory.h"
+
+#include <gtest/gtest.h>
+
+#include <QProcess>
+#include <QProcessEnvironment>
+
+#include <chrono>
+#include <filesystem>
+#include <thread>
+
+namespace brivel::test {
+namespace {
+
+namespace fs = std::filesystem;
+
+// Replaces the program's bin/vitrek with the stub program, which runs the real updater.
+void installStub(const fs::path& program) {
+    fs::copy_file(BRIVEL_STUB_APP, program / "bin/vitrek", fs::copy_options::overwrite_existing);
+    fs::permissions(program / "bin/vitrek", fs::perms(0755));
+}
+
+QString runPack(const QStringList& arguments) {
+    QProcess pack;
+    pack.start(BRIVEL_PACK, arguments);
+    EXPECT_TRUE(pack.waitForFinished(60'000));
+    EXPECT_EQ(pack.exitCode(), 0) << pack.readAllStandardError().toStdString();
+    return QString::fromUtf8(pack.readAllStandardOutput());
+}
+
+bool eventually(const std::function<bool()>& condition, std::chrono::seconds limit) {
+    const auto deadline = std::chrono::steady_clock::now() + limit;
+    while (!condition()) {
+        if (std::chrono::steady_clock::now() > deadline) {
+            return false;
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    }
+    return true;
+}
+
+// The whole path a user's copy takes: version 1.0 is installed, 1.1 is packed and signed by the maker's
+// tool and published; the running 1.0 finds it, downloads, verifies and stages it, quits, is replaced
+// by the install script and relaunched, and the relaunched program is 1.1.
+TEST(EndToEndTest, InstalledProgramReplacesItselfWithTheSignedNewVersion) {
+    const vitrek::test::ScratchDirectory scratch("brivel-e2e");
+    LoopbackServer server;
+    const std::string identifier = "app.brivel.e2e";
+
+    const fs::path secretKey = scratch.path() / "secret.key";
+    const std::string publicKey = runPack({"keygen", QString::fromStdString(secretKey)}).trimmed().toStdString();
+    ASSERT_FALSE(publicKey.empty());
+
+    const fs::path installed = scratch.path() / "opt/Vitrek";
+    writeProgram(installed, identifier, "1.0", server.url("/feed.json"), publicKey);
+    installStub(installed);
+
+    const fs::path release = scratch.path() / "release/Vitrek";
+    writeProgram(release, identifier, "1.1", server.url("/feed.json"), publicKey);
+    installStub(release);
+    const fs::path archive = scratch.path() / "Vitrek-1.1.zip";
+    const QString feed = runPack({"pack", QString::fromStdString(release), "1.1", "--key",
+                                  QString::fromStdString(secretKey), "--out", QString::fromStdString(archive),
+                                  "--url", QString::fromStdString(server.url("/Vitrek-1.1.zip")), "--page",
+                                  "https://example.org/vitrek", "--notes", "Nights, faster."});
+    server.serve("/feed.json", LoopbackServer::ok(feed.toStdString()));
+    server.serve("/Vitrek-1.1.zip", LoopbackServer::ok(readFile(archive)));
+    const auto packedTree = treeOf(release);
+
+    const fs::path marker = scratch.path() / "marker.txt";
+    QProcess program;
+    auto environment = QProcessEnvironment::systemEnvironment();
+    environment.insert("BRIVEL_STUB_MARKER", QString::fromStdString(marker));
+    program.setProcessEnvironment(environment);
+    program.start(QString::fromStdString(installed / "bin/vitrek"), {});
+    ASSERT_TRUE(program.waitForFinished(60'000));
+    EXPECT_EQ(program.exitCode(), 0);
+
+    ASSERT_TRUE(eventually([&] { return readFile(marker).find("1.1 upToDate") != std::string::npos; },
+                           std::chrono::seconds(60)))
+        << readFile(marker);
+    EXPECT_EQ(readFile(marker), "1.0 started\n1.0 ready 1.1\n1.1 started\n1.1 upToDate\n");
+    EXPECT_EQ(Bundle::at(installed).shortVersion, "1.1");
+    EXPECT_EQ(treeOf(installed), packedTree);
+    EXPECT_FALSE(fs::exists(installed.string() + ".brivel-old"));
+    EXPECT_FALSE(fs::exists(Platform::stagingFolder(identifier) / "1.1"));
+}
+
+} // namespace
+} // namespace brivel::test

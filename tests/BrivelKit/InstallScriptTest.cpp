@@ -1,0 +1,155 @@
+#include "Updater/Platform.h"
+#include "support/KitFixtures.h"
+#include "support/ScratchDirectory.h"
+
+#include <gtest/gtest.h>
+#include <spawn.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <map>
+#include <string>
+#include <thread>
+
+extern char** environ;
+
+namespace brivel::test {
+namespace {
+
+namespace fs = std::filesystem;
+using Tree = std::map<std::string, std::string>;
+
+// Polls `condition` until it holds; false after `seconds`.
+bool eventually(const std::function<bool()>& condition, int seconds = 20) {
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(seconds);
+    while (!condition()) {
+        if (std::chrono::steady_clock::now() > deadline) {
+            return false;
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    }
+    return true;
+}
+
+// A child that plays the running program: it lives for `duration` ("1", "0.2") and exits.
+pid_t startProgram(const char* duration) {
+    pid_t child = -1;
+    char* const arguments[] = {const_cast<char*>("sleep"), const_cast<char*>(duration), nullptr};
+    EXPECT_EQ(::posix_spawn(&child, "/bin/sleep", nullptr, nullptr, arguments, environ), 0);
+    return child;
+}
+
+// Reaps the child, as the program's own exit would end it: an unreaped one would still answer `kill -0`.
+void waitForExit(pid_t child) {
+    int status = 0;
+    ::waitpid(child, &status, 0);
+}
+
+class InstallScriptTest : public ::testing::Test {
+protected:
+    fs::path installed() const { return m_scratch.path() / "Programs" / "Vitrek"; }
+    fs::path old() const { return m_scratch.path() / "Programs" / "Vitrek.brivel-old"; }
+    fs::path versionFolder() const { return m_scratch.path() / "BrivelUpdate" / "1.1"; }
+    fs::path staged() const { return versionFolder() / "Vitrek"; }
+    fs::path marker() const { return m_scratch.path() / "relaunched"; }
+
+    // The installed 1.0 and the staged 1.1, whose program leaves a marker naming itself when it runs.
+    void prepare(const std::map<std::string, std::string>& stagedExtra = {}) {
+        fs::remove_all(m_scratch.path() / "Programs");
+        fs::remove_all(versionFolder());
+        fs::remove(marker());
+        writeProgram(installed(), "app.brivel.tests.install", "1.0");
+        writeProgram(staged(), "app.brivel.tests.install", "1.1", std::nullopt, std::nullopt, stagedExtra);
+        std::ofstream(staged() / "bin/vitrek", std::ios::trunc)
+            << "#!/bin/sh\necho \"$0\" > '" << marker().string() << "'\n";
+        fs::permissions(staged() / "bin/vitrek", fs::perms(0755), fs::perm_options::replace);
+    }
+
+    bool launch(pid_t program, const fs::path& source, bool relaunch) {
+        return Platform::launchInstaller(Platform::installScript("bin/vitrek"), program, source, installed(),
+                                         relaunch);
+    }
+
+    vitrek::test::ScratchDirectory m_scratch{"brivel-install"};
+};
+
+TEST_F(InstallScriptTest, SwapsTheFolderOnceTheProgramHasExitedAndRelaunchesOnRequest) {
+    for (const bool relaunch : {false, true}) {
+        SCOPED_TRACE(relaunch ? "relaunch" : "no relaunch");
+        prepare();
+        const Tree before = treeOf(installed());
+        const Tree update = treeOf(staged());
+        ASSERT_NE(before, update);
+
+        const pid_t program = startProgram("1");
+        ASSERT_TRUE(launch(program, staged(), relaunch));
+        // The program is still running: nothing may change under it.
+        std::this_thread::sleep_for(std::chrono::milliseconds(300));
+        EXPECT_EQ(treeOf(installed()), before);
+        EXPECT_TRUE(fs::exists(staged()));
+        waitForExit(program);
+
+        EXPECT_TRUE(eventually([&] {
+            return treeOf(installed()) == update && !fs::exists(old()) && !fs::exists(versionFolder());
+        }));
+        EXPECT_EQ(::access((installed() / "bin/vitrek").c_str(), X_OK), 0);
+        if (relaunch) {
+            ASSERT_TRUE(eventually([&] { return !readFile(marker()).empty(); }));
+            EXPECT_EQ(readFile(marker()), (installed() / "bin/vitrek").string() + "\n");
+        } else {
+            std::this_thread::sleep_for(std::chrono::milliseconds(300));
+            EXPECT_FALSE(fs::exists(marker()));
+        }
+    }
+}
+
+TEST_F(InstallScriptTest, PutsTheOldFolderBackWhenTheCopyFails) {
+    // Permissions can't make the copy fail here: the tests may run as root, who reads everything. A file
+    // size limit binds root too, and children inherit it: the installer starts under a 1 MiB limit, so `cp`
+    // writes the small files and dies on the 2 MiB one, leaving a partial copy that must be cleared before
+    // the old folder can move back. The limit is lifted again as soon as the installer has started, and
+    // nothing in this process writes a file in between.
+    struct Case {
+        std::string name;
+        std::function<bool(pid_t)> launch;
+    };
+    const Case cases[] = {
+        {"copy stopped partway",
+         [&](pid_t program) {
+             rlimit original{};
+             ::getrlimit(RLIMIT_FSIZE, &original);
+             rlimit limited = original;
+             limited.rlim_cur = 1 << 20;
+             ::setrlimit(RLIMIT_FSIZE, &limited);
+             const bool launched = launch(program, staged(), false);
+             ::setrlimit(RLIMIT_FSIZE, &original);
+             return launched;
+         }},
+        {"staged folder missing",
+         [&](pid_t program) { return launch(program, versionFolder() / "Gone", false); }},
+    };
+    for (const auto& [name, start] : cases) {
+        SCOPED_TRACE(name);
+        prepare({{"share/large.bin", std::string(2 << 20, 'x')}});
+        const Tree before = treeOf(installed());
+
+        const pid_t program = startProgram("0.2");
+        ASSERT_TRUE(start(program));
+        waitForExit(program);
+
+        EXPECT_TRUE(eventually(
+            [&] { return fs::exists(installed()) && !fs::exists(old()) && !fs::exists(versionFolder()); }));
+        EXPECT_EQ(treeOf(installed()), before);
+        EXPECT_FALSE(fs::exists(installed() / "Vitrek.brivel-old"));
+        EXPECT_EQ(std::distance(fs::directory_iterator(installed().parent_path()), fs::directory_iterator()),
+                  1);
+    }
+}
+
+} // namespace
+} // namespace brivel::test

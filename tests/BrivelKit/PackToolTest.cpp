@@ -1,0 +1,185 @@
+#include "pack/PackTool.h"
+
+#include "Updater/Archive.h"
+#include "Updater/Manifest.h"
+#include "Updater/UpdateFeed.h"
+#include "Updater/UpdateLogic.h"
+#include "support/KitFixtures.h"
+#include "support/ScratchDirectory.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <filesystem>
+#include <optional>
+#include <sstream>
+#include <string>
+#include <vector>
+
+namespace brivel::test {
+namespace {
+
+namespace fs = std::filesystem;
+using vitrek::test::ScratchDirectory;
+
+struct Outcome {
+    int status = -1;
+    std::string out;
+    std::string err;
+};
+
+Outcome runTool(const std::vector<std::string>& arguments) {
+    std::ostringstream out;
+    std::ostringstream err;
+    const int status = PackTool::run(arguments, out, err);
+    return Outcome{status, out.str(), err.str()};
+}
+
+std::string withoutNewline(std::string text) {
+    if (!text.empty() && text.back() == '\n') {
+        text.pop_back();
+    }
+    return text;
+}
+
+std::string shellQuoted(const std::string& text) { return "'" + text + "'"; }
+
+// Runs the built executable through the shell and returns what it printed, absent when it failed.
+std::optional<std::string> runBuilt(const std::string& arguments) {
+    FILE* pipe = ::popen((shellQuoted(BRIVEL_PACK) + " " + arguments).c_str(), "r");
+    if (pipe == nullptr) {
+        return std::nullopt;
+    }
+    std::string output;
+    char buffer[4096];
+    for (std::size_t count; (count = std::fread(buffer, 1, sizeof buffer, pipe)) > 0;) {
+        output.append(buffer, count);
+    }
+    return ::pclose(pipe) == 0 ? std::optional(output) : std::nullopt;
+}
+
+// The printed feed describes the archive on disk exactly and is signed by the printed key's partner.
+void expectPublished(const std::string& printed, const std::string& publicKey, const fs::path& zip) {
+    ASSERT_FALSE(printed.empty());
+    EXPECT_EQ(printed.back(), '\n');
+    const auto feed = UpdateFeed::decode(printed);
+    ASSERT_TRUE(feed) << printed;
+    ASSERT_TRUE(feed->download);
+    const std::string archive = readFile(zip);
+    EXPECT_EQ(feed->download->length, static_cast<std::int64_t>(fs::file_size(zip)));
+    EXPECT_TRUE(UpdateLogic::verify(archive, feed->download->edSignature, withoutNewline(publicKey)));
+}
+
+TEST(PackToolTest, PackPublishesASignedFeedForTheArchiveItWrote) {
+    const ScratchDirectory scratch("brivel-pack");
+    const std::string secret = (scratch.path() / "release.key").string();
+    const Outcome keygen = runTool({"keygen", secret});
+    ASSERT_EQ(keygen.status, 0) << keygen.err;
+    EXPECT_EQ(fs::status(secret).permissions(), fs::perms(0600));
+    const auto publicKey = UpdateLogic::decodeBase64(withoutNewline(keygen.out));
+    ASSERT_TRUE(publicKey);
+    EXPECT_EQ(publicKey->size(), 32u);
+
+    const fs::path folder = scratch.path() / "Vitrek";
+    writeProgram(folder, "app.brivel.test", "1.1");
+    const std::string zip = (scratch.path() / "Vitrek-1.1.zip").string();
+    const Outcome packed =
+        runTool({"pack", folder.string(), "1.1", "--key", secret, "--out", zip, "--url",
+                 "https://example.org/Vitrek-1.1.zip", "--page", "https://example.org/vitrek", "--notes",
+                 "Faster nights.", "--min", "2.31"});
+    ASSERT_EQ(packed.status, 0) << packed.err;
+    EXPECT_EQ(packed.err, "");
+    expectPublished(packed.out, keygen.out, zip);
+    const auto feed = UpdateFeed::decode(packed.out);
+    ASSERT_TRUE(feed);
+    EXPECT_EQ(feed->version, "1.1");
+    EXPECT_EQ(feed->url, "https://example.org/vitrek");
+    EXPECT_EQ(feed->notes, "Faster nights.");
+    EXPECT_EQ(feed->minimumSystemVersion, "2.31");
+    EXPECT_EQ(feed->download->url, "https://example.org/Vitrek-1.1.zip");
+
+    // The manifest travels inside the signed archive and vouches for the unpacked tree.
+    const fs::path staged = scratch.path() / "staged";
+    fs::create_directory(staged);
+    ASSERT_TRUE(Archive::extract(readFile(zip), staged));
+    EXPECT_TRUE(Manifest::matches(staged / "Vitrek"));
+}
+
+TEST(PackToolTest, KeygenNeverReplacesAKey) {
+    const ScratchDirectory scratch("brivel-pack");
+    const std::string secret = (scratch.path() / "release.key").string();
+    ASSERT_EQ(runTool({"keygen", secret}).status, 0);
+    const std::string original = readFile(secret);
+
+    const Outcome again = runTool({"keygen", secret});
+    EXPECT_EQ(again.status, 2);
+    EXPECT_EQ(again.out, "");
+    EXPECT_EQ(readFile(secret), original);
+}
+
+TEST(PackToolTest, BadUsageAndInputExitTwoWithOneLine) {
+    const ScratchDirectory scratch("brivel-pack");
+    const std::string secret = (scratch.path() / "release.key").string();
+    ASSERT_EQ(runTool({"keygen", secret}).status, 0);
+    scratch.write("short.key", UpdateLogic::encodeBase64(std::string(32, 'k')) + "\n");
+    const std::string shortKey = (scratch.path() / "short.key").string();
+    const std::string program = (scratch.path() / "Vitrek").string();
+    writeProgram(program, "app.brivel.test", "1.1");
+    scratch.write("Bare/bin/vitrek", "#!/bin/sh\n");
+    const std::string zip = (scratch.path() / "out.zip").string();
+    const auto pack = [&](const std::string& folder, const std::string& version, const std::string& key) {
+        std::vector<std::string> arguments{"pack", folder, version, "--key", key, "--out", zip};
+        arguments.insert(arguments.end(),
+                         {"--url", "https://example.org/v.zip", "--page", "https://example.org/"});
+        return arguments;
+    };
+    auto withBogus = pack(program, "1.1", secret);
+    withBogus.push_back("--bogus");
+    auto missingValue = pack(program, "1.1", secret);
+    missingValue.push_back("--notes");
+    auto missingPage = pack(program, "1.1", secret);
+    missingPage.resize(missingPage.size() - 2);
+
+    const std::vector<std::vector<std::string>> cases{
+        {},
+        {"publish"},
+        {"keygen"},
+        withBogus,
+        missingValue,
+        missingPage,
+        pack(program, "1.1", (scratch.path() / "missing.key").string()),
+        pack(program, "1.1", shortKey),
+        pack((scratch.path() / "Bare").string(), "1.1", secret),
+        pack(program, "1.2", secret),
+    };
+    for (const auto& arguments : cases) {
+        const Outcome outcome = runTool(arguments);
+        EXPECT_EQ(outcome.status, 2) << outcome.err;
+        EXPECT_EQ(outcome.out, "") << outcome.err;
+        EXPECT_EQ(outcome.err.rfind("brivel-pack: ", 0), 0u) << outcome.err;
+        EXPECT_EQ(std::count(outcome.err.begin(), outcome.err.end(), '\n'), 1) << outcome.err;
+    }
+    EXPECT_FALSE(fs::exists(zip));
+    EXPECT_FALSE(fs::exists(fs::path(program) / "MANIFEST"))
+        << "nothing is written before the input is checked";
+}
+
+TEST(PackToolTest, TheBuiltToolMakesAKeyAndPacks) {
+    const ScratchDirectory scratch("brivel-pack");
+    const std::string secret = (scratch.path() / "release.key").string();
+    const auto publicKey = runBuilt("keygen " + shellQuoted(secret));
+    ASSERT_TRUE(publicKey);
+
+    const fs::path folder = scratch.path() / "Vitrek";
+    writeProgram(folder, "app.brivel.test", "2.0");
+    const std::string zip = (scratch.path() / "Vitrek-2.0.zip").string();
+    const auto printed =
+        runBuilt("pack " + shellQuoted(folder.string()) + " 2.0 --key " + shellQuoted(secret) + " --out " +
+                 shellQuoted(zip) + " --url https://example.org/v.zip" + " --page https://example.org/");
+    ASSERT_TRUE(printed);
+    expectPublished(*printed, *publicKey, zip);
+}
+
+} // namespace
+} // namespace brivel::test

@@ -1,0 +1,96 @@
+#include "Updater/UpdateLogic.h"
+
+#include "support/KitFixtures.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+namespace brivel::test {
+namespace {
+
+TEST(UpdateLogicTest, VersionsOrderDigitRunsAsNumbers) {
+    struct Case {
+        const char* candidate;
+        const char* current;
+        bool newer;
+    };
+    const Case cases[] = {
+        {"1.0", "1.0", false},          {"1.10", "1.9", true},      {"1.9", "1.10", false},
+        {"1.0.1", "1.0", true},         {"1.0", "1.0.1", false},    {"2", "1.99.99", true},
+        {"1.01", "1.1", false},         {"1.2b", "1.2a", true},     {"1.2", "1.2b", false},
+        {"10.0", "9.9", true},          {"", "1.0", false},         {"1.0", "", true},
+        {"123456789012345678901", "123456789012345678900", true},
+    };
+    for (const auto& row : cases) {
+        EXPECT_EQ(UpdateLogic::isNewer(row.candidate, row.current), row.newer)
+            << row.candidate << " against " << row.current;
+    }
+}
+
+TEST(UpdateLogicTest, MinimumSystemVersionComparesThreeNumbers) {
+    struct Case {
+        std::optional<std::string> minimum;
+        SystemVersion system;
+        bool supported;
+    };
+    const Case cases[] = {
+        {std::nullopt, {2, 36, 0}, true},
+        {"", {2, 36, 0}, true},
+        {"14", {14, 0, 0}, true},
+        {"14.1", {14, 0, 5}, false},
+        {"2.36", {2, 36, 0}, true},
+        {"2.37", {2, 36, 0}, false},
+        {"2..36", {2, 36, 0}, true},        // empty pieces are dropped
+        {"2.x.40", {2, 36, 0}, false},      // "x" is skipped, so 40 is the minor version
+        {"beta", {0, 0, 0}, true},          // no number at all compares with 0.0.0
+        {"1.2.3.4", {1, 2, 3}, true},       // only three numbers count
+        {"3", {2, 99, 99}, false},
+    };
+    for (const auto& row : cases) {
+        EXPECT_EQ(UpdateLogic::systemSupports(row.minimum, row.system), row.supported)
+            << row.minimum.value_or("(absent)");
+    }
+}
+
+TEST(UpdateLogicTest, RunningSystemIsTheCLibrary) {
+    const auto version = UpdateLogic::runningSystemVersion();
+    EXPECT_GE(version.majorVersion, 2);
+    EXPECT_TRUE(UpdateLogic::systemSupports("2.17", version));
+}
+
+TEST(UpdateLogicTest, SignatureHoldsOnlyForTheSignedBytesAndKey) {
+    const auto keys = makeKeyPair();
+    const std::string data = "archive bytes \x01\x02\x03 and more";
+    const std::string signature = sign(data, keys.secretKey);
+    EXPECT_TRUE(UpdateLogic::verify(data, signature, keys.publicKey));
+
+    std::string flippedData = data;
+    flippedData[5] ^= 0x01;
+    EXPECT_FALSE(UpdateLogic::verify(flippedData, signature, keys.publicKey));
+
+    auto rawSignature = *UpdateLogic::decodeBase64(signature);
+    rawSignature[10] ^= 0x01;
+    EXPECT_FALSE(UpdateLogic::verify(data, UpdateLogic::encodeBase64(rawSignature), keys.publicKey));
+
+    EXPECT_FALSE(UpdateLogic::verify(data, signature + "!", keys.publicKey));
+    EXPECT_FALSE(UpdateLogic::verify(data, "not base64 at all", keys.publicKey));
+    EXPECT_FALSE(UpdateLogic::verify(data, signature, makeKeyPair().publicKey));
+
+    const auto key31 = UpdateLogic::encodeBase64(UpdateLogic::decodeBase64(keys.publicKey)->substr(0, 31));
+    EXPECT_FALSE(UpdateLogic::verify(data, signature, key31));
+    EXPECT_FALSE(UpdateLogic::verify(data, signature, ""));
+}
+
+TEST(UpdateLogicTest, Base64IsStrict) {
+    EXPECT_EQ(UpdateLogic::decodeBase64("aGVsbG8="), "hello");
+    EXPECT_EQ(UpdateLogic::decodeBase64(""), "");
+    EXPECT_EQ(UpdateLogic::encodeBase64("hello"), "aGVsbG8=");
+    EXPECT_FALSE(UpdateLogic::decodeBase64("aGVsbG8"));      // padding missing
+    EXPECT_FALSE(UpdateLogic::decodeBase64("aGVs bG8="));    // white space
+    EXPECT_FALSE(UpdateLogic::decodeBase64("aGVsbG8=\n"));
+    EXPECT_FALSE(UpdateLogic::decodeBase64("aGVsbG8-"));     // the URL alphabet is another encoding
+}
+
+} // namespace
+} // namespace brivel::test

@@ -1,0 +1,611 @@
+#include "Updater/Updater.h"
+
+#include "Updater/Archive.h"
+#include "Updater/Platform.h"
+#include "support/KitFixtures.h"
+#include "support/LoopbackServer.h"
+#include "support/ScratchDirectory.h"
+
+#include <archive.h>
+#include <archive_entry.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <QCoreApplication>
+#include <QElapsedTimer>
+#include <QEventLoop>
+#include <QSettings>
+#include <QTimer>
+#include <algorithm>
+#include <cstdint>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <map>
+#include <memory>
+#include <optional>
+#include <random>
+#include <string>
+#include <vector>
+
+namespace brivel::test {
+namespace {
+
+namespace fs = std::filesystem;
+using Kind = UpdatePhase::Kind;
+
+constexpr const char* kFeedPath = "/feed.json";
+constexpr const char* kArchivePath = "/Vitrek.zip";
+constexpr const char* kDownloadFailed = "The update couldn’t be downloaded. ";
+
+// Runs the main thread's event loop until `condition` holds; false when `milliseconds` pass first.
+bool waitFor(const std::function<bool()>& condition, int milliseconds = 10'000) {
+    QTimer tick; // wakes the wait below even when nothing else happens
+    tick.start(5);
+    QElapsedTimer elapsed;
+    elapsed.start();
+    while (!condition()) {
+        if (elapsed.hasExpired(milliseconds)) {
+            return false;
+        }
+        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
+    }
+    return true;
+}
+
+// Lets the event loop run for a while, for checks that something does not happen.
+void settle(int milliseconds = 300) {
+    (void)waitFor([] { return false; }, milliseconds);
+}
+
+bool settled(Kind kind) { return kind != Kind::checking && kind != Kind::downloading; }
+
+// An updater with every phase it passes through and every window it asks for recorded.
+struct Session {
+    explicit Session(Bundle bundle) : updater(std::move(bundle)) {
+        QObject::connect(&updater, &Updater::phaseChanged, &updater,
+                         [this] { phases.push_back(updater.phase()); });
+        QObject::connect(&updater, &Updater::windowRequested, &updater, [this] { ++windows; });
+    }
+
+    // Checks and runs the event loop until the check (and any download it starts) has ended.
+    const UpdatePhase& check(bool userInitiated) {
+        phases.clear();
+        updater.check(userInitiated);
+        EXPECT_TRUE(waitFor([this] { return !phases.empty() && settled(phases.back().kind); }))
+            << "the check never ended";
+        return updater.phase();
+    }
+
+    Updater updater;
+    std::vector<UpdatePhase> phases;
+    int windows = 0;
+};
+
+std::string randomBytes(std::size_t size, unsigned seed) {
+    std::mt19937_64 generator(seed);
+    std::string bytes(size, '\0');
+    for (auto& byte : bytes) {
+        byte = static_cast<char>(generator());
+    }
+    return bytes;
+}
+
+// A zip written entry by entry, for archives the packer would never make.
+struct ZipEntry {
+    std::string path;
+    std::string content;
+    std::optional<std::string> linkTarget; // a symbolic link when set
+};
+
+std::string zipOf(const std::vector<ZipEntry>& entries) {
+    std::string bytes;
+    archive* writer = archive_write_new();
+    archive_write_set_format_zip(writer);
+    archive_write_set_bytes_in_last_block(writer, 1);
+    archive_write_open(
+        writer, &bytes, nullptr,
+        [](archive*, void* data, const void* buffer, size_t size) -> la_ssize_t {
+            static_cast<std::string*>(data)->append(static_cast<const char*>(buffer), size);
+            return static_cast<la_ssize_t>(size);
+        },
+        nullptr);
+    for (const auto& entry : entries) {
+        archive_entry* header = archive_entry_new();
+        archive_entry_set_pathname(header, entry.path.c_str());
+        if (entry.linkTarget) {
+            archive_entry_set_filetype(header, AE_IFLNK);
+            archive_entry_set_perm(header, 0777);
+            archive_entry_set_symlink(header, entry.linkTarget->c_str());
+        } else {
+            archive_entry_set_filetype(header, AE_IFREG);
+            archive_entry_set_perm(header, 0644);
+            archive_entry_set_size(header, static_cast<la_int64_t>(entry.content.size()));
+        }
+        EXPECT_EQ(archive_write_header(writer, header), ARCHIVE_OK) << entry.path;
+        if (!entry.content.empty()) {
+            archive_write_data(writer, entry.content.data(), entry.content.size());
+        }
+        archive_entry_free(header);
+    }
+    archive_write_close(writer);
+    archive_write_free(writer);
+    return bytes;
+}
+
+void clearUpdaterSettings() {
+    QSettings settings;
+    for (const auto& key : settings.allKeys()) {
+        if (key.startsWith("BrivelAnnounced-") || key == "BrivelAutoUpdate") {
+            settings.remove(key);
+        }
+    }
+}
+
+class UpdaterTest : public ::testing::Test {
+protected:
+    void SetUp() override { clearUpdaterSettings(); }
+    void TearDown() override { clearUpdaterSettings(); }
+
+    // Each test stages into a folder of its own.
+    static std::string identifier() {
+        return std::string("app.brivel.tests.") +
+               ::testing::UnitTest::GetInstance()->current_test_info()->name();
+    }
+    fs::path stagingFolder() const { return Platform::stagingFolder(identifier()); }
+
+    // The running program, at `root`/Vitrek, reading its feed from the test server.
+    Bundle install(const std::string& version = "1.0", bool withKey = true,
+                   std::optional<fs::path> root = {}) {
+        const auto folder = root.value_or(m_scratch.path() / "installed") / "Vitrek";
+        fs::remove_all(folder);
+        writeProgram(folder, identifier(), version, m_server.url(kFeedPath),
+                     withKey ? std::optional(m_keys.publicKey) : std::nullopt);
+        return Bundle::at(folder);
+    }
+
+    // A release folder named like the program, so that it is the archive's one top-level entry.
+    fs::path writeRelease(const std::string& version, const std::map<std::string, std::string>& extra = {},
+                          const std::optional<std::string>& identifierInside = {}) {
+        const auto folder = m_scratch.path() / "release" / "Vitrek";
+        fs::remove_all(folder);
+        writeProgram(folder, identifierInside.value_or(identifier()), version, std::nullopt, std::nullopt,
+                     extra);
+        return folder;
+    }
+    std::string pack(const fs::path& folder) { return packProgram(folder, m_scratch.path() / "release.zip"); }
+    // The folder zipped again as it is now, without writing its manifest.
+    std::string rezip(const fs::path& folder) {
+        EXPECT_TRUE(Archive::create(folder, m_scratch.path() / "release.zip").ok());
+        return readFile(m_scratch.path() / "release.zip");
+    }
+
+    UpdateFeed feedFor(const std::string& version, const std::string& archive,
+                       const std::optional<std::string>& signature = {},
+                       const std::string& archivePath = kArchivePath) {
+        return UpdateFeed{version, m_server.url("/releases"), std::nullopt, std::nullopt,
+                          UpdateFeed::Download{m_server.url(archivePath),
+                                               static_cast<std::int64_t>(archive.size()),
+                                               signature.value_or(sign(archive, m_keys.secretKey))}};
+    }
+    // Serves `feed` and, unless told otherwise, `archive` where the feed says.
+    void publish(const UpdateFeed& feed, const std::string& archive,
+                 std::optional<LoopbackServer::Response> archiveResponse = {}) {
+        m_server.serve(kFeedPath, LoopbackServer::ok(feed.encode()));
+        if (feed.download) {
+            const auto path = feed.download->url.substr(m_server.url("").size());
+            m_server.serve(path, archiveResponse.value_or(LoopbackServer::ok(archive)));
+        }
+    }
+    int requestsFor(const std::string& path) const {
+        int count = 0;
+        for (const auto& request : m_server.requests()) {
+            count += request.path == path ? 1 : 0;
+        }
+        return count;
+    }
+
+    vitrek::test::ScratchDirectory m_scratch{"brivel-updater"};
+    LoopbackServer m_server;
+    KeyPair m_keys = makeKeyPair();
+};
+
+TEST_F(UpdaterTest, ComparesTheFeedWithTheRunningVersionAndSystem) {
+    struct Case {
+        std::string current;
+        std::string offered;
+        std::optional<std::string> minimumSystem;
+        Kind expected;
+    };
+    const Case cases[] = {
+        {"1.0", "1.0", std::nullopt, Kind::upToDate},   {"1.0", "0.9", std::nullopt, Kind::upToDate},
+        {"1.9", "1.10", std::nullopt, Kind::available}, {"1.0", "1.1", "2.37", Kind::upToDate},
+        {"1.0", "1.1", "2.36", Kind::available},
+    };
+    for (const auto& [current, offered, minimumSystem, expected] : cases) {
+        SCOPED_TRACE(current + " → " + offered);
+        m_server.serve(kFeedPath, LoopbackServer::ok(UpdateFeed{offered, m_server.url("/releases"),
+                                                                std::nullopt, minimumSystem, std::nullopt}
+                                                         .encode()));
+        Session session(install(current));
+        session.updater.setSystemVersion(SystemVersion{2, 36, 0});
+        ASSERT_FALSE(session.updater.lastChecked().isValid());
+
+        EXPECT_EQ(session.check(false).kind, expected);
+        ASSERT_FALSE(session.phases.empty());
+        EXPECT_EQ(session.phases.front().kind, Kind::checking);
+        const auto checked = session.updater.lastChecked();
+        EXPECT_TRUE(checked.isValid());
+        EXPECT_LE(std::abs(checked.secsTo(QDateTime::currentDateTimeUtc())), 60);
+        const auto requests = m_server.requests();
+        ASSERT_FALSE(requests.empty());
+        EXPECT_EQ(requests.back().path, kFeedPath);
+        EXPECT_EQ(requests.back().headers.at("user-agent"), "Vitrek/" + current);
+    }
+}
+
+TEST_F(UpdaterTest, DownloadsVerifiesAndStagesANewerVersionThenIgnoresChecks) {
+    const auto release = writeRelease("1.1", {{"share/data.bin", randomBytes(3 << 20, 1)}});
+    const auto archive = pack(release);
+    const auto feed = feedFor("1.1", archive);
+    // Small writes with pauses, so the body arrives in many pieces as it would over a real network.
+    auto slow = LoopbackServer::ok(archive);
+    slow.chunkSize = 32 * 1024;
+    slow.pause = std::chrono::milliseconds(2);
+    publish(feed, archive, slow);
+    Session session(install());
+
+    EXPECT_EQ(session.check(false), UpdatePhase::ready(feed));
+    ASSERT_TRUE(session.updater.stagedApp());
+    const auto staged = *session.updater.stagedApp();
+    EXPECT_EQ(staged.parent_path(), stagingFolder() / "1.1");
+    EXPECT_EQ(treeOf(staged), treeOf(release));
+    EXPECT_EQ(::access((staged / "bin/vitrek").c_str(), X_OK), 0);
+    EXPECT_FALSE(fs::exists(stagingFolder() / "update.zip"));
+    EXPECT_EQ(session.windows, 1);
+
+    // Progress: from 0 up to 1, at most once per 256 KiB received (plus the start and the end).
+    std::vector<double> fractions;
+    for (const auto& phase : session.phases) {
+        if (phase.kind == Kind::downloading) {
+            fractions.push_back(phase.fraction);
+        }
+    }
+    ASSERT_GE(fractions.size(), 3u);
+    EXPECT_LE(fractions.size(), archive.size() / (256 * 1024) + 2);
+    EXPECT_EQ(fractions.front(), 0.0);
+    EXPECT_EQ(fractions.back(), 1.0);
+    EXPECT_TRUE(std::is_sorted(fractions.begin(), fractions.end()));
+
+    // An update in hand is never replaced: no check reaches the server, none shows the window.
+    const auto requests = m_server.requests().size();
+    session.updater.check(false);
+    session.updater.check(true);
+    settle();
+    EXPECT_EQ(m_server.requests().size(), requests);
+    EXPECT_EQ(session.updater.phase(), UpdatePhase::ready(feed));
+    EXPECT_EQ(session.windows, 1);
+}
+
+TEST_F(UpdaterTest, AnnouncesEachVersionOnceButShowsEveryCheckTheUserAsksFor) {
+    const auto offer = [this](const std::string& version) {
+        const UpdateFeed feed{version, m_server.url("/releases"), "Faster nights.", std::nullopt,
+                              std::nullopt};
+        publish(feed, {});
+        return feed;
+    };
+    Session session(install());
+    const auto feed = offer("1.1");
+
+    EXPECT_EQ(session.check(false), UpdatePhase::available(feed));
+    EXPECT_EQ(session.windows, 1);
+    EXPECT_EQ(session.check(false), UpdatePhase::available(feed));
+    EXPECT_EQ(session.windows, 1);
+    EXPECT_EQ(session.check(true), UpdatePhase::available(feed));
+    EXPECT_EQ(session.windows, 2);
+    EXPECT_EQ(session.check(true).kind, Kind::available);
+    EXPECT_EQ(session.windows, 3);
+
+    // Remembered across launches, and per version; a check the user asked for shows the window once.
+    Session relaunched(install());
+    EXPECT_EQ(relaunched.check(false).kind, Kind::available);
+    EXPECT_EQ(relaunched.windows, 0);
+    offer("1.2");
+    EXPECT_EQ(relaunched.check(true).kind, Kind::available);
+    EXPECT_EQ(relaunched.windows, 1);
+    offer("1.3");
+    EXPECT_EQ(relaunched.check(false).kind, Kind::available);
+    EXPECT_EQ(relaunched.windows, 2);
+}
+
+TEST_F(UpdaterTest, OnlyOffersTheDownloadPageWhenItMayNotDownloadByItself) {
+    const auto archive = pack(writeRelease("1.1"));
+    const auto feed = feedFor("1.1", archive);
+    publish(feed, archive);
+    // A folder inside an AppImage's mount: replacing it would change nothing, whoever runs the program.
+    vitrek::test::ScratchDirectory mounted(".mount_brivel");
+
+    struct Case {
+        std::string name;
+        std::function<Bundle()> prepare;
+    };
+    const Case cases[] = {
+        {"automatic downloads turned off",
+         [&] {
+             const auto bundle = install();
+             Updater(bundle).setAutomaticallyDownloads(false);
+             return bundle;
+         }},
+        {"no public key", [&] { return install("1.0", false); }},
+        {"inside an AppImage", [&] { return install("1.0", true, mounted.path()); }},
+    };
+    for (const auto& [name, prepare] : cases) {
+        SCOPED_TRACE(name);
+        clearUpdaterSettings();
+        Session session(prepare());
+        EXPECT_EQ(session.check(false), UpdatePhase::available(feed));
+        EXPECT_EQ(session.windows, 1);
+        EXPECT_EQ(requestsFor(kArchivePath), 0);
+    }
+    EXPECT_FALSE(Updater(install("1.0", true, mounted.path())).canInstallInPlace());
+    EXPECT_TRUE(Updater(install()).canInstallInPlace());
+    // Asked outright, without a key it still only offers the page.
+    Session keyless(install("1.0", false));
+    keyless.updater.download(feed);
+    settle(100);
+    EXPECT_EQ(keyless.updater.phase(), UpdatePhase::available(feed));
+    EXPECT_EQ(requestsFor(kArchivePath), 0);
+}
+
+TEST_F(UpdaterTest, NeverInstallsInPlaceFromAFolderTheUserCannotWrite) {
+    const auto bundle = install();
+    fs::permissions(bundle.path, fs::perms(0555), fs::perm_options::replace);
+    // Put back whatever happens, or the scratch folder could not be removed.
+    const std::unique_ptr<const fs::path, void (*)(const fs::path*)> restore(
+        &bundle.path,
+        [](const fs::path* path) { fs::permissions(*path, fs::perms(0755), fs::perm_options::replace); });
+    if (::access(bundle.path.c_str(), W_OK) == 0) {
+        GTEST_SKIP() << "this user writes to read-only folders anyway (root), so there is nothing to refuse";
+    }
+    const auto archive = pack(writeRelease("1.1"));
+    const auto feed = feedFor("1.1", archive);
+    publish(feed, archive);
+    Session session(bundle);
+    EXPECT_FALSE(session.updater.canInstallInPlace());
+    EXPECT_EQ(session.check(false), UpdatePhase::available(feed));
+    EXPECT_EQ(requestsFor(kArchivePath), 0);
+}
+
+TEST_F(UpdaterTest, AcceptsExactlyTheAnnouncedLengthAndStopsAnExcessAsSoonAsItShows) {
+    const auto archive = pack(writeRelease("1.1"));
+    const auto bundle = install();
+    struct Case {
+        std::string name;
+        std::string body;
+        std::optional<std::size_t> holdAfter;
+        std::optional<std::string> failure;
+    };
+    const std::string incomplete = "The download was incomplete.";
+    const Case cases[] = {
+        {"exact", archive, std::nullopt, std::nullopt},
+        {"one short", archive.substr(0, archive.size() - 1), std::nullopt, incomplete},
+        {"one more", archive + std::string(1, '\0'), std::nullopt, incomplete},
+        {"1024 more", archive + std::string(1024, '\0'), std::nullopt, incomplete},
+        // The server sends 1,025 bytes too many and then stalls with most of the body still to come.
+        {"1025 more, the rest held back", archive + std::string(4 << 20, '\0'), archive.size() + 1025,
+         "The download was larger than expected."},
+    };
+    int row = 0;
+    for (const auto& [name, body, holdAfter, failure] : cases) {
+        SCOPED_TRACE(name);
+        const auto path = "/Vitrek-" + std::to_string(++row) + ".zip";
+        auto response = LoopbackServer::ok(body);
+        response.holdAfter = holdAfter;
+        const auto feed = feedFor("1.1", archive, std::nullopt, path);
+        publish(feed, archive, response);
+        Session session(bundle);
+
+        const auto& phase = session.check(false);
+        if (failure) {
+            EXPECT_EQ(phase, UpdatePhase::failed(*failure));
+            EXPECT_FALSE(session.updater.stagedApp());
+        } else {
+            EXPECT_EQ(phase, UpdatePhase::ready(feed));
+        }
+        EXPECT_EQ(m_server.bytesSent(path), holdAfter.value_or(body.size()));
+    }
+}
+
+TEST_F(UpdaterTest, ReportsAFailedCheckOnlyToTheUserAndAFailedTransferAlways) {
+    const auto archive = pack(writeRelease("1.1"));
+    const std::string checkFailed =
+        "Couldn’t check for updates. Check your internet connection and try again.";
+    const std::string fileFailed = "The update file couldn’t be downloaded.";
+    struct Case {
+        std::string name;
+        LoopbackServer::Response feed;
+        std::optional<LoopbackServer::Response> archive;
+        bool userInitiated;
+        UpdatePhase expected;
+    };
+    const auto goodFeed = LoopbackServer::ok(feedFor("1.1", archive).encode());
+    const Case cases[] = {
+        {"feed missing, asked", LoopbackServer::status(404), std::nullopt, true,
+         UpdatePhase::failed(checkFailed)},
+        {"feed missing, automatic", LoopbackServer::status(404), std::nullopt, false, UpdatePhase::idle()},
+        {"feed not JSON, asked", LoopbackServer::ok("<html>Moved</html>"), std::nullopt, true,
+         UpdatePhase::failed(checkFailed)},
+        {"feed not JSON, automatic", LoopbackServer::ok("<html>Moved</html>"), std::nullopt, false,
+         UpdatePhase::idle()},
+        {"feed without a version, asked", LoopbackServer::ok(R"({"url": "https://example.org"})"),
+         std::nullopt, true, UpdatePhase::failed(checkFailed)},
+        {"feed answered with an error, asked",
+         [&] {
+             auto failed = goodFeed;
+             failed.status = 500;
+             return failed;
+         }(),
+         std::nullopt, true, UpdatePhase::failed(checkFailed)},
+        {"archive missing", goodFeed, LoopbackServer::status(404), false, UpdatePhase::failed(fileFailed)},
+        {"archive answered with an error", goodFeed,
+         [&] {
+             auto failed = LoopbackServer::ok(archive);
+             failed.status = 503;
+             return failed;
+         }(),
+         true, UpdatePhase::failed(fileFailed)},
+    };
+    const auto bundle = install();
+    for (const auto& [name, feed, archiveResponse, userInitiated, expected] : cases) {
+        SCOPED_TRACE(name);
+        m_server.serve(kFeedPath, feed);
+        m_server.serve(kArchivePath, archiveResponse.value_or(LoopbackServer::status(404)));
+        Session session(bundle);
+        EXPECT_EQ(session.check(userInitiated), expected);
+        EXPECT_EQ(session.updater.lastChecked().isValid(), archiveResponse.has_value());
+        EXPECT_EQ(session.windows, userInitiated ? 1 : 0);
+        EXPECT_FALSE(session.updater.stagedApp());
+    }
+}
+
+TEST_F(UpdaterTest, RefusesAnythingButTheSignedReleaseOfThisApp) {
+    const std::string badSignature = "The update’s signature didn’t match, so it wasn’t installed.";
+    const std::string mismatch = "The downloaded update didn’t match this app.";
+    const std::string damaged = "The downloaded app’s code signature is damaged.";
+    struct Signed {
+        std::string archive;
+        std::string signature;
+    };
+    const auto signedByUs = [this](std::string archive) {
+        auto signature = sign(archive, m_keys.secretKey);
+        return Signed{std::move(archive), std::move(signature)};
+    };
+    // Packed properly, then changed the way a tampered download would be.
+    const auto changedAfterPacking = [this, signedByUs](const std::function<void(const fs::path&)>& change) {
+        const auto release = writeRelease("1.1");
+        (void)pack(release);
+        change(release);
+        return signedByUs(rezip(release));
+    };
+    struct Case {
+        std::string name;
+        std::function<Signed()> make;
+        std::string failure;
+    };
+    const Case cases[] = {
+        {"signature of other bytes",
+         [&] {
+             return Signed{pack(writeRelease("1.1")), sign("other bytes", m_keys.secretKey)};
+         },
+         badSignature},
+        {"signed with another key",
+         [&] {
+             const auto archive = pack(writeRelease("1.1"));
+             return Signed{archive, sign(archive, makeKeyPair().secretKey)};
+         },
+         badSignature},
+        {"signature not base64",
+         [&] {
+             return Signed{pack(writeRelease("1.1")), "not*a*signature"};
+         },
+         badSignature},
+        {"no program folder",
+         [&] {
+             const auto release = writeRelease("1.1");
+             fs::remove(release / "Info.json");
+             return signedByUs(rezip(release));
+         },
+         "The update didn’t contain an app."},
+        {"another app", [&] { return signedByUs(pack(writeRelease("1.1", {}, "org.example.other"))); },
+         mismatch},
+        {"another version", [&] { return signedByUs(pack(writeRelease("1.2"))); }, mismatch},
+        {"a file changed",
+         [&] {
+             return changedAfterPacking([](const fs::path& folder) {
+                 std::ofstream(folder / "lib/libdemo.so", std::ios::app) << "patched";
+             });
+         },
+         damaged},
+        {"a file added",
+         [&] {
+             return changedAfterPacking(
+                 [](const fs::path& folder) { std::ofstream(folder / "lib/libinject.so") << "injected"; });
+         },
+         damaged},
+        {"a file removed",
+         [&] {
+             return changedAfterPacking(
+                 [](const fs::path& folder) { fs::remove(folder / "share/notes.txt"); });
+         },
+         damaged},
+        {"a mode changed",
+         [&] {
+             return changedAfterPacking([](const fs::path& folder) {
+                 fs::permissions(folder / "share/notes.txt", fs::perms(0755), fs::perm_options::replace);
+             });
+         },
+         damaged},
+    };
+    const auto bundle = install();
+    for (const auto& [name, make, failure] : cases) {
+        SCOPED_TRACE(name);
+        const auto [archive, signature] = make();
+        publish(feedFor("1.1", archive, signature), archive);
+        Session session(bundle);
+        EXPECT_EQ(session.check(false), UpdatePhase::failed(failure));
+        EXPECT_FALSE(session.updater.stagedApp());
+        EXPECT_EQ(session.windows, 0);
+    }
+}
+
+TEST_F(UpdaterTest, RefusesArchiveEntriesThatReachOutsideTheStagingFolder) {
+    const auto outside = m_scratch.path() / "outside";
+    fs::create_directories(outside);
+    const auto info = readFile(writeRelease("1.1") / "Info.json");
+    const ZipEntry folder{"Vitrek/Info.json", info, std::nullopt};
+    struct Case {
+        std::string name;
+        std::vector<ZipEntry> entries;
+    };
+    const Case cases[] = {
+        {"parent folder", {folder, {"../escape-parent", "x", std::nullopt}}},
+        {"parent folders inside a path", {folder, {"Vitrek/../../../escape-nested", "x", std::nullopt}}},
+        {"absolute path", {folder, {(outside / "escape-absolute").string(), "x", std::nullopt}}},
+        {"link to /etc", {folder, {"Vitrek/etc", "", "/etc"}}},
+        {"relative link leading out", {folder, {"Vitrek/up", "", "../../../.."}}},
+        {"file written through a link",
+         {folder,
+          {"Vitrek/out", "", outside.string()},
+          {"Vitrek/out/escape-through-link", "x", std::nullopt}}},
+    };
+    const auto bundle = install();
+    for (const auto& [name, entries] : cases) {
+        SCOPED_TRACE(name);
+        const auto archive = zipOf(entries);
+        publish(feedFor("1.1", archive), archive);
+        Session session(bundle);
+        const auto& phase = session.check(false);
+        EXPECT_EQ(phase.kind, Kind::failed);
+        EXPECT_EQ(phase.message.rfind(kDownloadFailed, 0), 0u) << phase.message;
+        EXPECT_FALSE(session.updater.stagedApp());
+    }
+
+    // Nothing landed anywhere but in the version folder: not beside it, not among the caches and settings
+    // of this run, not in the test's own folder.
+    EXPECT_TRUE(fs::is_empty(outside));
+    const auto versionFolder = stagingFolder() / "1.1";
+    for (const fs::path& root : {fs::path(std::getenv("XDG_CACHE_HOME")).parent_path(), m_scratch.path()}) {
+        for (const auto& entry : fs::recursive_directory_iterator(root)) {
+            const auto name = entry.path().filename().string();
+            if (name.rfind("escape", 0) == 0) {
+                const auto relative = entry.path().lexically_relative(versionFolder);
+                EXPECT_FALSE(relative.empty() || *relative.begin() == "..") << entry.path();
+            }
+        }
+    }
+}
+
+} // namespace
+} // namespace brivel::test
