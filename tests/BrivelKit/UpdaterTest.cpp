@@ -289,6 +289,27 @@ TEST_F(UpdaterTest, DownloadsVerifiesAndStagesANewerVersionThenIgnoresChecks) {
     EXPECT_EQ(session.windows, 1);
 }
 
+TEST_F(UpdaterTest, ChecksWaitWhileADownloadIsUnderWay) {
+    const auto archive = pack(writeRelease("1.1", {{"share/data.bin", randomBytes(1 << 20, 2)}}));
+    const auto feed = feedFor("1.1", archive);
+    auto held = LoopbackServer::ok(archive);
+    held.holdAfter = archive.size() / 2;
+    publish(feed, archive, held);
+    Session session(install());
+
+    session.updater.check(false);
+    ASSERT_TRUE(waitFor([&] { return m_server.bytesSent(kArchivePath) == archive.size() / 2; }));
+    settle(100);
+    ASSERT_EQ(session.updater.phase().kind, Kind::downloading);
+    const int feedRequests = requestsFor(kFeedPath);
+    session.updater.check(false);
+    session.updater.check(true);
+    settle();
+    EXPECT_EQ(requestsFor(kFeedPath), feedRequests);
+    EXPECT_EQ(session.updater.phase().kind, Kind::downloading);
+    EXPECT_EQ(session.windows, 0);
+}
+
 TEST_F(UpdaterTest, AnnouncesEachVersionOnceButShowsEveryCheckTheUserAsksFor) {
     const auto offer = [this](const std::string& version) {
         const UpdateFeed feed{version, m_server.url("/releases"), "Faster nights.", std::nullopt,
