@@ -1,0 +1,244 @@
+#include "Demo/DemoAnchors.h"
+#include "Demo/DemoRecorder.h"
+
+#include "support/ScratchDirectory.h"
+
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+#include <QApplication>
+#include <QElapsedTimer>
+#include <QLineEdit>
+#include <QProcess>
+#include <QPushButton>
+#include <QVBoxLayout>
+#include <QWidget>
+
+#include <fstream>
+#include <iterator>
+#include <thread>
+
+namespace brivel::test {
+namespace {
+
+namespace fs = std::filesystem;
+using Json = nlohmann::json;
+
+const QColor kWindowColour(250, 250, 250);
+const QColor kButtonColour(0, 190, 0);
+const QList<QColor> kBackdrop{QColor(10, 10, 40), QColor(40, 10, 10)};
+
+bool waitFor(const std::function<bool()>& condition, int milliseconds = 20'000) {
+    QElapsedTimer elapsed;
+    elapsed.start();
+    while (!condition()) {
+        if (elapsed.hasExpired(milliseconds)) {
+            return false;
+        }
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 10);
+        std::this_thread::sleep_for(std::chrono::milliseconds(2));
+    }
+    return true;
+}
+
+// Runs a script to its end; the failure it ended with, or null.
+std::exception_ptr play(DemoTask script) {
+    bool done = false;
+    std::exception_ptr failure;
+    std::move(script).start([&](std::exception_ptr error) {
+        failure = error;
+        done = true;
+    });
+    EXPECT_TRUE(waitFor([&] { return done; })) << "the script never ended";
+    return failure;
+}
+
+std::string failureText(const std::exception_ptr& failure) {
+    try {
+        if (failure) {
+            std::rethrow_exception(failure);
+        }
+    } catch (const DemoRecorder::Failure& error) {
+        return error.what();
+    }
+    return {};
+}
+
+Json readJson(const fs::path& path) {
+    std::ifstream file(path);
+    return Json::parse(std::string{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()}, nullptr,
+                       false);
+}
+
+std::vector<std::string> keysOf(const Json& object) {
+    std::vector<std::string> keys;
+    for (const auto& item : object.items()) {
+        keys.push_back(item.key());
+    }
+    return keys;
+}
+
+QByteArray run(const QString& program, const QStringList& arguments) {
+    QProcess process;
+    process.start(program, arguments);
+    EXPECT_TRUE(process.waitForFinished(60'000));
+    EXPECT_EQ(process.exitCode(), 0) << process.readAllStandardError().toStdString();
+    return process.readAllStandardOutput();
+}
+
+// A small window of the program: two anchored buttons and a line edit, in colours the backdrop never has.
+struct DemoWindow {
+    DemoWindow() {
+        window.setWindowTitle("Demo");
+        window.setAutoFillBackground(true);
+        QPalette palette = window.palette();
+        palette.setColor(QPalette::Window, kWindowColour);
+        window.setPalette(palette);
+        auto* layout = new QVBoxLayout(&window);
+        save = new QPushButton("Save");
+        save->setStyleSheet("background: rgb(0, 190, 0); border: none; min-height: 60px;");
+        cancel = new QPushButton("Cancel");
+        edit = new QLineEdit;
+        layout->addWidget(save);
+        layout->addWidget(cancel);
+        layout->addWidget(edit);
+        window.setGeometry(100, 120, 400, 300);
+        demoAnchor(save, "save");
+        demoAnchor(cancel, "cancel");
+        window.show();
+        (void)waitFor([] { return DemoAnchors::shared().frame("save").has_value(); }, 2'000);
+    }
+    QWidget window;
+    QPushButton* save = nullptr;
+    QPushButton* cancel = nullptr;
+    QLineEdit* edit = nullptr;
+};
+
+DemoTask clickAndType(DemoRecorder& recorder, QLineEdit* edit, double& clickTime) {
+    recorder.caption("Save the check-up");
+    co_await recorder.move(QString("cancel"), 0.4);
+    co_await recorder.click(QString("save"), 0.3);
+    clickTime = recorder.log().clicks().back()[0];
+    recorder.caption("Name it");
+    co_await recorder.type("Vitrek", [edit](const QString& text) { edit->setText(text); }, 0.05);
+    co_await recorder.wait(0.6);
+    co_await recorder.finish("Test demo");
+}
+
+TEST(DemoRecorderTest, RecordsTheProgramsWindowsWithTheLogsOfAScript) {
+    const vitrek::test::ScratchDirectory scratch("brivel-demo");
+    DemoWindow demo;
+    const QRectF region(60, 80, 480, 380);
+    const fs::path folder = scratch.path() / "project";
+    DemoRecorder recorder(folder, region, 30, kBackdrop);
+    ASSERT_EQ(recorder.pixelSize(), QSize(480, 380));   // the offscreen screen's scale is 1
+
+    recorder.start();
+    double clickTime = 0;
+    const auto failure = play(clickAndType(recorder, demo.edit, clickTime));
+    ASSERT_FALSE(failure) << failureText(failure);
+    EXPECT_EQ(demo.edit->text(), "Vitrek");
+
+    const Json events = readJson(folder / "events.json");
+    ASSERT_TRUE(events.is_object());
+    EXPECT_EQ(keysOf(events), (std::vector<std::string>{"clicks", "cursor", "duration", "version"}));
+    EXPECT_EQ(events["version"], 1);
+    const double duration = events["duration"].get<double>();
+    EXPECT_GT(duration, 1.7);
+    EXPECT_LT(duration, 3.5);
+    ASSERT_EQ(events["clicks"].size(), 1u);
+    // The click lands on the save button's centre, as a fraction of the region from its top-left corner.
+    const QPointF centre = DemoAnchors::shared().frame("save")->center();
+    EXPECT_NEAR(events["clicks"][0][1].get<double>(), (centre.x() - region.x()) / region.width(), 1e-9);
+    EXPECT_NEAR(events["clicks"][0][2].get<double>(), (centre.y() - region.y()) / region.height(), 1e-9);
+    EXPECT_GE(events["cursor"].size(), 12u + 9u);   // two motions at 30 fps, and the first position
+
+    const Json captions = readJson(folder / "captions.json");
+    ASSERT_EQ(captions.size(), 2u);
+    EXPECT_EQ(keysOf(captions[0]), (std::vector<std::string>{"end", "start", "text"}));
+    EXPECT_EQ(captions[0]["text"], "Save the check-up");
+    EXPECT_EQ(captions[1]["text"], "Name it");
+    EXPECT_DOUBLE_EQ(captions[0]["end"].get<double>(), captions[1]["start"].get<double>());
+
+    const Json project = readJson(folder / "project.json");
+    EXPECT_EQ(keysOf(project), (std::vector<std::string>{"cameraOffset", "created", "duration", "hasAudio",
+                                                         "hasCamera", "height", "name", "settings", "width"}));
+    EXPECT_EQ(project["name"], "Test demo");
+    EXPECT_EQ(project["width"], 480);
+    EXPECT_EQ(project["height"], 380);
+    EXPECT_EQ(project["hasCamera"], false);
+    EXPECT_TRUE(project["settings"].is_object() && project["settings"].empty());
+
+    const QString movie = QString::fromStdString((folder / "raw.mov").string());
+    const Json probe = Json::parse(
+        run("ffprobe", {"-v", "error", "-count_frames", "-show_entries",
+                        "stream=codec_name,width,height,nb_read_frames:format=format_name,duration", "-of", "json",
+                        movie})
+            .toStdString(),
+        nullptr, false);
+    ASSERT_TRUE(probe.is_object());
+    ASSERT_EQ(probe["streams"].size(), 1u);
+    const auto& stream = probe["streams"][0];
+    EXPECT_EQ(stream["codec_name"], "h264");
+    EXPECT_EQ(stream["width"], 480);
+    EXPECT_EQ(stream["height"], 380);
+    EXPECT_NE(probe["format"]["format_name"].get<std::string>().find("mov"), std::string::npos);
+    const double movieDuration = std::stod(probe["format"]["duration"].get<std::string>());
+    EXPECT_NEAR(movieDuration, duration, 0.2);
+    const double frames = std::stod(stream["nb_read_frames"].get<std::string>());
+    EXPECT_NEAR(frames, movieDuration * 30, movieDuration * 30 * 0.1);
+
+    // At the click, the button's pixels are in the picture where the button is; the corner shows the backdrop.
+    const QByteArray pixels = run("ffmpeg", {"-v", "error", "-ss", QString::number(clickTime, 'f', 3), "-i", movie,
+                                             "-frames:v", "1", "-f", "rawvideo", "-pix_fmt", "rgb24", "-"});
+    ASSERT_EQ(pixels.size(), 480 * 380 * 3);
+    const auto pixel = [&](int x, int y) {
+        const auto* rgb = reinterpret_cast<const unsigned char*>(pixels.constData()) + (y * 480 + x) * 3;
+        return QColor(rgb[0], rgb[1], rgb[2]);
+    };
+    const QColor button = pixel(int(centre.x() - region.x()) + 30, int(centre.y() - region.y()) + 15);
+    EXPECT_LT(std::abs(button.green() - kButtonColour.green()), 30) << button.name().toStdString();
+    EXPECT_LT(button.red(), 40);
+    const QColor corner = pixel(4, 4);
+    EXPECT_LT(corner.red() + corner.green() + corner.blue(), 120) << corner.name().toStdString();
+}
+
+TEST(DemoRecorderTest, AnUnknownAnchorFailsTheStepByName) {
+    const vitrek::test::ScratchDirectory scratch("brivel-demo");
+    DemoWindow demo;
+    DemoRecorder recorder(scratch.path() / "project", QRectF(60, 80, 480, 380), 30, kBackdrop);
+    recorder.start();
+    EXPECT_EQ(failureText(play(recorder.click(QString("nowhere"), 0.1))), "demo: no anchor nowhere");
+}
+
+TEST(DemoRecorderTest, ARegionWithoutTheProgramsWindowsEndsWithoutFrames) {
+    const vitrek::test::ScratchDirectory scratch("brivel-demo");
+    DemoWindow demo;
+    DemoRecorder recorder(scratch.path() / "project", QRectF(5000, 5000, 200, 100), 30, kBackdrop);
+    EXPECT_EQ(recorder.pixelSize(), QSize(400, 200));   // no screen there: twice the points
+    recorder.start();
+    const auto failure = play([](DemoRecorder& r) -> DemoTask {
+        co_await r.wait(0.3);
+        co_await r.finish("Nothing");
+    }(recorder));
+    EXPECT_GE(recorder.failedCaptures(), 2);
+    EXPECT_EQ(failureText(failure), "No frames were captured (" + std::to_string(recorder.failedCaptures()) +
+                                        " failed). Is the window on screen inside the region?");
+    EXPECT_FALSE(fs::exists(scratch.path() / "project/events.json"));
+}
+
+TEST(DemoRecorderTest, TwoTicksWithinHalfAFrameWriteOneFrame) {
+    const vitrek::test::ScratchDirectory scratch("brivel-demo");
+    DemoWindow demo;
+    DemoRecorder recorder(scratch.path() / "project", QRectF(60, 80, 480, 380), 1, kBackdrop);
+    recorder.start();
+    EXPECT_EQ(recorder.framesWritten(), 1);
+    // No events are processed meanwhile, so the recorder's own timer can't tick in between.
+    std::this_thread::sleep_for(std::chrono::milliseconds(600));
+    recorder.captureFrame();
+    recorder.captureFrame();
+    EXPECT_EQ(recorder.framesWritten(), 2);
+}
+
+} // namespace
+} // namespace brivel::test

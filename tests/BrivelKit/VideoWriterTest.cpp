@@ -1,0 +1,268 @@
+#include "Demo/VideoWriter.h"
+
+#include "support/ScratchDirectory.h"
+
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+#include <sys/resource.h>
+
+#include <QColor>
+#include <QImage>
+#include <QProcess>
+#include <algorithm>
+#include <chrono>
+#include <csignal>
+#include <cstdlib>
+#include <random>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace brivel::test {
+namespace {
+
+using Json = nlohmann::json;
+
+constexpr int kFps = 30;
+
+QImage solid(int width, int height, const QColor& colour, QImage::Format format = QImage::Format_ARGB32) {
+    QImage image(width, height, format);
+    image.fill(colour);
+    return image;
+}
+
+QByteArray run(const QString& program, const QStringList& arguments) {
+    QProcess process;
+    process.start(program, arguments);
+    EXPECT_TRUE(process.waitForFinished(60'000)) << program.toStdString();
+    EXPECT_EQ(process.exitCode(), 0) << process.readAllStandardError().toStdString();
+    return process.readAllStandardOutput();
+}
+
+Json probe(const std::filesystem::path& movie) {
+    const QByteArray json =
+        run("ffprobe", {"-v", "error", "-show_entries",
+                        "stream=codec_name,width,height,nb_frames:format=format_name,duration", "-of", "json",
+                        QString::fromStdString(movie.string())});
+    return Json::parse(json.toStdString(), nullptr, false);
+}
+
+long frameCount(const std::filesystem::path& movie) {
+    const Json info = probe(movie);
+    return info.contains("streams") && info["streams"].size() == 1
+               ? std::stol(info["streams"][0].value("nb_frames", "-1"))
+               : -1;
+}
+
+// How far (the largest channel difference) the centre pixel of the 320 × 240 frame ffmpeg shows at
+// `seconds` is from `expected`.
+int centreDistance(const std::filesystem::path& movie, double seconds, const QColor& expected) {
+    const QByteArray rgb = run("ffmpeg", {"-v", "error", "-ss", QString::number(seconds, 'f', 3), "-i",
+                                          QString::fromStdString(movie.string()), "-frames:v", "1", "-f",
+                                          "rawvideo", "-pix_fmt", "rgb24", "-"});
+    if (rgb.size() != 320 * 240 * 3) {
+        return 255;
+    }
+    const auto* pixel = reinterpret_cast<const unsigned char*>(rgb.constData()) + (120 * 320 + 160) * 3;
+    return std::max({std::abs(pixel[0] - expected.red()), std::abs(pixel[1] - expected.green()),
+                     std::abs(pixel[2] - expected.blue())});
+}
+
+// A writer on "raw.mov" in a scratch folder of its own.
+struct Recording {
+    vitrek::test::ScratchDirectory folder{"video-writer"};
+    std::filesystem::path movie = folder.path() / "raw.mov";
+    std::unique_ptr<VideoWriter> writer;
+
+    Recording(int width, int height) {
+        std::string error;
+        writer = VideoWriter::open(movie, VideoWriter::Settings{width, height, kFps, 0}, error);
+        EXPECT_TRUE(writer) << error;
+    }
+};
+
+// Lets the encoder catch up until at most two frames wait, so the next append can't find the queue full.
+void waitForEncoder(const VideoWriter& writer, std::size_t accepted) {
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+    while (writer.framesEncoded() + 2 < accepted && std::chrono::steady_clock::now() < deadline) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+}
+
+// Caps the size of the files this process writes, so writing fails the way it does on a full disk.
+class FileSizeLimit {
+public:
+    explicit FileSizeLimit(rlim_t bytes) : m_savedSignal(std::signal(SIGXFSZ, SIG_IGN)) {
+        ::getrlimit(RLIMIT_FSIZE, &m_saved);
+        const rlimit limit{bytes, m_saved.rlim_max};
+        ::setrlimit(RLIMIT_FSIZE, &limit);
+    }
+    ~FileSizeLimit() {
+        ::setrlimit(RLIMIT_FSIZE, &m_saved);
+        std::signal(SIGXFSZ, m_savedSignal);
+    }
+    FileSizeLimit(const FileSizeLimit&) = delete;
+    FileSizeLimit& operator=(const FileSizeLimit&) = delete;
+
+private:
+    void (*m_savedSignal)(int);
+    rlimit m_saved{};
+};
+
+TEST(VideoWriterTest, WritesAnH264MovieThatKeepsTheFramesTimes) {
+    Recording recording(320, 240);
+    ASSERT_TRUE(recording.writer);
+    VideoWriter& writer = *recording.writer;
+
+    // Red for the first second, blue after, a few milliseconds off the nominal rate, and frames 10 to 12
+    // missing: a writer that counted frames instead of reading their times would turn blue at 0.9 s and end
+    // early. Frames 57 and 58 are missing too, so the last frame's length can't come from the gap before it.
+    const QColor red(220, 30, 30);
+    const QColor blue(30, 30, 220);
+    // The blue frames are a window into a wider green buffer: a writer that ignored the line stride would
+    // read green at the centre.
+    constexpr int kStride = 1000;
+    std::vector<QRgb> buffer(std::size_t{kStride} * 240, qRgb(0, 200, 0));
+    for (int y = 0; y < 240; ++y) {
+        std::fill_n(buffer.begin() + y * kStride, 320, blue.rgb());
+    }
+    const QImage blueFrame(reinterpret_cast<const uchar*>(buffer.data()), 320, 240, kStride * 4,
+                           QImage::Format_ARGB32);
+    const QImage redFrame = solid(320, 240, red);
+    std::size_t accepted = 0;
+    double last = 0;
+    for (int index = 0; index < 2 * kFps; ++index) {
+        if ((index >= 10 && index <= 12) || index == 57 || index == 58) {
+            continue;
+        }
+        const double jitter = index == 2 * kFps - 1 ? 0.0 : ((index * 7) % 5 - 2) * 0.002;
+        last = std::max(0.0, double(index) / kFps + jitter);
+        waitForEncoder(writer, accepted);
+        ASSERT_TRUE(writer.append(index < kFps ? redFrame : blueFrame, last)) << "frame " << index;
+        ++accepted;
+    }
+    EXPECT_EQ(writer.finish(), std::nullopt);
+    EXPECT_EQ(writer.framesEncoded(), accepted);
+    EXPECT_EQ(writer.framesDropped(), 0u);
+    EXPECT_GT(writer.encoderCpuSeconds(), 0.0);
+
+    const Json info = probe(recording.movie);
+    ASSERT_EQ(info["streams"].size(), 1u) << info.dump();
+    const Json& stream = info["streams"][0];
+    EXPECT_EQ(stream.value("codec_name", ""), "h264");
+    EXPECT_EQ(stream.value("width", 0), 320);
+    EXPECT_EQ(stream.value("height", 0), 240);
+    EXPECT_EQ(std::stoul(stream.value("nb_frames", "0")), accepted);
+    EXPECT_NE(info["format"].value("format_name", "").find("mov"), std::string::npos);
+    EXPECT_NEAR(std::stod(info["format"].value("duration", "0")), last + 1.0 / kFps, 0.05);
+    for (const auto& [seconds, colour] : {std::pair{0.5, red}, {0.95, red}, {1.05, blue}, {1.5, blue}}) {
+        EXPECT_LE(centreDistance(recording.movie, seconds, colour), 24) << "at " << seconds << " s";
+    }
+}
+
+TEST(VideoWriterTest, RefusesFramesOfTheWrongShapeOrTimeAndAfterFinishing) {
+    Recording recording(64, 48);
+    ASSERT_TRUE(recording.writer);
+    VideoWriter& writer = *recording.writer;
+    const QImage good = solid(64, 48, Qt::green, QImage::Format_ARGB32_Premultiplied);
+    ASSERT_TRUE(writer.append(good, 1.0));
+
+    const struct {
+        const char* what;
+        QImage frame;
+        double seconds;
+        bool accepted;
+    } cases[] = {
+        {"wider", solid(66, 48, Qt::green), 2.0, false},
+        {"shorter", solid(64, 46, Qt::green), 2.0, false},
+        {"no alpha channel", solid(64, 48, Qt::green, QImage::Format_RGB888), 2.0, false},
+        {"the same time", good, 1.0, false},
+        {"an earlier time", good, 0.5, false},
+        {"within a microsecond", good, 1.0000004, false},
+        {"later", good, 1.1, true},
+    };
+    for (const auto& item : cases) {
+        EXPECT_EQ(writer.append(item.frame, item.seconds), item.accepted) << item.what;
+    }
+    EXPECT_EQ(writer.finish(), std::nullopt);
+    EXPECT_FALSE(writer.append(good, 5.0)) << "after finishing";
+    EXPECT_EQ(writer.finish(), std::nullopt) << "finishing twice";
+    EXPECT_EQ(writer.framesDropped(), 0u) << "a refusal isn't a drop";
+    EXPECT_EQ(frameCount(recording.movie), 2);
+}
+
+TEST(VideoWriterTest, AFullQueueDropsFramesInsteadOfWaiting) {
+    Recording recording(1280, 800);
+    ASSERT_TRUE(recording.writer);
+    VideoWriter& writer = *recording.writer;
+    const QImage frame = solid(1280, 800, QColor(90, 120, 200));
+    constexpr std::size_t kAppended = 40;
+    std::size_t accepted = 0;
+    for (std::size_t index = 0; index < kAppended; ++index) {
+        accepted += writer.append(frame, double(index) / kFps) ? 1 : 0;
+    }
+    EXPECT_EQ(writer.finish(), std::nullopt);
+    EXPECT_GT(writer.framesDropped(), 0u);
+    EXPECT_EQ(writer.framesEncoded(), accepted);
+    EXPECT_EQ(writer.framesEncoded() + writer.framesDropped(), kAppended);
+    EXPECT_EQ(frameCount(recording.movie), long(accepted));
+}
+
+TEST(VideoWriterTest, DestroyingAnUnfinishedWriterStillCompletesTheMovie) {
+    Recording recording(64, 48);
+    ASSERT_TRUE(recording.writer);
+    for (int index = 0; index < 3; ++index) {
+        ASSERT_TRUE(recording.writer->append(solid(64, 48, Qt::yellow), index / double(kFps)));
+    }
+    recording.writer.reset();
+    EXPECT_EQ(frameCount(recording.movie), 3);
+}
+
+TEST(VideoWriterTest, AWriteFailureRefusesLaterFramesAndIsReportedByFinish) {
+    Recording recording(320, 240);
+    ASSERT_TRUE(recording.writer);
+    VideoWriter& writer = *recording.writer;
+    const FileSizeLimit limit(4096);
+    // Two kinds of noise in turn make every frame large, so the output buffer soon reaches the disk.
+    std::mt19937 random(7);
+    QImage noise[2] = {solid(320, 240, Qt::black), solid(320, 240, Qt::black)};
+    for (QImage& image : noise) {
+        std::generate_n(reinterpret_cast<QRgb*>(image.bits()), 320 * 240,
+                        [&] { return random() | 0xff000000u; });
+    }
+    bool refused = false;
+    for (int index = 0; index < 10 * kFps && !refused; ++index) {
+        const std::size_t dropped = writer.framesDropped();
+        refused = !writer.append(noise[index % 2], index / double(kFps)) && writer.framesDropped() == dropped;
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    }
+    EXPECT_TRUE(refused);
+    EXPECT_EQ(writer.finish(), "Couldn’t write " + recording.movie.string() + ": File too large");
+}
+
+TEST(VideoWriterTest, OpeningFailsWithAOneLineReason) {
+    const vitrek::test::ScratchDirectory scratch("video-writer");
+    const auto inMissingFolder = scratch.path() / "missing" / "raw.mov";
+    const struct {
+        std::filesystem::path path;
+        VideoWriter::Settings settings;
+        std::string reason;
+    } cases[] = {
+        {inMissingFolder,
+         {64, 48, kFps, 0},
+         "Couldn’t create " + inMissingFolder.string() + ": No such file or directory"},
+        {scratch.path() / "raw.mov",
+         {65, 48, kFps, 0},
+         "Can’t encode a 65 × 48 video: the width and height must be even and above 0."},
+        {scratch.path() / "raw.mov", {64, 48, 0, 0}, "Can’t encode a video at 0 frames per second."},
+    };
+    for (const auto& item : cases) {
+        std::string error;
+        EXPECT_EQ(VideoWriter::open(item.path, item.settings, error), nullptr);
+        EXPECT_EQ(error, item.reason);
+    }
+    EXPECT_FALSE(std::filesystem::exists(scratch.path() / "raw.mov"));
+}
+
+} // namespace
+} // namespace brivel::test
