@@ -230,11 +230,7 @@ DemoTask DemoRecorder::move(QString anchor, double duration) {
 }
 
 DemoTask DemoRecorder::click(QString anchor, double duration) {
-    co_await move(anchorCentre(anchor), duration);
-    co_await DemoSleep{kClickSettle};
-    const DemoRect region{m_region.x(), m_region.y(), m_region.width(), m_region.height()};
-    m_log.logClick(elapsed(), DemoMath::fractionOf(DemoPoint{m_cursor.x(), m_cursor.y()}, region));
-    co_await DemoSleep{kClickRelease};
+    co_await click(anchorCentre(anchor), duration);
 }
 
 DemoTask DemoRecorder::click(QPointF point, double duration) {
