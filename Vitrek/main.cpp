@@ -3,6 +3,7 @@
 #include "linux/JournalSource.h"
 #include "linux/LargePages.h"
 #include "linux/PowerLogSource.h"
+#include "shell/VitrekApplication.h"
 
 #include <chrono>
 #include <iostream>
@@ -14,6 +15,12 @@ int main(int argc, char** argv) {
     const std::vector<std::string> arguments(argv + 1, argv + argc);
     if (arguments.size() == 1 && arguments[0] == "--headless") {
         return vitrek::cli::headless(argc, argv, std::cout);
+    }
+    if (arguments.empty()) {
+        if (vitrek::hasDisplay()) {
+            return vitrek::runApplication(argc, argv);
+        }
+        std::cerr << "vitrek: no display to open the window on; printing a check-up instead\n";
     }
     if (vitrek::cli::isCommand(arguments)) {
         vitrek::preferLargePages();

@@ -13,8 +13,11 @@ constexpr const char* kUsage =
     "usage: vitrek [COMMAND] [OPTIONS]\n"
     "       vitrek --headless\n"
     "\n"
+    "Without a command, vitrek opens its window and tray icon (or prints a check-up when there is no\n"
+    "display).\n"
+    "\n"
     "Commands:\n"
-    "  report      take one check-up of this machine and print it (the default)\n"
+    "  report      take one check-up of this machine and print it\n"
     "  nights      rebuild each night from the power log and print its rest score and story\n"
     "  --headless  take a check-up every minute without a window, until interrupted\n"
     "\n"
@@ -27,7 +30,7 @@ bool isCommand(std::span<const std::string> arguments) {
 }
 
 int run(std::span<const std::string> arguments, CommandContext& context) {
-    // Until there is a window, the check-up report is what a bare `vitrek` shows.
+    // Without a display to open the window on, a bare `vitrek` prints the check-up instead.
     if (arguments.empty()) {
         return report(arguments, context);
     }

@@ -57,6 +57,19 @@ public:
                std::string(month(*local));
     }
 
+    std::string date(Instant date, const Calendar& calendar) const override {
+        const auto local = calendar.local(date);
+        if (!local) {
+            return {};
+        }
+        return std::to_string(local->day) + " " + std::string(month(*local).substr(0, 3)) + " " +
+               std::to_string(local->year);
+    }
+    std::string weekday(Instant date, const Calendar& calendar) const override {
+        const auto local = calendar.local(date);
+        return local ? std::string(weekday(*local)) : std::string{};
+    }
+
 private:
     static std::string_view weekday(const LocalDateTime& local) {
         return kWeekdays[static_cast<std::size_t>(std::clamp(local.weekday, 1, 7) - 1)];
@@ -126,6 +139,10 @@ std::string clockTime(Instant date, const Calendar& calendar) {
 std::string day(Instant date, const Calendar& calendar) { return dateFormatter().day(date, calendar); }
 std::string longDay(Instant date, const Calendar& calendar) {
     return dateFormatter().longDay(date, calendar);
+}
+std::string date(Instant date, const Calendar& calendar) { return dateFormatter().date(date, calendar); }
+std::string weekday(Instant date, const Calendar& calendar) {
+    return dateFormatter().weekday(date, calendar);
 }
 
 const DateFormatter& dateFormatter() { return *installedFormatter(); }

@@ -19,6 +19,8 @@ public:
     virtual std::string clockTime(Instant date, const Calendar& calendar) const = 0; // "07:12"
     virtual std::string day(Instant date, const Calendar& calendar) const = 0;       // "Tue 4 Mar"
     virtual std::string longDay(Instant date, const Calendar& calendar) const = 0;   // "Tuesday 4 March"
+    virtual std::string date(Instant date, const Calendar& calendar) const = 0;      // "4 Mar 2024"
+    virtual std::string weekday(Instant date, const Calendar& calendar) const = 0;   // "Tuesday"
 };
 
 // Short text forms of durations, clock readings, percentages and dates.
@@ -40,6 +42,8 @@ std::string hour(Instant date, const Calendar& calendar);
 std::string clockTime(Instant date, const Calendar& calendar);
 std::string day(Instant date, const Calendar& calendar);
 std::string longDay(Instant date, const Calendar& calendar);
+std::string date(Instant date, const Calendar& calendar);
+std::string weekday(Instant date, const Calendar& calendar);
 
 // The formatter behind the five date forms; the fixed English one until another is installed.
 const DateFormatter& dateFormatter();

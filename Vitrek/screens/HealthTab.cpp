@@ -1,0 +1,378 @@
+#include "screens/HealthTab.h"
+
+#include "Store.h"
+#include "screens/Labels.h"
+#include "screens/ScreenTexts.h"
+#include "screens/Symbols.h"
+#include "screens/widgets/AgeOrb.h"
+#include "screens/widgets/Card.h"
+#include "screens/widgets/InRangeBadge.h"
+#include "screens/widgets/Kicker.h"
+#include "screens/widgets/PaceScale.h"
+#include "screens/widgets/StressChart.h"
+#include "time/Calendar.h"
+
+#include <QHBoxLayout>
+#include <QPainter>
+#include <QTimer>
+#include <QVBoxLayout>
+
+namespace vitrek {
+
+namespace {
+
+// A symbol or a dot painted in a theme colour.
+class Glyph : public QWidget {
+public:
+    Glyph(QString symbol, QSize size, QSize glyph, QWidget* parent = nullptr)
+        : QWidget(parent), m_symbol(std::move(symbol)), m_glyph(glyph) {
+        setFixedSize(size);
+    }
+    void set(QString symbol, QColor color) {
+        if (symbol != m_symbol || color != m_color) {
+            m_symbol = std::move(symbol);
+            m_color = color;
+            update();
+        }
+    }
+
+protected:
+    void paintEvent(QPaintEvent*) override {
+        QPainter painter(this);
+        painter.setRenderHint(QPainter::Antialiasing);
+        QRectF box(QPointF(0, 0), QSizeF(m_glyph));
+        box.moveCenter(QRectF(rect()).center());
+        if (m_symbol.isEmpty()) {
+            painter.setPen(Qt::NoPen);
+            painter.setBrush(m_color);
+            painter.drawEllipse(box);
+        } else {
+            Symbols::paint(painter, m_symbol, box, m_color);
+        }
+    }
+
+private:
+    QString m_symbol;
+    QSize m_glyph;
+    QColor m_color;
+};
+
+// A 1-wide hairline between the vitals' tiles, or under headings.
+class Rule : public QWidget {
+public:
+    explicit Rule(QSize size, QWidget* parent = nullptr) : QWidget(parent) { setFixedSize(size); }
+
+protected:
+    void paintEvent(QPaintEvent*) override {
+        QPainter(this).fillRect(rect(), Theme::color(Theme::Role::hairline));
+    }
+};
+
+void clear(QLayout* layout) {
+    while (auto* item = layout->takeAt(0)) {
+        if (auto* child = item->layout()) {
+            clear(child);
+        }
+        delete item->widget();
+        delete item;
+    }
+}
+
+} // namespace
+
+struct HealthTab::Parts {
+    AgeOrb* orb = nullptr;
+    QLabel* realLine = nullptr;
+
+    PaceScale* pace = nullptr;
+    QWidget* weekRow = nullptr;
+    Glyph* weekDot = nullptr;
+    QLabel* weekLine = nullptr;
+    QLabel* paceCaption = nullptr;
+
+    Card* ageFactorsCard = nullptr;
+    QVBoxLayout* ageFactorRows = nullptr;
+
+    QHBoxLayout* tiles = nullptr;
+    QLabel* checked = nullptr;
+    QLabel* footer = nullptr;
+    QLabel* outOfRange = nullptr;
+
+    QLabel* clock = nullptr;
+    QLabel* hours = nullptr;
+    QLabel* today = nullptr;
+    QWidget* comparisonRow = nullptr;
+    Glyph* comparisonArrow = nullptr;
+    QLabel* comparison = nullptr;
+    QLabel* now = nullptr;
+    StressChart* chart = nullptr;
+
+    QLabel* footnote = nullptr;
+
+    std::vector<QLabel*> labels;    // fixed labels, re-tinted on refresh
+    std::vector<QLabel*> rebuilt;   // labels of rows rebuilt on refresh
+    std::optional<std::pair<std::optional<MacAge>, Theme::Appearance>> shownAgeFactors;
+    std::optional<std::pair<std::vector<Vital>, Theme::Appearance>> shownVitals;
+    bool refreshQueued = false;
+
+    QLabel* label(const QFont& font, Theme::Role role, bool wrap = false) {
+        auto* made = Labels::make(font, role, wrap);
+        labels.push_back(made);
+        return made;
+    }
+    QLabel* rowLabel(const QFont& font, Theme::Role role, const std::string& text, bool wrap = false) {
+        auto* made = Labels::make(font, role, wrap);
+        made->setText(Labels::q(text));
+        return made;
+    }
+};
+
+HealthTab::HealthTab(Store& store, QWidget* parent) : QWidget(parent), m_store(store), m_parts(new Parts) {
+    auto& p = *m_parts;
+    auto* column = new QVBoxLayout(this);
+    column->setContentsMargins(24, 8, 24, 24);
+    column->setSpacing(16);
+
+    // The orb, and beside it the pace and what moves the age.
+    auto* top = new QHBoxLayout;
+    top->setSpacing(16);
+    auto* orbCard = new Card(this);
+    orbCard->setFixedWidth(340);
+    orbCard->setToolTip(Labels::q(Texts::kOrbHelp));
+    auto* orbColumn = new QVBoxLayout(orbCard);
+    orbColumn->setSpacing(12);
+    p.orb = new AgeOrb(280, orbCard);
+    orbColumn->addWidget(p.orb, 0, Qt::AlignHCenter);
+    p.realLine = p.label(Fonts::caption(), Theme::Role::ink3, true);
+    p.realLine->setAlignment(Qt::AlignHCenter);
+    orbColumn->addWidget(p.realLine);
+    orbColumn->addStretch(1);
+    top->addWidget(orbCard, 0);
+
+    auto* side = new QVBoxLayout;
+    side->setSpacing(16);
+    auto* paceCard = new Card(this);
+    auto* paceColumn = new QVBoxLayout(paceCard);
+    paceColumn->setSpacing(10);
+    paceColumn->addWidget(new Kicker(Labels::q(Texts::kPaceKicker), paceCard));
+    p.pace = new PaceScale(paceCard);
+    paceColumn->addWidget(p.pace);
+    p.weekRow = new QWidget(paceCard);
+    auto* weekLayout = new QHBoxLayout(p.weekRow);
+    weekLayout->setContentsMargins(0, 0, 0, 0);
+    weekLayout->setSpacing(6);
+    p.weekDot = new Glyph({}, QSize(6, 14), QSize(6, 6), p.weekRow);
+    p.weekLine = p.label(Fonts::body(), Theme::Role::ink2);
+    weekLayout->addWidget(p.weekDot);
+    weekLayout->addWidget(p.weekLine, 1);
+    paceColumn->addWidget(p.weekRow);
+    p.paceCaption = p.label(Fonts::caption(), Theme::Role::ink3, true);
+    p.paceCaption->setText(Labels::q(Texts::kPaceCaption));
+    paceColumn->addWidget(p.paceCaption);
+    side->addWidget(paceCard);
+
+    p.ageFactorsCard = new Card(this);
+    auto* factorsColumn = new QVBoxLayout(p.ageFactorsCard);
+    factorsColumn->setSpacing(10);
+    factorsColumn->addWidget(new Kicker(Labels::q(Texts::kAgeFactorsKicker), p.ageFactorsCard));
+    p.ageFactorRows = new QVBoxLayout;
+    p.ageFactorRows->setSpacing(12);
+    factorsColumn->addLayout(p.ageFactorRows);
+    factorsColumn->addStretch(1);
+    side->addWidget(p.ageFactorsCard, 1);
+    side->addStretch(0);
+    top->addLayout(side, 1);
+    column->addLayout(top);
+
+    // The Health Monitor: one tile per vital.
+    auto* monitor = new Card(this);
+    auto* monitorColumn = new QVBoxLayout(monitor);
+    monitorColumn->setSpacing(12);
+    auto* heading = new QHBoxLayout;
+    heading->addWidget(new Kicker(Labels::q(Texts::kHealthKicker), monitor));
+    heading->addStretch(1);
+    p.checked = p.label(Fonts::caption(), Theme::Role::ink3);
+    p.checked->setText(Labels::q(Texts::kHealthChecked));
+    heading->addWidget(p.checked);
+    monitorColumn->addLayout(heading);
+    p.tiles = new QHBoxLayout;
+    p.tiles->setSpacing(12);
+    monitorColumn->addLayout(p.tiles);
+    p.footer = p.label(Fonts::body(), Theme::Role::ink);
+    p.outOfRange = p.label(Fonts::caption(), Theme::Role::ink3, true);
+    monitorColumn->addWidget(p.footer);
+    monitorColumn->addWidget(p.outOfRange);
+    column->addWidget(monitor);
+
+    // The Stress Monitor: today's high stress on the left, the chart beside it.
+    auto* stressCard = new Card(this);
+    stressCard->setToolTip(Labels::q(Texts::kStressHelp));
+    auto* stressRow = new QHBoxLayout(stressCard);
+    stressRow->setSpacing(16);
+    auto* left = new QWidget(stressCard);
+    left->setFixedWidth(260);
+    auto* leftColumn = new QVBoxLayout(left);
+    leftColumn->setContentsMargins(0, 0, 0, 0);
+    leftColumn->setSpacing(6);
+    leftColumn->addWidget(new Kicker(Labels::q(Texts::kStressKicker), left));
+    auto* clockRow = new QHBoxLayout;
+    clockRow->setSpacing(6);
+    p.clock = p.label(Fonts::system(40, QFont::Black, true), Theme::Role::ink);
+    p.hours = p.label(Fonts::system(15, QFont::DemiBold), Theme::Role::ink2);
+    p.hours->setText(Labels::q(Texts::kStressHours));
+    clockRow->addWidget(p.clock, 0, Qt::AlignBaseline);
+    clockRow->addWidget(p.hours, 0, Qt::AlignBaseline);
+    clockRow->addStretch(1);
+    leftColumn->addLayout(clockRow);
+    p.today = p.label(Fonts::body(), Theme::Role::ink2);
+    p.today->setText(Labels::q(Texts::kStressToday));
+    leftColumn->addWidget(p.today);
+    p.comparisonRow = new QWidget(left);
+    auto* comparisonLayout = new QHBoxLayout(p.comparisonRow);
+    comparisonLayout->setContentsMargins(0, 0, 0, 0);
+    comparisonLayout->setSpacing(6);
+    p.comparisonArrow = new Glyph({}, QSize(12, 16), QSize(10, 10), p.comparisonRow);
+    p.comparison = Labels::make(Fonts::body(), Theme::Role::good, true);
+    comparisonLayout->addWidget(p.comparisonArrow, 0, Qt::AlignTop);
+    comparisonLayout->addWidget(p.comparison, 1);
+    leftColumn->addWidget(p.comparisonRow);
+    p.now = p.label(Fonts::body(), Theme::Role::ink2);
+    leftColumn->addWidget(p.now);
+    leftColumn->addStretch(1);
+    stressRow->addWidget(left);
+    p.chart = new StressChart(stressCard);
+    p.chart->setAccessibleName(Labels::q(StressChartModel::kAccessibleName));
+    stressRow->addWidget(p.chart, 1);
+    column->addWidget(stressCard);
+
+    p.footnote = p.label(Fonts::caption(), Theme::Role::ink3, true);
+    p.footnote->setText(Labels::q(Texts::kHealthFootnote));
+    column->addWidget(p.footnote);
+    column->addStretch(1);
+
+    const auto queue = [this] {
+        if (!m_parts->refreshQueued) {
+            m_parts->refreshQueued = true;
+            QTimer::singleShot(0, this, [this] { refresh(); });
+        }
+    };
+    for (auto signal : {&Store::readingChanged, &Store::heavyChanged, &Store::historyChanged,
+                        &Store::ageChanged, &Store::samplesChanged, &Store::vitalsChanged,
+                        &Store::stressNowChanged}) {
+        connect(&m_store, signal, this, queue);
+    }
+    refresh();
+}
+
+HealthTab::~HealthTab() { delete m_parts; }
+
+void HealthTab::refresh() {
+    auto& p = *m_parts;
+    p.refreshQueued = false;
+    const auto& env = m_store.environment();
+    const Calendar calendar = env.calendar ? env.calendar() : Calendar::current();
+    const Instant now = m_store.reading() ? m_store.reading()->date
+                                          : (env.now ? env.now() : Instant{std::chrono::system_clock::now()});
+    const auto& age = m_store.age();
+    const Theme::Appearance appearance = Theme::appearance();
+
+    std::optional<double> years;
+    std::optional<double> gap;
+    if (age) {
+        years = age->vitrekYears();
+        gap = age->difference();
+    }
+    p.orb->setAge(years, gap);
+    p.orb->setAccessibleName(Labels::q(Texts::orbAccessibleName(years, gap)));
+    Labels::setText(p.realLine, age ? Texts::realLine(*age, calendar) : std::string(Texts::kOrbNoAge));
+
+    const auto pace = Texts::pace(age);
+    p.pace->setPace(pace);
+    p.pace->setAccessibleName(Labels::q(Texts::paceAccessibleName(pace)));
+    const auto week = Texts::weekLine(age, m_store.lastWeekGap());
+    p.weekRow->setVisible(week.has_value());
+    Labels::setText(p.weekLine, week.value_or(std::string{}));
+    p.weekDot->set({}, Theme::color(Theme::Role::ink2));
+
+    p.ageFactorsCard->setVisible(age.has_value());
+    if (!p.shownAgeFactors || p.shownAgeFactors->first != age || p.shownAgeFactors->second != appearance) {
+        p.shownAgeFactors.emplace(age, appearance);
+        clear(p.ageFactorRows);
+        if (age && age->factors.empty()) {
+            p.ageFactorRows->addWidget(p.rowLabel(Fonts::body(), Theme::Role::ink2, Texts::kAgeFactorsNone, true));
+        }
+        for (const auto& factor : age ? age->factors : std::vector<AgeFactor>{}) {
+            const bool younger = factor.years < 0;
+            const QColor color = Theme::color(younger ? Theme::Role::good : Theme::Role::poor);
+            auto* row = new QWidget(p.ageFactorsCard);
+            auto* layout = new QHBoxLayout(row);
+            layout->setContentsMargins(0, 0, 0, 0);
+            layout->setSpacing(8);
+            auto* arrow = new Glyph({}, QSize(14, 16), QSize(11, 11), row);
+            arrow->set(younger ? QStringLiteral("arrow.down.right") : QStringLiteral("arrow.up.right"), color);
+            layout->addWidget(arrow, 0, Qt::AlignTop);
+            auto* texts = new QVBoxLayout;
+            texts->setSpacing(1);
+            texts->addWidget(p.rowLabel(Fonts::body(), Theme::Role::ink, factor.title));
+            texts->addWidget(p.rowLabel(Fonts::caption(), Theme::Role::ink3, factor.detail, true));
+            layout->addLayout(texts, 1);
+            auto* amount = p.rowLabel(Fonts::system(13, QFont::DemiBold), Theme::Role::ink,
+                                      Texts::ageFactorAmount(factor.years));
+            Labels::setColor(amount, color);
+            layout->addWidget(amount, 0, Qt::AlignTop);
+            p.ageFactorRows->addWidget(row);
+        }
+    }
+
+    const auto& vitals = m_store.vitals();
+    if (!p.shownVitals || p.shownVitals->first != vitals || p.shownVitals->second != appearance) {
+        p.shownVitals.emplace(vitals, appearance);
+        clear(p.tiles);
+        for (std::size_t i = 0; i < vitals.size(); ++i) {
+            const auto& vital = vitals[i];
+            if (i > 0) {
+                p.tiles->addWidget(new Rule(QSize(1, 96)));
+            }
+            auto* tile = new QWidget;
+            auto* layout = new QVBoxLayout(tile);
+            layout->setContentsMargins(0, 4, 0, 4);
+            layout->setSpacing(6);
+            auto* symbol = new Glyph({}, QSize(22, 22), QSize(20, 20), tile);
+            symbol->set(Labels::q(vital.symbol), Theme::color(Theme::Role::ink2));
+            layout->addWidget(symbol);
+            layout->addWidget(new Kicker(Labels::q(vital.title), tile));
+            layout->addWidget(p.rowLabel(Fonts::system(17, QFont::Bold, true), Theme::Role::ink, vital.value));
+            layout->addWidget(new InRangeBadge(vital.inRange, 18, tile));
+            tile->setToolTip(Labels::q(Texts::vitalHelp(vital)));
+            tile->setAccessibleName(Labels::q(Texts::vitalAccessibleName(vital)));
+            p.tiles->addWidget(tile, 1);
+        }
+    }
+    Labels::setText(p.footer, Texts::healthFooter(vitals));
+    const std::string outOfRange = Texts::outOfRangeLine(vitals);
+    Labels::setText(p.outOfRange, outOfRange);
+    p.outOfRange->setVisible(!outOfRange.empty());
+
+    Labels::setText(p.clock, StressFmt::clock(m_store.heavy()));
+    const auto comparison = Texts::stressComparison(m_store.heavy(), m_store.typicalStress(), now, calendar);
+    p.comparisonRow->setVisible(comparison.has_value());
+    if (comparison) {
+        const QColor color = Theme::color(comparison->more ? Theme::Role::fair : Theme::Role::good);
+        p.comparisonArrow->set(comparison->more ? QStringLiteral("arrowtriangle.up.fill")
+                                                : QStringLiteral("arrowtriangle.down.fill"),
+                               color);
+        Labels::setText(p.comparison, comparison->text);
+        Labels::setColor(p.comparison, color);
+    }
+    const auto nowLine = Texts::stressNowLine(m_store.stressNow());
+    p.now->setVisible(nowLine.has_value());
+    Labels::setText(p.now, nowLine.value_or(std::string{}));
+    p.chart->setSamples(m_store.samples(), now, calendar);
+
+    for (auto* label : p.labels) {
+        Labels::setColor(label, static_cast<Theme::Role>(label->property("vitrekRole").toInt()));
+    }
+    update();
+}
+
+} // namespace vitrek

@@ -1,0 +1,46 @@
+#pragma once
+
+#include "ScreenTexts.h"
+
+#include <QMainWindow>
+
+class QAction;
+class QStackedWidget;
+
+namespace vitrek {
+
+class Store;
+
+// The main window "Vitrek": the header with the model, date and streak, the two tab buttons, the Today
+// and Health tabs, the toolbar and the menus. At least 820 × 700.
+class MainWindow : public QMainWindow {
+    Q_OBJECT
+
+public:
+    explicit MainWindow(Store& store, QWidget* parent = nullptr);
+    ~MainWindow() override;
+
+    Texts::Tab tab() const;
+    void setTab(Texts::Tab tab);
+    void refresh();
+
+    QAction* refreshAction() const { return m_refresh; }
+
+signals:
+    void settingsRequested();
+    void quitRequested();
+
+protected:
+    void closeEvent(QCloseEvent* event) override;
+
+private:
+    struct Parts;
+    void buildMenus();
+    QWidget* buildHeader();
+
+    Store& m_store;
+    Parts* m_parts = nullptr;
+    QAction* m_refresh = nullptr;
+};
+
+} // namespace vitrek

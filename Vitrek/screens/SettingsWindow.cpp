@@ -1,0 +1,167 @@
+#include "screens/SettingsWindow.h"
+
+#include "Store.h"
+#include "screens/Labels.h"
+#include "screens/ScreenTexts.h"
+#include "screens/Symbols.h"
+#include "shell/Autostart.h"
+#include "shell/Preferences.h"
+
+#include <Brivel.h>
+#include <Updater/UpdateSettingsSection.h>
+
+#include <QCheckBox>
+#include <QCoreApplication>
+#include <QDateEdit>
+#include <QGroupBox>
+#include <QHBoxLayout>
+#include <QScrollArea>
+#include <QTabWidget>
+#include <QVBoxLayout>
+
+namespace vitrek {
+
+namespace {
+
+QLabel* caption(const char* text) {
+    auto* label = Labels::make(Fonts::caption(), Theme::Role::ink2, true);
+    label->setText(Labels::q(text));
+    return label;
+}
+
+QIcon tabIcon(const char* symbol) {
+    return QIcon(Symbols::pixmap(QString::fromLatin1(symbol), Theme::color(Theme::Role::ink2), 16, 2.0));
+}
+
+QWidget* howItWorks() {
+    auto* content = new QWidget;
+    auto* column = new QVBoxLayout(content);
+    column->setContentsMargins(24, 24, 24, 24);
+    column->setSpacing(12);
+    for (const auto& entry : Texts::kGlossary) {
+        auto* block = new QVBoxLayout;
+        block->setSpacing(4);
+        auto* title = Labels::make(Fonts::title(), Theme::Role::ink);
+        title->setText(Labels::q(entry.title));
+        auto* text = Labels::make(Fonts::body(), Theme::Role::ink2, true);
+        text->setText(Labels::q(entry.text));
+        block->addWidget(title);
+        block->addWidget(text);
+        column->addLayout(block);
+    }
+    column->addStretch(1);
+    auto* area = new QScrollArea;
+    area->setWidget(content);
+    area->setWidgetResizable(true);
+    area->setFrameShape(QFrame::NoFrame);
+    area->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+    area->viewport()->setBackgroundRole(QPalette::Window);
+    return area;
+}
+
+} // namespace
+
+struct SettingsWindow::Parts {
+    QCheckBox* showInMenuBar = nullptr;
+    QCheckBox* openAtLogin = nullptr;
+    QCheckBox* setBought = nullptr;
+    QWidget* boughtRow = nullptr;
+    QDateEdit* bought = nullptr;
+};
+
+SettingsWindow::SettingsWindow(Store& store, bool demo, QWidget* parent)
+    : QWidget(parent), m_store(store), m_demo(demo), m_parts(new Parts) {
+    setWindowTitle(QStringLiteral("Vitrek Settings"));
+    setObjectName(QStringLiteral("settings"));
+    setFixedSize(520, 400);
+    setPalette(Labels::palette());
+    setAutoFillBackground(true);
+    auto& p = *m_parts;
+    auto& preferences = Preferences::shared();
+
+    auto* general = new QWidget;
+    auto* generalColumn = new QVBoxLayout(general);
+    generalColumn->setContentsMargins(20, 20, 20, 20);
+    generalColumn->setSpacing(16);
+    auto* startup = new QGroupBox(general);
+    auto* startupColumn = new QVBoxLayout(startup);
+    p.showInMenuBar = new QCheckBox(Labels::q(Texts::kShowInMenuBar), startup);
+    p.showInMenuBar->setChecked(preferences.showInMenuBar());
+    p.openAtLogin = new QCheckBox(Labels::q(Texts::kOpenAtLogin), startup);
+    p.openAtLogin->setChecked(Autostart::isEnabled());
+    startupColumn->addWidget(p.showInMenuBar);
+    startupColumn->addWidget(p.openAtLogin);
+    startupColumn->addWidget(caption(Texts::kOpenAtLoginCaption));
+    generalColumn->addWidget(startup);
+
+    auto* ageGroup = new QGroupBox(Labels::q(Texts::kAgeSection), general);
+    auto* ageColumn = new QVBoxLayout(ageGroup);
+    p.setBought = new QCheckBox(Labels::q(Texts::kSetBought), ageGroup);
+    p.setBought->setChecked(preferences.hasBoughtAt());
+    p.boughtRow = new QWidget(ageGroup);
+    auto* boughtLayout = new QHBoxLayout(p.boughtRow);
+    boughtLayout->setContentsMargins(0, 0, 0, 0);
+    auto* gotItOn = new QLabel(Labels::q(Texts::kGotItOn), p.boughtRow);
+    p.bought = new QDateEdit(preferences.boughtAt().value_or(QDate::currentDate()), p.boughtRow);
+    p.bought->setCalendarPopup(true);
+    p.bought->setDisplayFormat(QLocale().dateFormat(QLocale::ShortFormat));
+    p.bought->setMaximumDate(QDate::currentDate());
+    gotItOn->setBuddy(p.bought);
+    boughtLayout->addWidget(gotItOn);
+    boughtLayout->addWidget(p.bought);
+    boughtLayout->addStretch(1);
+    p.boughtRow->setVisible(p.setBought->isChecked());
+    ageColumn->addWidget(p.setBought);
+    ageColumn->addWidget(p.boughtRow);
+    ageColumn->addWidget(caption(Texts::kSetBoughtCaption));
+    generalColumn->addWidget(ageGroup);
+    generalColumn->addStretch(1);
+
+    auto* updates = new QWidget;
+    auto* updatesColumn = new QVBoxLayout(updates);
+    updatesColumn->setContentsMargins(20, 20, 20, 20);
+    updatesColumn->addWidget(new brivel::UpdateSettingsSection(brivel::Brivel::updater(), updates));
+    updatesColumn->addStretch(1);
+
+    auto* tabs = new QTabWidget(this);
+    tabs->addTab(general, tabIcon("gearshape"), Labels::q(Texts::kGeneralTab));
+    tabs->addTab(updates, tabIcon("arrow.triangle.2.circlepath"), Labels::q(Texts::kUpdatesTab));
+    tabs->addTab(howItWorks(), tabIcon("info.circle"), Labels::q(Texts::kHowItWorksTab));
+    auto* layout = new QVBoxLayout(this);
+    layout->setContentsMargins(8, 8, 8, 8);
+    layout->addWidget(tabs);
+
+    // The menu-bar setting is written even in demo mode; the others only change on screen there.
+    connect(p.showInMenuBar, &QCheckBox::toggled, this, [](bool on) { Preferences::shared().setShowInMenuBar(on); });
+    connect(&preferences, &Preferences::showInMenuBarChanged, p.showInMenuBar, &QCheckBox::setChecked);
+    connect(p.openAtLogin, &QCheckBox::toggled, this, [this](bool on) {
+        if (m_demo) {
+            return;
+        }
+        // A refusal is not shown: the switch keeps the user's position until the window is built again.
+        if (on) {
+            Autostart::enable(QCoreApplication::applicationFilePath());
+        } else {
+            Autostart::disable();
+        }
+    });
+    connect(p.setBought, &QCheckBox::toggled, this, [this](bool on) {
+        m_parts->boughtRow->setVisible(on);
+        if (m_demo) {
+            return;
+        }
+        Preferences::shared().setBoughtAt(on ? std::optional<QDate>(m_parts->bought->date()) : std::nullopt);
+        m_store.updateAge();
+    });
+    connect(p.bought, &QDateEdit::dateChanged, this, [this](QDate date) {
+        if (m_demo || !m_parts->setBought->isChecked()) {
+            return;
+        }
+        Preferences::shared().setBoughtAt(date);
+        m_store.updateAge();
+    });
+}
+
+SettingsWindow::~SettingsWindow() { delete m_parts; }
+
+} // namespace vitrek

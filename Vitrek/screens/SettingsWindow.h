@@ -1,0 +1,26 @@
+#pragma once
+
+#include <QWidget>
+
+namespace vitrek {
+
+class Store;
+
+// The Settings window, 520 × 400: General (menu bar, login, purchase date), Updates (the kit's section)
+// and How It Works. Built anew each time it opens, so the login switch shows the real entry.
+class SettingsWindow : public QWidget {
+    Q_OBJECT
+
+public:
+    // `demo` keeps the login and purchase-date controls on screen only.
+    explicit SettingsWindow(Store& store, bool demo = false, QWidget* parent = nullptr);
+    ~SettingsWindow() override;
+
+private:
+    struct Parts;
+    Store& m_store;
+    bool m_demo;
+    Parts* m_parts = nullptr;
+};
+
+} // namespace vitrek

@@ -1,0 +1,107 @@
+#include "shell/VitrekApplication.h"
+
+#include "Store.h"
+#include "screens/MainWindow.h"
+#include "screens/SettingsWindow.h"
+#include "screens/Symbols.h"
+#include "shell/Appearance.h"
+#include "shell/LocaleDates.h"
+#include "shell/SingleInstance.h"
+#include "shell/Tray.h"
+#include "shell/TrayArt.h"
+
+#include <Brivel.h>
+
+#include <QApplication>
+#include <QPointer>
+
+#include <cstdlib>
+
+namespace vitrek {
+
+namespace {
+
+// The windows of the running program, opened on demand and kept for its life.
+class Shell : public QObject {
+public:
+    explicit Shell(Store& store) : m_store(store) {
+        m_main = new MainWindow(store);
+        m_tray = new Tray(store, this);
+        connect(m_main, &MainWindow::settingsRequested, this, &Shell::showSettings);
+        connect(m_main, &MainWindow::quitRequested, qApp, &QApplication::quit);
+        connect(m_tray, &Tray::openRequested, this, &Shell::showMain);
+        connect(m_tray, &Tray::settingsRequested, this, &Shell::showSettings);
+        connect(m_tray, &Tray::quitRequested, qApp, &QApplication::quit);
+    }
+    ~Shell() override {
+        delete m_settings;
+        delete m_main;
+    }
+
+    void showMain() {
+        m_main->show();
+        m_main->setWindowState(m_main->windowState() & ~Qt::WindowMinimized);
+        m_main->raise();
+        m_main->activateWindow();
+    }
+
+    void showSettings() {
+        if (m_settings && m_settings->isVisible()) {
+            m_settings->raise();
+            m_settings->activateWindow();
+            return;
+        }
+        // Built anew each time, so the login switch shows the entry as it is now.
+        delete m_settings;
+        const bool demo = m_store.environment().isDemo && m_store.environment().isDemo();
+        m_settings = new SettingsWindow(m_store, demo);
+        m_settings->setWindowIcon(QApplication::windowIcon());
+        m_settings->show();
+        m_settings->raise();
+        m_settings->activateWindow();
+    }
+
+private:
+    Store& m_store;
+    MainWindow* m_main = nullptr;
+    Tray* m_tray = nullptr;
+    QPointer<SettingsWindow> m_settings;
+};
+
+} // namespace
+
+bool hasDisplay() {
+    return qEnvironmentVariableIsSet("QT_QPA_PLATFORM") || !qEnvironmentVariableIsEmpty("DISPLAY") ||
+           !qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY");
+}
+
+int runApplication(int argc, char** argv) {
+    QApplication app(argc, argv);
+    QApplication::setOrganizationName(QStringLiteral("Vitrek"));
+    QApplication::setApplicationName(QStringLiteral("Vitrek"));
+    QApplication::setApplicationDisplayName(QStringLiteral("Vitrek"));
+    QApplication::setApplicationVersion(QStringLiteral(VITREK_VERSION));
+    QApplication::setDesktopFileName(QStringLiteral("vitrek"));
+    // The process lives on with its check-ups and tray after the last window closes.
+    QApplication::setQuitOnLastWindowClosed(false);
+
+    SingleInstance instance;
+    if (!instance.claim()) {
+        return EXIT_SUCCESS;
+    }
+    QApplication::setWindowIcon(TrayArt::icon(std::nullopt));
+    Fmt::setDateFormatter(localeDateFormatter(QLocale::system()));
+    Appearance::shared();
+
+    brivel::Brivel::start({QColor(22, 217, 122), QColor(45, 140, 255)});
+    Store& store = Store::shared();
+    store.start();
+
+    Shell shell(store);
+    QObject::connect(&instance, &SingleInstance::activated, &shell, &Shell::showMain);
+    shell.showMain();
+    // The snapshot, self-test and live-snapshot harness is dispatched here, after the Store has started.
+    return QApplication::exec();
+}
+
+} // namespace vitrek

@@ -1,0 +1,12 @@
+#pragma once
+
+namespace vitrek {
+
+// The windowed program: claims the single instance, starts the kit and the Store, shows the main window
+// and the tray, and runs until the user quits. Returns the exit status.
+int runApplication(int argc, char** argv);
+
+// Whether a display is there to open windows on (X11, Wayland, or a platform chosen with QT_QPA_PLATFORM).
+bool hasDisplay();
+
+} // namespace vitrek

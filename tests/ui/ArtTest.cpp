@@ -1,0 +1,235 @@
+#include "powerlog/WakeReason.h"
+#include "scores/HealthMonitor.h"
+#include "screens/Symbols.h"
+#include "screens/Theme.h"
+#include "screens/widgets/AgeOrb.h"
+#include "screens/widgets/PaceScale.h"
+#include "screens/widgets/StressChart.h"
+#include "shell/TrayArt.h"
+#include "support/TestSupport.h"
+
+#include <gtest/gtest.h>
+
+#include <QImage>
+#include <QPainter>
+#include <algorithm>
+#include <functional>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace vitrek {
+namespace {
+
+QImage grabbed(QWidget& widget) { return widget.grab().toImage().convertToFormat(QImage::Format_ARGB32); }
+
+// How many pixels are opaque and within a small distance of `color`.
+int pixelsNear(const QImage& image, const QColor& color, int tolerance = 24) {
+    const QImage plain = image.convertToFormat(QImage::Format_ARGB32);
+    int count = 0;
+    for (int y = 0; y < plain.height(); ++y) {
+        for (int x = 0; x < plain.width(); ++x) {
+            const QColor pixel = plain.pixelColor(x, y);
+            if (pixel.alpha() > 230 && std::abs(pixel.red() - color.red()) <= tolerance &&
+                std::abs(pixel.green() - color.green()) <= tolerance &&
+                std::abs(pixel.blue() - color.blue()) <= tolerance) {
+                ++count;
+            }
+        }
+    }
+    return count;
+}
+
+TEST(ArtSymbols, HasEveryNameTheScreensAndTheCoreAskFor) {
+    std::vector<std::string> wanted{"flame.fill",
+                                    "lightbulb.max",
+                                    "tortoise",
+                                    "arrow.down.right",
+                                    "arrow.up.right",
+                                    "checkmark",
+                                    "exclamationmark",
+                                    "arrowtriangle.down.fill",
+                                    "arrowtriangle.up.fill",
+                                    "square.and.arrow.up",
+                                    "arrow.clockwise",
+                                    "xmark",
+                                    "gearshape",
+                                    "info.circle",
+                                    "stethoscope",
+                                    "arrow.triangle.2.circlepath",
+                                    "moon.zzz",
+                                    "moon.haze",
+                                    "display",
+                                    "eye.slash"};
+
+    Reading reading;
+    reading.totalBytes = 100;
+    reading.battery = BatteryInfo{.health = 0.9, .cycles = std::nullopt, .percent = 50, .onAC = false};
+    const auto vitals = HealthMonitor::vitals(reading);
+    ASSERT_EQ(vitals.size(), 5U);
+    for (const auto& vital : vitals) {
+        wanted.push_back(vital.symbol);
+    }
+    const std::vector<std::pair<std::string, PowerEventKind>> causes{
+        {"LidOpen", PowerEventKind::wake},
+        {"PWRB", PowerEventKind::wake},
+        {"x/Maintenance", PowerEventKind::darkWake},
+        {"x/SleepService", PowerEventKind::darkWake},
+        {"Notification", PowerEventKind::darkWake},
+        {"ACAttach", PowerEventKind::darkWake},
+        {"UserActivity usb", PowerEventKind::wake},
+        {"UserActivity bluetooth", PowerEventKind::wake},
+        {"UserActivity", PowerEventKind::wake},
+        {"wifi", PowerEventKind::darkWake},
+        {"rtc", PowerEventKind::darkWake},
+        {"usb", PowerEventKind::darkWake},
+        {"bluetooth", PowerEventKind::darkWake},
+        {"thermal", PowerEventKind::darkWake},
+        {"", PowerEventKind::boot},
+        {"gibberish", PowerEventKind::darkWake}};
+    for (const auto& [cause, kind] : causes) {
+        wanted.push_back(WakeReason::classify(cause, kind).symbol);
+    }
+
+    const QStringList names = Symbols::names();
+    for (const auto& name : wanted) {
+        const QString symbol = QString::fromStdString(name);
+        EXPECT_TRUE(Symbols::has(symbol)) << name;
+        EXPECT_TRUE(names.contains(symbol)) << name;
+    }
+    EXPECT_TRUE(std::is_sorted(names.begin(), names.end()));
+    for (const auto& name : names) {
+        EXPECT_TRUE(Symbols::has(name)) << name.toStdString();
+    }
+    EXPECT_FALSE(Symbols::has(QStringLiteral("no.such.symbol")));
+}
+
+TEST(ArtSymbols, PaintsTheAskedColourAndADotForAMissingName) {
+    const QColor red(220, 30, 40);
+    const auto painted = [&](const QString& name) {
+        QImage image(48, 48, QImage::Format_ARGB32_Premultiplied);
+        image.fill(Qt::transparent);
+        QPainter painter(&image);
+        Symbols::paint(painter, name, QRectF(0, 0, 48, 48), red);
+        painter.end();
+        return image.convertToFormat(QImage::Format_ARGB32);
+    };
+
+    const QImage missing = painted(QStringLiteral("no.such.symbol"));
+    EXPECT_EQ(missing.pixelColor(24, 24), red);
+    EXPECT_EQ(missing.pixelColor(2, 2).alpha(), 0);
+
+    // Every covered pixel of a known symbol carries the tint and nothing else.
+    const QImage check = painted(QStringLiteral("checkmark"));
+    int covered = 0;
+    int otherColour = 0;
+    for (int y = 0; y < check.height(); ++y) {
+        for (int x = 0; x < check.width(); ++x) {
+            if (const QColor pixel = check.pixelColor(x, y); pixel.alpha() == 255) {
+                ++covered;
+                otherColour += pixel.rgb() != red.rgb() ? 1 : 0;
+            }
+        }
+    }
+    EXPECT_GT(covered, 30);
+    EXPECT_EQ(otherColour, 0);
+
+    const QPixmap sharp = Symbols::pixmap(QStringLiteral("bell"), red, 20, 2.0);
+    EXPECT_EQ(sharp.size(), QSize(40, 40));
+    EXPECT_DOUBLE_EQ(sharp.devicePixelRatio(), 2.0);
+}
+
+TEST(ArtPaceScale, MarkerSitsAtItsShareOfTheCanvas) {
+    PaceScale scale;
+    scale.resize(300, scale.sizeHint().height());
+    EXPECT_TRUE(scale.markerRect().isNull());
+
+    const double w = scale.canvasRect().width();
+    struct Case {
+        double pace;
+        double left;
+    };
+    for (const Case& c : {Case{0, 0}, Case{1, (w - 4) / 2}, Case{2, w - 4}, Case{3, w - 4}, Case{-1, 0}}) {
+        scale.setPace(c.pace);
+        const QRectF canvas = scale.canvasRect();
+        const QRectF marker = scale.markerRect();
+        EXPECT_DOUBLE_EQ(marker.left() - canvas.left(), c.left) << c.pace;
+        EXPECT_DOUBLE_EQ(marker.width(), 4) << c.pace;
+        EXPECT_DOUBLE_EQ(marker.top(), canvas.top()) << c.pace;
+        EXPECT_DOUBLE_EQ(marker.height(), canvas.height()) << c.pace;
+
+        // The marker is painted where it says: near its top edge, above every tick.
+        const QImage image = grabbed(scale);
+        const QColor pixel =
+            image.pixelColor(static_cast<int>(marker.center().x()), static_cast<int>(marker.top()) + 1);
+        EXPECT_EQ(pixel.rgb(), Theme::color(Theme::Role::ink).rgb()) << c.pace;
+    }
+}
+
+TEST(ArtAgeOrb, PaintsTheSameForTheSameValuesAndTintsByGap) {
+    const auto orb = [](std::optional<double> years, std::optional<double> gap) {
+        AgeOrb widget;
+        widget.resize(widget.sizeHint());
+        widget.setAge(years, gap);
+        return grabbed(widget);
+    };
+    const QImage younger = orb(3.0, -1.0);
+    EXPECT_EQ(younger, orb(3.0, -1.0));
+    const QImage older = orb(5.0, 1.0);
+    EXPECT_NE(younger, older);
+    EXPECT_NE(orb(std::nullopt, std::nullopt), orb(4.0, 0.0));
+
+    // Left of the text, inside the blob: green when younger, orange when older.
+    const QPoint side(younger.width() / 2 - 70, younger.height() / 2);
+    const QColor green = younger.pixelColor(side);
+    const QColor orange = older.pixelColor(side);
+    EXPECT_GT(green.green(), green.red());
+    EXPECT_GT(orange.red(), orange.green());
+    EXPECT_GT(orange.red(), orange.blue());
+}
+
+TEST(ArtStressChart, ShowsThePlaceholderUntilThereAreTwoPoints) {
+    const Calendar calendar = test::berlin();
+    const Instant now = test::at("2024-03-05T12:00:00+01:00");
+    StressChart chart;
+    chart.resize(chart.sizeHint());
+    const QColor strain = Theme::color(Theme::Role::strain);
+
+    chart.setSamples({Sample{.date = now - Seconds{60}, .load = 0.7, .heat = Heat::cool}}, now, calendar);
+    EXPECT_TRUE(chart.showsPlaceholder());
+    EXPECT_EQ(pixelsNear(grabbed(chart), strain), 0);
+
+    std::vector<Sample> samples;
+    for (int minute = 0; minute < 90; ++minute) {
+        samples.push_back({.date = now - Seconds{60.0 * (90 - minute)}, .load = 0.8, .heat = Heat::cool});
+    }
+    chart.setSamples(samples, now, calendar);
+    EXPECT_FALSE(chart.showsPlaceholder());
+    EXPECT_GT(pixelsNear(grabbed(chart), strain), 20);
+}
+
+TEST(ArtTray, ShowsTheNumberInItsBandColourAtEverySize) {
+    for (const int size : {16, 22, 24, 32, 48}) {
+        for (const qreal ratio : {1.0, 2.0}) {
+            const QImage image = TrayArt::image(72, size, ratio);
+            EXPECT_EQ(image.size(), QSize(size, size) * ratio) << size << "@" << ratio;
+            EXPECT_DOUBLE_EQ(image.devicePixelRatio(), ratio);
+        }
+    }
+
+    EXPECT_NE(TrayArt::image(71, 24), TrayArt::image(72, 24));
+    EXPECT_NE(TrayArt::image(std::nullopt, 24), TrayArt::image(72, 24));
+    for (const int recovery : {100, 72, 50, 20}) {
+        const QColor band = Theme::color(Theme::color(Theme::recoveryBand(recovery)));
+        EXPECT_GT(pixelsNear(TrayArt::image(recovery, 32), band, 10), 20) << recovery;
+    }
+    EXPECT_EQ(pixelsNear(TrayArt::image(std::nullopt, 32), Theme::color(Theme::Role::good), 10), 0);
+
+    const QList<QSize> sizes = TrayArt::icon(72).availableSizes();
+    for (const int size : {16, 22, 24, 32, 48}) {
+        EXPECT_TRUE(sizes.contains(QSize(size, size))) << size;
+    }
+}
+
+} // namespace
+} // namespace vitrek

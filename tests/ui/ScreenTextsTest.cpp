@@ -1,0 +1,446 @@
+#include "screens/ScreenTexts.h"
+
+#include "scores/Fmt.h"
+#include "support/TestSupport.h"
+#include "time/Calendar.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace vitrek {
+namespace {
+
+using test::at;
+using test::berlin;
+using Role = Theme::Role;
+
+constexpr double kMonth = 1.0 / 12.0;
+
+// The expected texts use the core's fixed English date forms, whatever another test installed.
+void useEnglishDates() { Fmt::setDateFormatter(Fmt::englishDateFormatter()); }
+
+Night nightWith(int darkWakes, int stayedAwake, std::vector<int> charges, bool pluggedIn) {
+    Night night;
+    night.start = at("2024-03-04T23:00:00+01:00");
+    night.end = at("2024-03-05T07:00:00+01:00");
+    night.segments = {Segment{night.start, night.end, PowerState::asleep}};
+    for (int i = 0; i < darkWakes + stayedAwake; ++i) {
+        NightEvent event;
+        event.date = night.start + Seconds{3600.0 * (i + 1)};
+        event.kind = i < darkWakes ? NightEvent::Kind::darkWake : NightEvent::Kind::stayedAwake;
+        night.events.push_back(event);
+    }
+    for (const int charge : charges) {
+        night.battery.push_back(BatteryPoint{night.start, charge});
+    }
+    night.hasBattery = !charges.empty();
+    night.pluggedIn = pluggedIn;
+    return night;
+}
+
+// An age whose Vitrek Age differs from the real one by `adjustment` years.
+MacAge ageOf(double realYears, double adjustment, MacAge::Source source = MacAge::Source::bought) {
+    MacAge age;
+    age.realYears = realYears;
+    age.source = source;
+    age.since = at("2024-03-04T12:00:00+01:00");
+    if (adjustment != 0) {
+        age.factors = {AgeFactor{"Treatment", "", adjustment}};
+    }
+    return age;
+}
+
+Day dayOf(std::string id, int recovery, std::optional<double> strain = std::nullopt) {
+    Day day;
+    day.id = std::move(id);
+    day.recovery = recovery;
+    day.strain = strain;
+    return day;
+}
+
+Vital vital(const char* title, const char* range, bool inRange) {
+    return Vital{Vital::Kind::memory, title, "memorychip", "62%", range, inRange};
+}
+
+TEST(ScreenTextsDialsTest, BeforeTheFirstReadingEveryFigureWaits) {
+    EXPECT_EQ(Texts::recoveryDial(false, 0),
+              (Texts::Dial{std::nullopt, "–", Role::ink3, "Recovery", "Reading your Mac…"}));
+    EXPECT_EQ(Texts::strainDial(std::nullopt, std::nullopt, std::nullopt, 0, berlin()),
+              (Texts::Dial{std::nullopt, "–", Role::strain, "Strain", "First reading in under a minute"}));
+    EXPECT_EQ(Texts::restDial(true, std::nullopt),
+              (Texts::Dial{std::nullopt, "–", Role::rest, "Rest", "Reading last night…"}));
+    EXPECT_EQ(Texts::tipText(""), "Reading your Mac…");
+    EXPECT_EQ(Texts::modelName(std::nullopt), "Your Mac");
+}
+
+TEST(ScreenTextsDialsTest, RecoveryBandsChooseColourAndWordAt67And34) {
+    const struct {
+        int recovery;
+        Role color;
+        const char* sub;
+    } rows[] = {
+        {100, Role::good, "Ready for a heavy day"}, {67, Role::good, "Ready for a heavy day"},
+        {66, Role::fair, "Take it easy today"},     {34, Role::fair, "Take it easy today"},
+        {33, Role::poor, "Needs some care"},        {0, Role::poor, "Needs some care"},
+    };
+    for (const auto& row : rows) {
+        const auto dial = Texts::recoveryDial(true, row.recovery);
+        EXPECT_EQ(dial, (Texts::Dial{row.recovery / 100.0, std::to_string(row.recovery) + "%", row.color,
+                                     "Recovery", row.sub}))
+            << row.recovery;
+    }
+}
+
+TEST(ScreenTextsDialsTest, StrainWordsStartAt18And14And10) {
+    const struct {
+        double strain;
+        const char* word;
+    } rows[] = {{21, "All-out"},     {18.0, "All-out"},  {17.99, "Strenuous"}, {14, "Strenuous"},
+                {13.99, "Moderate"}, {10.0, "Moderate"}, {9.9, "Light"},       {0, "Light"}};
+    for (const auto& row : rows) {
+        EXPECT_EQ(Texts::strainWord(row.strain), row.word) << row.strain;
+    }
+    const auto dial = Texts::strainDial(10.5, std::nullopt, std::nullopt, 2700, berlin());
+    EXPECT_EQ(dial, (Texts::Dial{0.5, "10.5", Role::strain, "Strain", "Moderate · 45 min busy"}));
+}
+
+TEST(ScreenTextsDialsTest, StrainSaysSinceWhenUntilTwoHoursOfMeasuring) {
+    useEnglishDates();
+    const auto reading = at("2024-03-05T11:13:00+01:00");
+    const struct {
+        std::optional<Instant> since;
+        const char* line;
+    } rows[] = {
+        {at("2024-03-05T09:14:00+01:00"), "Light · since 09:14"}, // 1 h 59 min
+        {at("2024-03-05T09:13:00+01:00"), "Light · 2 h 5 min busy"},
+        {std::nullopt, "Light · 2 h 5 min busy"},
+    };
+    for (const auto& row : rows) {
+        EXPECT_EQ(Texts::strainLine(4.2, row.since, reading, 7500, berlin()), row.line);
+    }
+    EXPECT_EQ(Texts::strainLine(4.2, at("2024-03-05T10:00:00+01:00"), std::nullopt, 7500, berlin()),
+              "Light · 2 h 5 min busy");
+}
+
+TEST(ScreenTextsDialsTest, RestLineCountsWakesThenBatteryOrCharger) {
+    const struct {
+        Night night;
+        const char* line;
+    } rows[] = {
+        {nightWith(2, 1, {80, 76}, false), "3 wakes · −4% battery"},
+        {nightWith(1, 0, {}, true), "1 wake · plugged in"},
+        {nightWith(0, 1, {}, false), "1 wake"},
+        {nightWith(0, 0, {}, false), "0 wakes"},
+        // A known loss wins over the charger.
+        {nightWith(0, 2, {90, 91}, true), "2 wakes · −0% battery"},
+    };
+    for (const auto& row : rows) {
+        EXPECT_EQ(Texts::restLine(false, row.night), row.line);
+    }
+    EXPECT_EQ(Texts::restLine(true, nightWith(1, 0, {}, true)), "Reading last night…");
+    EXPECT_EQ(Texts::restLine(false, std::nullopt), "No night recorded yet");
+    EXPECT_EQ(Texts::restDial(false, std::nullopt).value, "–");
+    EXPECT_TRUE(Texts::restDial(false, nightWith(1, 0, {}, true)).fraction.has_value());
+}
+
+TEST(ScreenTextsHeaderTest, ModelDateStreakAndHelpTexts) {
+    useEnglishDates();
+    Reading reading;
+    EXPECT_EQ(Texts::modelName(reading), "Your Mac");
+    reading.model = "Lab machine 7";
+    EXPECT_EQ(Texts::modelName(reading), "Lab machine 7");
+    EXPECT_EQ(Texts::headerDate(at("2024-03-05T23:30:00+01:00"), berlin()), "Tuesday 5 March");
+
+    EXPECT_FALSE(Texts::showsStreak(1));
+    EXPECT_TRUE(Texts::showsStreak(2));
+    EXPECT_EQ(Texts::streakHelp(2), "2 days in a row");
+
+    EXPECT_EQ(Texts::tabHelp(Texts::Tab::today, "Ctrl+1"), "Today (Ctrl+1)");
+    EXPECT_EQ(Texts::shareHelp("Ctrl+Shift+S"), "Share today's card as an image (Ctrl+Shift+S)");
+    EXPECT_EQ(Texts::refreshHelp("Ctrl+R"), "Read your Mac again (Ctrl+R)");
+    EXPECT_EQ(Texts::trayToolTip(72), "Vitrek · Recovery 72%");
+}
+
+TEST(ScreenTextsMilestoneTest, BannerUntilDismissedAndDetailNamingTheNextOne) {
+    const struct {
+        int streak;
+        const char* detail;
+    } rows[] = {
+        {15, "Vitrek has checked your Mac 15 days in a row. Next: 1 month in 15 days."},
+        {29, "Vitrek has checked your Mac 29 days in a row. Next: 1 month in 1 day."},
+        {2, "Vitrek has checked your Mac 2 days in a row. Next: 3 days in 1 day."},
+        {365, "Vitrek has checked your Mac 365 days in a row."},
+    };
+    for (const auto& row : rows) {
+        EXPECT_EQ(Texts::milestoneDetail(row.streak), row.detail);
+    }
+    const struct {
+        int streak;
+        int seen;
+        std::optional<int> shown;
+    } banners[] = {{7, 3, 7}, {8, 3, 7},           {7, 7, std::nullopt}, {9, 3, std::nullopt},
+                   {3, 7, 3}, {1, 0, std::nullopt}};
+    for (const auto& banner : banners) {
+        EXPECT_EQ(Texts::bannerMilestone(banner.streak, banner.seen), banner.shown) << banner.streak;
+    }
+}
+
+TEST(ScreenTextsAgeTest, MiniCardTellsTheGapTintAndPace) {
+    const struct {
+        std::optional<MacAge> age;
+        Texts::AgeMini expected;
+    } rows[] = {
+        {std::nullopt, {"–", "Not known yet", Role::ink3, "Set its date in Settings"}},
+        {ageOf(3.0, 0.2), {"3.2", "2 months older", Role::poor, "Ageing at 1.1× pace"}},
+        {ageOf(3.0, 0.08), {"3.1", "Right on its age", Role::ink2, "Ageing at 1.0× pace"}},
+        {ageOf(3.0, -0.08), {"2.9", "Right on its age", Role::ink2, "Ageing at 1.0× pace"}},
+        {ageOf(3.0, -1.3), {"1.7", "1.3 years younger", Role::good, "Ageing at 0.6× pace"}},
+        // Exactly a month apart is no longer right on.
+        {ageOf(kMonth, kMonth), {"0.2", "1 month older", Role::poor, "Ageing at 2.0× pace"}},
+        {ageOf(0.2, -kMonth), {"0.1", "1 month younger", Role::good, "Ageing at 0.6× pace"}},
+        // A real age of 0.05 year or less counts as none.
+        {ageOf(0.05, 0.54), {"0.6", "6 months older", Role::poor, "Ageing at 1.0× pace"}},
+        {ageOf(0.06, 0.54), {"0.6", "6 months older", Role::poor, "Ageing at 10.0× pace"}},
+    };
+    for (const auto& row : rows) {
+        EXPECT_EQ(Texts::ageMini(row.age), row.expected) << row.expected.line;
+        EXPECT_EQ(Texts::ageTint(row.age), row.expected.lineTint);
+    }
+    EXPECT_EQ(Texts::paceValue(Texts::pace(ageOf(0.05, 2))), "1.0×");
+}
+
+TEST(ScreenTextsAgeTest, OrbPillTintAndAccessibleName) {
+    const QColor rightOn = QColor::fromRgbF(0.749f, 0.851f, 0.961f);
+    const struct {
+        std::optional<double> gap;
+        const char* pill;
+        QColor pillColor;
+        QColor tint;
+    } rows[] = {
+        {std::nullopt, "", rightOn, QColor::fromRgbF(0.420f, 0.455f, 0.490f)},
+        {0.08, "Right on its age", rightOn, QColor::fromRgbF(0.435f, 0.718f, 1.0f)},
+        {-kMonth, "1 month younger", QColor::fromRgbF(0.486f, 0.941f, 0.706f), Theme::color(Role::good)},
+        {kMonth, "1 month older", QColor::fromRgbF(0.965f, 0.808f, 0.522f),
+         QColor::fromRgbF(0.929f, 0.667f, 0.227f)},
+    };
+    for (const auto& row : rows) {
+        EXPECT_EQ(Texts::orbPill(row.gap), row.pill);
+        if (row.gap) {
+            EXPECT_EQ(Texts::orbPillColor(row.gap), row.pillColor) << row.pill;
+        }
+        EXPECT_EQ(Texts::orbTint(row.gap), row.tint) << row.pill;
+    }
+    EXPECT_EQ(Texts::orbAccessibleName(3.4, -0.5), "Vitrek Age 3.4 years, 6 months younger");
+    EXPECT_EQ(Texts::orbAccessibleName(3.4, std::nullopt), "Vitrek Age 3.4 years");
+    EXPECT_EQ(Texts::orbAccessibleName(std::nullopt, 0.5), "Vitrek Age unknown");
+}
+
+TEST(ScreenTextsAgeTest, RealLineNamesWhereTheAgeComesFrom) {
+    useEnglishDates();
+    EXPECT_EQ(Texts::realLine(ageOf(3.4, 0), berlin()), "Real age 3.4 years, since you got it on 4 Mar 2024");
+    EXPECT_EQ(Texts::realLine(ageOf(0.5, 0, MacAge::Source::setUp), berlin()),
+              "Real age 6 months, set up 4 Mar 2024");
+    EXPECT_EQ(Texts::realLine(ageOf(3.0, 0, MacAge::Source::modelYear), berlin()),
+              "Real age about 3.0 years, from its model year");
+}
+
+TEST(ScreenTextsAgeTest, WeekLineComparesTodaysGapWithLastWeeks) {
+    const auto age = ageOf(3.0, 0.2);
+    const struct {
+        std::optional<double> lastWeek;
+        std::optional<std::string> line;
+    } rows[] = {
+        {std::nullopt, std::nullopt},
+        {0.15, "No change vs last week"},
+        {0.5, "4 months younger than last week"},
+        {-0.3, "6 months older than last week"},
+        {-1.0, "1.2 years older than last week"},
+    };
+    for (const auto& row : rows) {
+        EXPECT_EQ(Texts::weekLine(age, row.lastWeek), row.line);
+    }
+    EXPECT_EQ(Texts::weekLine(std::nullopt, 0.1), std::nullopt);
+}
+
+TEST(ScreenTextsAgeTest, PaceScaleGeometryAndAmounts) {
+    const struct {
+        double pace;
+        double left;
+    } rows[] = {{-1, 0}, {0, 0}, {1, 100}, {2, 200}, {3, 200}};
+    for (const auto& row : rows) {
+        EXPECT_DOUBLE_EQ(Texts::paceMarkerLeft(row.pace, 204), row.left) << row.pace;
+    }
+    EXPECT_DOUBLE_EQ(Texts::paceTickX(0, 202), 1);
+    EXPECT_DOUBLE_EQ(Texts::paceTickX(20, 202), 101);
+    EXPECT_DOUBLE_EQ(Texts::paceTickX(40, 202), 201);
+    EXPECT_EQ(Texts::paceValue(0.96), "1.0×");
+    EXPECT_EQ(Texts::paceValue(std::nullopt), "–");
+    EXPECT_EQ(Texts::paceAccessibleName(1.24), "Ageing at 1.2 times the usual pace");
+    EXPECT_EQ(Texts::paceAccessibleName(std::nullopt), "Pace unknown");
+    EXPECT_EQ(Texts::ageFactorAmount(-0.33), "−4 months");
+    EXPECT_EQ(Texts::ageFactorAmount(1.3), "+1.3 years");
+}
+
+TEST(ScreenTextsHealthTest, AllInRangeOrSomeToCheckAndTileTexts) {
+    const std::vector<Vital> allIn{vital("Memory", "Normal pressure", true),
+                                   vital("Swap", "Under 8 GB", true)};
+    EXPECT_EQ(Texts::healthMini(allIn), (Texts::HealthMini{"Within range", Role::good, "2/2 metrics"}));
+    EXPECT_EQ(Texts::healthFooter(allIn), "2/2 within range");
+    EXPECT_EQ(Texts::outOfRangeLine(allIn), "");
+
+    const std::vector<Vital> twoOut{vital("Memory", "Normal pressure", false),
+                                    vital("Swap", "Under 8 GB", true), vital("Temp", "Cool or warm", true),
+                                    vital("Storage", "10% or more free", false),
+                                    vital("Battery", "80% or more", true)};
+    EXPECT_EQ(Texts::healthMini(twoOut), (Texts::HealthMini{"2 to check", Role::fair, "3/5 metrics"}));
+    EXPECT_EQ(Texts::healthFooter(twoOut), "3/5 within range");
+    EXPECT_EQ(Texts::outOfRangeLine(twoOut),
+              "Memory: healthy is normal pressure · Storage: healthy is 10% or more free");
+
+    EXPECT_EQ(Texts::vitalHelp(vital("Swap", "Under 8 GB", true)), "Swap: 62%. Healthy range: Under 8 GB.");
+    EXPECT_EQ(Texts::vitalAccessibleName(vital("Swap", "Under 8 GB", true)), "Swap 62%, within range");
+    EXPECT_EQ(Texts::vitalAccessibleName(vital("Swap", "Under 8 GB", false)), "Swap 62%, outside range");
+}
+
+TEST(ScreenTextsStressTest, MiniCardLevelsAndNowLine) {
+    const struct {
+        std::optional<double> now;
+        Texts::StressMini expected;
+    } rows[] = {
+        {std::nullopt, {"–", "Measuring", Role::strain, "45 min high today"}},
+        {0.124, {"12%", "Low", Role::strain, "45 min high today"}},
+        {0.25, {"25%", "Medium", Role::strain, "45 min high today"}},
+        {0.499, {"50%", "Medium", Role::strain, "45 min high today"}},
+        {0.5, {"50%", "High", Role::fair, "45 min high today"}},
+    };
+    for (const auto& row : rows) {
+        EXPECT_EQ(Texts::stressMini(row.now, 2700), row.expected) << row.expected.value;
+    }
+    EXPECT_EQ(Texts::stressNowLine(0.42), "Now: Medium · 42% busy");
+    EXPECT_EQ(Texts::stressNowLine(std::nullopt), std::nullopt);
+}
+
+TEST(ScreenTextsStressTest, ClockCountsWholeMinutes) {
+    const struct {
+        double seconds;
+        const char* text;
+    } rows[] = {{0, "0:00"},    {59.9, "0:00"},   {3599, "0:59"},
+                {5400, "1:30"}, {7199.9, "1:59"}, {36000, "10:00"}};
+    for (const auto& row : rows) {
+        EXPECT_EQ(StressFmt::clock(row.seconds), row.text) << row.seconds;
+    }
+}
+
+TEST(ScreenTextsStressTest, ComparisonWithATypicalDay) {
+    useEnglishDates();
+    const auto tuesday = at("2024-03-05T12:00:00+01:00");
+    const struct {
+        double heavy;
+        std::optional<Stress::Typical> typical;
+        std::optional<Texts::StressComparison> expected;
+    } rows[] = {
+        {3600, Stress::Typical{3600, true},
+         Texts::StressComparison{false, "0 min less than a typical Tuesday"}},
+        {5400, Stress::Typical{2700, false}, Texts::StressComparison{true, "45 min more than a typical day"}},
+        {0, Stress::Typical{7500, false},
+         Texts::StressComparison{false, "2 h 5 min less than a typical day"}},
+        {3600, std::nullopt, std::nullopt},
+    };
+    for (const auto& row : rows) {
+        EXPECT_EQ(Texts::stressComparison(row.heavy, row.typical, tuesday, berlin()), row.expected)
+            << row.heavy;
+    }
+}
+
+TEST(ScreenTextsHistoryTest, ShowsTheLastFourteenDaysAndTheirIntegerAverage) {
+    History history;
+    for (int i = 1; i <= 20; ++i) {
+        history.days.push_back(dayOf("2024-03-" + std::to_string(10 + i), 50 + i));
+    }
+    const auto shown = Texts::shownDays(history);
+    ASSERT_EQ(shown.size(), 14u);
+    EXPECT_EQ(shown.front().id, "2024-03-17");
+    EXPECT_EQ(shown.back().id, "2024-03-30");
+    EXPECT_EQ(Texts::averageRecovery(shown), "63%"); // 889 / 14 = 63.5, truncated
+
+    history.days.resize(1);
+    EXPECT_EQ(Texts::shownDays(history).size(), 1u);
+    EXPECT_EQ(Texts::averageRecovery({}), "–");
+}
+
+TEST(ScreenTextsHistoryTest, BarsAndTheirHelp) {
+    const struct {
+        int recovery;
+        double height;
+    } rows[] = {{0, 6}, {4, 6}, {5, 6}, {72, 86.4}, {100, 120}};
+    for (const auto& row : rows) {
+        EXPECT_DOUBLE_EQ(Texts::barHeight(row.recovery), row.height) << row.recovery;
+    }
+    EXPECT_EQ(Texts::dayHelp(dayOf("2026-11-16", 72, 8.44)), "2026-11-16: recovery 72%, strain 8.4");
+    EXPECT_EQ(Texts::dayHelp(dayOf("2026-11-16", 72)), "2026-11-16: recovery 72%");
+}
+
+TEST(ScreenTextsStressChartTest, SpanCoversSixHoursAndEveryPointInWholeLocalHours) {
+    // Times of 2024-03-05 in the row's zone.
+    const struct {
+        const char* zone;
+        const char* offset;
+        const char* now;
+        std::vector<const char*> points;
+        const char* start;
+        const char* end;
+    } rows[] = {
+        {"Europe/Berlin", "+01:00", "14:20", {}, "08:00", "15:00"},
+        {"Europe/Berlin", "+01:00", "14:20", {"06:05", "15:05"}, "06:00", "16:00"},
+        {"Europe/Berlin", "+01:00", "14:20", {"12:05"}, "08:00", "15:00"},
+        {"Europe/Berlin", "+01:00", "15:00", {"09:00"}, "09:00", "16:00"},
+        // A half-hour offset: floored in local time, not in UTC.
+        {"Asia/Kolkata", "+05:30", "14:20", {}, "08:00", "15:00"},
+    };
+    for (const auto& row : rows) {
+        const auto time = [&](const char* hm) {
+            return at(std::string("2024-03-05T") + hm + ":00" + row.offset);
+        };
+        std::vector<Stress::Point> points;
+        for (const char* hm : row.points) {
+            points.push_back(Stress::Point{time(hm), 0.4});
+        }
+        EXPECT_EQ(StressChartModel::span(points, time(row.now), test::zone(row.zone)),
+                  (StressChartModel::Span{time(row.start), time(row.end)}))
+            << row.zone << " " << row.now;
+    }
+}
+
+TEST(ScreenTextsStressChartTest, HourMarksAreLabelledEveryThirdLocalHour) {
+    const auto labelledHours = [](const Calendar& calendar, const char* now) {
+        std::string hours;
+        const auto span = StressChartModel::span({}, at(now), calendar);
+        for (const auto& mark : StressChartModel::hourMarks(span, calendar)) {
+            hours += std::to_string(calendar.local(mark.date)->hour) + (mark.labelled ? "* " : " ");
+        }
+        return hours;
+    };
+    EXPECT_EQ(labelledHours(test::zone("Asia/Kolkata"), "2024-03-05T14:20:00+05:30"),
+              "8 9* 10 11 12* 13 14 15* ");
+    // The autumn night repeats 2 o'clock: every real hour gets its mark.
+    EXPECT_EQ(labelledHours(berlin(), "2024-10-27T04:10:00+01:00"), "23 0* 1 2 2 3* 4 5 ");
+}
+
+TEST(ScreenTextsStressChartTest, LineBreaksWhereNeighboursAreMoreThanHalfAnHourApart) {
+    const auto base = at("2024-03-05T08:00:00+01:00");
+    std::vector<Stress::Point> points;
+    for (const double offset : {0.0, 600.0, 1200.0, 3001.0, 4801.0}) {
+        points.push_back(Stress::Point{base + Seconds{offset}, 0.3});
+    }
+    const auto runs = StressChartModel::runs(points);
+    ASSERT_EQ(runs.size(), 2u);
+    EXPECT_EQ(runs[0].size(), 3u);
+    EXPECT_EQ(runs[1].size(), 2u);
+    EXPECT_TRUE(StressChartModel::runs({}).empty());
+}
+
+} // namespace
+} // namespace vitrek

@@ -1,0 +1,249 @@
+#include "shell/Appearance.h"
+#include "shell/Autostart.h"
+#include "shell/LocaleDates.h"
+#include "shell/Preferences.h"
+#include "shell/SingleInstance.h"
+#include "support/TestSupport.h"
+
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <QCoreApplication>
+#include <QDateTime>
+#include <QDeadlineTimer>
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QSettings>
+#include <QTemporaryDir>
+#include <QUuid>
+
+namespace vitrek {
+namespace {
+
+QSettings store() { return QSettings{QStringLiteral("Vitrek"), QStringLiteral("Vitrek")}; }
+
+class ShellPreferencesTest : public testing::Test {
+protected:
+    void SetUp() override { store().clear(); }
+    void TearDown() override { store().clear(); }
+};
+
+TEST_F(ShellPreferencesTest, FirstLaunchShowsTheTrayWithoutAPurchaseDate) {
+    const Preferences& preferences = Preferences::shared();
+    EXPECT_TRUE(preferences.showInMenuBar());
+    EXPECT_FALSE(preferences.hasBoughtAt());
+    EXPECT_EQ(preferences.boughtAt(), std::nullopt);
+    EXPECT_EQ(preferences.seenMilestone(), 0);
+}
+
+TEST_F(ShellPreferencesTest, PurchaseDateIsStoredAsADateAndAnyStoredValueTurnsTheToggleOn) {
+    Preferences& preferences = Preferences::shared();
+    const QDate bought{2021, 11, 3};
+    preferences.setBoughtAt(bought);
+    EXPECT_EQ(preferences.boughtAt(), bought);
+    // The Store reads the same key and accepts only dates and date-times.
+    EXPECT_EQ(store().value("boughtAt").typeId(), QMetaType::QDate);
+    preferences.setBoughtAt(std::nullopt);
+    EXPECT_FALSE(preferences.hasBoughtAt());
+    EXPECT_FALSE(store().contains("boughtAt"));
+
+    const std::pair<QVariant, std::optional<QDate>> cases[] = {
+        {QDateTime{bought, QTime{23, 30}}, bought},
+        {QStringLiteral("2021-11-03"), bought},
+        {QStringLiteral("last spring"), std::nullopt},
+        {42, std::nullopt},
+    };
+    for (const auto& [stored, expected] : cases) {
+        store().setValue("boughtAt", stored);
+        EXPECT_TRUE(preferences.hasBoughtAt()) << stored.toString().toStdString();
+        EXPECT_EQ(preferences.boughtAt(), expected) << stored.toString().toStdString();
+    }
+}
+
+TEST_F(ShellPreferencesTest, SettersSignalOnlyWhenTheValueChanges) {
+    Preferences& preferences = Preferences::shared();
+    int shown = 0;
+    int bought = 0;
+    int seen = 0;
+    QObject receiver;
+    QObject::connect(&preferences, &Preferences::showInMenuBarChanged, &receiver, [&] { ++shown; });
+    QObject::connect(&preferences, &Preferences::boughtAtChanged, &receiver, [&] { ++bought; });
+    QObject::connect(&preferences, &Preferences::seenMilestoneChanged, &receiver, [&] { ++seen; });
+    preferences.setShowInMenuBar(true);
+    preferences.setShowInMenuBar(false);
+    preferences.setShowInMenuBar(false);
+    preferences.setBoughtAt(std::nullopt);
+    preferences.setBoughtAt(QDate{2022, 1, 9});
+    preferences.setBoughtAt(QDate{2022, 1, 9});
+    preferences.setSeenMilestone(7);
+    preferences.setSeenMilestone(7);
+    EXPECT_EQ(shown, 1);
+    EXPECT_EQ(bought, 1);
+    EXPECT_EQ(seen, 1);
+    EXPECT_FALSE(store().value("showInMenuBar").toBool());
+    EXPECT_EQ(store().value("seenMilestone").toInt(), 7);
+
+    // A stored value that is not a date is replaced by removing it, which the toggle notices.
+    store().setValue("boughtAt", QStringLiteral("soon"));
+    preferences.setBoughtAt(std::nullopt);
+    EXPECT_EQ(bought, 2);
+    EXPECT_FALSE(preferences.hasBoughtAt());
+}
+
+// Each test gets its own empty config folder, so the entry written is the only one there.
+class ShellAutostartTest : public testing::Test {
+protected:
+    void SetUp() override {
+        m_saved = qgetenv("XDG_CONFIG_HOME");
+        qputenv("XDG_CONFIG_HOME", m_config.path().toUtf8());
+    }
+    void TearDown() override { qputenv("XDG_CONFIG_HOME", m_saved); }
+
+    void writeEntry(const QByteArray& text) const {
+        QDir().mkpath(m_config.path() + "/autostart");
+        QFile file(Autostart::entryPath());
+        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+        file.write(text);
+    }
+
+    QTemporaryDir m_config;
+    QByteArray m_saved;
+};
+
+TEST_F(ShellAutostartTest, EntryIsWrittenReadBackAndRemoved) {
+    EXPECT_EQ(Autostart::entryPath(), m_config.path() + "/autostart/vitrek.desktop");
+    EXPECT_FALSE(Autostart::isEnabled());
+    ASSERT_TRUE(Autostart::enable("/opt/vitrek/bin/vitrek"));
+    EXPECT_TRUE(Autostart::isEnabled());
+    QFile file(Autostart::entryPath());
+    ASSERT_TRUE(file.open(QIODevice::ReadOnly));
+    const QString text = QString::fromUtf8(file.readAll());
+    EXPECT_TRUE(text.startsWith("[Desktop Entry]\n")) << text.toStdString();
+    EXPECT_TRUE(text.contains("\nExec=/opt/vitrek/bin/vitrek\n")) << text.toStdString();
+
+    EXPECT_TRUE(Autostart::disable());
+    EXPECT_FALSE(Autostart::isEnabled());
+    EXPECT_FALSE(QFileInfo::exists(Autostart::entryPath()));
+    EXPECT_TRUE(Autostart::disable());
+}
+
+TEST_F(ShellAutostartTest, ExecQuotesPathsThatAShellWouldSplitOrExpand) {
+    const char* cases[][2] = {
+        {"/opt/My Apps/vitrek", "Exec=\"/opt/My Apps/vitrek\"\n"},
+        {"/home/a$b/vitrek", "Exec=\"/home/a\\\\$b/vitrek\"\n"},
+        {"/opt/100%/vitrek", "Exec=/opt/100%%/vitrek\n"},
+    };
+    for (const auto& [executable, line] : cases) {
+        EXPECT_TRUE(Autostart::entryText(executable).contains(line))
+            << Autostart::entryText(executable).toStdString();
+    }
+}
+
+TEST_F(ShellAutostartTest, OnlyHiddenTrueInTheEntryGroupTurnsItOff) {
+    const std::pair<const char*, bool> cases[] = {
+        {"[Desktop Entry]\nType=Application\nHidden=true\n", false},
+        {"[Desktop Entry]\nHidden = true\nExec=vitrek\n", false},
+        {"[Desktop Entry]\nHidden=false\n", true},
+        {"[Desktop Entry]\nExec=vitrek\n[Desktop Action quit]\nHidden=true\n", true},
+    };
+    for (const auto& [text, enabled] : cases) {
+        writeEntry(text);
+        EXPECT_EQ(Autostart::isEnabled(), enabled) << text;
+    }
+}
+
+TEST_F(ShellAutostartTest, AnUnwritableFolderFailsQuietly) {
+    if (::geteuid() == 0) {
+        GTEST_SKIP() << "root writes into any folder";
+    }
+    QFile::setPermissions(m_config.path(), QFile::ReadOwner | QFile::ExeOwner);
+    EXPECT_FALSE(Autostart::enable("/opt/vitrek/bin/vitrek"));
+    EXPECT_FALSE(Autostart::isEnabled());
+    QFile::setPermissions(m_config.path(), QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+}
+
+QString uniqueKey() {
+    return QStringLiteral("vitrek-test-%1-%2")
+        .arg(::getpid())
+        .arg(QUuid::createUuid().toString(QUuid::Id128));
+}
+
+TEST(ShellSingleInstanceTest, ALaterStartHandsOverToTheFirstAndStops) {
+    const QString key = uniqueKey();
+    SingleInstance first{key};
+    int activations = 0;
+    QObject::connect(&first, &SingleInstance::activated, [&] { ++activations; });
+    ASSERT_TRUE(first.claim());
+
+    SingleInstance second{key};
+    EXPECT_FALSE(second.claim());
+    const QDeadlineTimer deadline{2000};
+    while (activations == 0 && !deadline.hasExpired()) {
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 50);
+    }
+    EXPECT_EQ(activations, 1);
+}
+
+TEST(ShellSingleInstanceTest, ASocketLeftByACrashedInstanceDoesNotBlockTheNextStart) {
+    const QString key = uniqueKey();
+    QFile leftover(QDir::tempPath() + "/" + key);
+    ASSERT_TRUE(leftover.open(QIODevice::WriteOnly));
+    leftover.close();
+    {
+        SingleInstance instance{key};
+        EXPECT_TRUE(instance.claim());
+    }
+    // Once the first has quit, the name is free again.
+    SingleInstance next{key};
+    EXPECT_TRUE(next.claim());
+}
+
+TEST(ShellAppearanceTest, ThePortalDecidesBeforeThePaletteAndSnapshotsStandStill) {
+    const std::tuple<std::optional<unsigned>, bool, bool> dark[] = {
+        {1u, false, true},  {2u, true, false},          {0u, true, true},
+        {0u, false, false}, {std::nullopt, true, true}, {std::nullopt, false, false},
+        {7u, true, true},
+    };
+    for (const auto& [scheme, paletteIsDark, expected] : dark) {
+        EXPECT_EQ(Appearance::darkFrom(scheme, paletteIsDark), expected)
+            << scheme.value_or(99) << paletteIsDark;
+    }
+    const std::tuple<std::optional<bool>, bool, bool> motion[] = {
+        {true, false, false},
+        {std::nullopt, false, false},
+        {false, false, true},
+        {true, true, true},
+    };
+    for (const auto& [animations, snapshotting, expected] : motion) {
+        EXPECT_EQ(Appearance::reduceMotionFrom(animations, snapshotting), expected)
+            << animations.value_or(false) << snapshotting;
+    }
+}
+
+// 23:30 UTC is already Tuesday in Berlin, whatever zone the machine runs in.
+TEST(ShellLocaleDatesTest, FormsFollowTheLocalesWordsOrderAndClock) {
+    const Instant when = test::at("2024-03-04T23:30:00Z");
+    const Calendar zone = test::berlin();
+    const char* cases[][7] = {
+        {"en_US", "12:30 AM", "12 AM", "Tue, Mar 5", "Tuesday, March 5", "Mar 5, 2024", "Tuesday"},
+        {"en_GB", "00:30", "00", "Tue, 5 Mar", "Tuesday, 5 March", "5 Mar 2024", "Tuesday"},
+        {"de_DE", "00:30", "00", "Di., 5. März", "Dienstag, 5. März", "5. März 2024", "Dienstag"},
+        // Where the year carries its own word, the word goes with it.
+        {"ru_RU", "00:30", "00", "вт, 5 мар.", "вторник, 5 марта", "5 мар. 2024 г.", "вторник"},
+        {"ja_JP", "0:30", "0", "3月5日火", "3月5日火曜日", "2024年3月5日", "火曜日"},
+    };
+    for (const auto& c : cases) {
+        const auto formatter = localeDateFormatter(QLocale{c[0]});
+        const std::string forms[] = {formatter->time(when, zone), formatter->hour(when, zone),
+                                     formatter->day(when, zone),  formatter->longDay(when, zone),
+                                     formatter->date(when, zone), formatter->weekday(when, zone)};
+        for (int form = 0; form < 6; ++form) {
+            EXPECT_EQ(forms[form], c[form + 1]) << c[0] << " form " << form;
+        }
+        EXPECT_EQ(formatter->clockTime(when, zone), forms[0]) << c[0];
+    }
+}
+
+} // namespace
+} // namespace vitrek

@@ -1,0 +1,286 @@
+#include "screens/ScreenTexts.h"
+#include "screens/Theme.h"
+#include "screens/widgets/Dial.h"
+#include "screens/widgets/HistoryBars.h"
+#include "screens/widgets/Kicker.h"
+#include "screens/widgets/MilestoneBanner.h"
+#include "screens/widgets/MiniCard.h"
+
+#include <gtest/gtest.h>
+
+#include <QApplication>
+#include <QElapsedTimer>
+#include <QFontMetricsF>
+#include <QHelpEvent>
+#include <QImage>
+#include <QKeyEvent>
+#include <QLabel>
+#include <QMouseEvent>
+#include <QPainter>
+#include <QPicture>
+#include <QThread>
+#include <QToolButton>
+#include <QToolTip>
+#include <QVBoxLayout>
+#include <QWindow>
+#include <functional>
+#include <optional>
+
+namespace vitrek {
+namespace {
+
+// Runs the event loop until `done` holds or `ms` pass; returns whether it held.
+bool waitUntil(const std::function<bool()>& done, int ms) {
+    QElapsedTimer timer;
+    timer.start();
+    while (!done()) {
+        if (timer.elapsed() > ms) {
+            return false;
+        }
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 10);
+        QThread::msleep(2);
+    }
+    return true;
+}
+
+QImage render(QWidget& widget, qreal ratio) {
+    QImage image{widget.size() * ratio, QImage::Format_ARGB32_Premultiplied};
+    image.setDevicePixelRatio(ratio);
+    image.fill(Qt::transparent);
+    widget.render(&image);
+    return image;
+}
+
+// The rightmost column the widget paints, clip or not: recorded, then replayed on a wide canvas, where
+// text that runs past the widget's edge shows.
+int lastPaintedColumn(QWidget& widget) {
+    QPicture picture;
+    widget.render(&picture);
+    QImage image{widget.width() * 3, widget.height(), QImage::Format_ARGB32_Premultiplied};
+    image.fill(Qt::transparent);
+    QPainter painter{&image};
+    painter.drawPicture(0, 0, picture);
+    painter.end();
+    for (int x = image.width() - 1; x >= 0; --x) {
+        for (int y = 0; y < image.height(); ++y) {
+            if (qAlpha(image.pixel(x, y)) > 24) {
+                return x;
+            }
+        }
+    }
+    return -1;
+}
+
+TEST(WidgetsTheme, BandsSwitchAtTheirEdges) {
+    const std::vector<std::pair<int, Grade>> recoveries{{100, Grade::good}, {67, Grade::good},
+                                                        {66, Grade::fair},  {34, Grade::fair},
+                                                        {33, Grade::poor},  {0, Grade::poor}};
+    for (const auto& [recovery, grade] : recoveries) {
+        EXPECT_EQ(Theme::recoveryBand(recovery), grade) << recovery;
+    }
+    const std::vector<std::pair<double, Grade>> scores{
+        {0.85, Grade::good}, {0.8499, Grade::fair}, {0.55, Grade::fair}, {0.5499, Grade::poor}};
+    for (const auto& [score, grade] : scores) {
+        EXPECT_EQ(Theme::factorBand(score), grade) << score;
+    }
+}
+
+TEST(WidgetsTheme, AppearanceSwitchesTheAdaptiveColoursOnly) {
+    const Theme::Appearance before = Theme::appearance();
+    const auto rgb = [](Theme::Role role) { return Theme::color(role).rgb() & 0xFFFFFFu; };
+    Theme::setAppearance(Theme::Appearance::dark);
+    EXPECT_EQ(rgb(Theme::Role::face), 0x0B0D10u);
+    EXPECT_EQ(rgb(Theme::Role::ink3), 0x6B747Du);
+    EXPECT_EQ(rgb(Theme::Role::good), 0x16D97Au);
+    Theme::setAppearance(Theme::Appearance::light);
+    EXPECT_EQ(rgb(Theme::Role::face), 0xF4F5F7u);
+    EXPECT_EQ(rgb(Theme::Role::ink3), 0x8D96A0u);
+    EXPECT_EQ(rgb(Theme::Role::good), 0x16D97Au);
+    Theme::setAppearance(before);
+}
+
+TEST(WidgetsTheme, MonospacedDigitsAllAdvanceAlike) {
+    const QFontMetricsF metrics{Fonts::system(40, QFont::Black, true)};
+    for (const char digit : {'1', '4', '7', '8'}) {
+        EXPECT_DOUBLE_EQ(metrics.horizontalAdvance(QLatin1Char(digit)),
+                         metrics.horizontalAdvance(QLatin1Char('0')))
+            << digit;
+    }
+}
+
+TEST(WidgetsDial, SpringSettlesOnTheTargetWithASlightOvershoot) {
+    EXPECT_DOUBLE_EQ(Dial::springAt(0), 0);
+    double peak = 0;
+    double peakAt = 0;
+    for (double t = 0; t <= 3; t += 0.005) {
+        if (Dial::springAt(t) > peak) {
+            peak = Dial::springAt(t);
+            peakAt = t;
+        }
+    }
+    EXPECT_GT(peak, 1.0);
+    EXPECT_LT(peak, 1.05);
+    // With a 0.9 s response and 0.85 damping the one overshoot peaks half a damped period in.
+    EXPECT_NEAR(peakAt, 0.854, 0.02);
+    EXPECT_NEAR(Dial::springAt(0.3), 0.68, 0.02);
+    EXPECT_NEAR(Dial::springAt(1.2), 1.0, 0.01);
+    EXPECT_NEAR(Dial::springAt(2.0), 1.0, 0.0005);
+}
+
+TEST(WidgetsDial, ReducedMotionJumpsToTheClampedTarget) {
+    Dial::setReduceMotion(true);
+    Dial dial;
+    dial.show();
+    const std::vector<std::pair<std::optional<double>, double>> cases{
+        {0.42, 0.42}, {1.7, 1.0}, {-0.3, 0.0}, {0.9, 0.9}, {std::nullopt, 0.0}};
+    for (const auto& [fraction, shown] : cases) {
+        dial.setFraction(fraction);
+        EXPECT_DOUBLE_EQ(dial.target(), shown) << fraction.value_or(-99);
+        EXPECT_DOUBLE_EQ(dial.shown(), shown) << fraction.value_or(-99);
+    }
+    Dial::setReduceMotion(false);
+}
+
+TEST(WidgetsDial, AnimatesFromWhereItIsToEachNewTarget) {
+    if (qEnvironmentVariableIsSet("VITREK_SNAPSHOT_DIR")) {
+        GTEST_SKIP() << "snapshots switch the animation off";
+    }
+    Dial dial;
+    dial.setFraction(0.6);
+    EXPECT_EQ(dial.shown(), 0) << "a dial fills only once it appears";
+    dial.show();
+    ASSERT_TRUE(waitUntil([&] { return dial.shown() > 0.05; }, 500));
+    EXPECT_LT(dial.shown(), 0.6);
+
+    // Changed mid-flight, it turns back from where it is rather than starting over.
+    waitUntil([] { return false; }, 250);
+    const double before = dial.shown();
+    dial.setFraction(0.2);
+    EXPECT_DOUBLE_EQ(dial.shown(), before);
+    EXPECT_TRUE(waitUntil([&] { return dial.shown() == 0.2; }, 1800)) << dial.shown();
+}
+
+TEST(WidgetsKicker, UpperCasesAndShrinksIntoNarrowWidths) {
+    Kicker kicker{QStringLiteral("What's behind your recovery")};
+    EXPECT_EQ(kicker.text(), QStringLiteral("WHAT'S BEHIND YOUR RECOVERY"));
+    const int natural = kicker.sizeHint().width();
+    EXPECT_LT(kicker.minimumSizeHint().width(), natural);
+    for (const double share : {1.0, 0.95, 0.8, 0.6, 0.3}) {
+        kicker.resize(static_cast<int>(natural * share), kicker.sizeHint().height());
+        const int painted = lastPaintedColumn(kicker);
+        EXPECT_LT(painted, kicker.width()) << share;
+        EXPECT_GT(painted, kicker.width() * 0.75) << share;
+    }
+}
+
+Day day(const char* id, int recovery, std::optional<double> strain = std::nullopt) {
+    Day made;
+    made.id = id;
+    made.recovery = recovery;
+    made.strain = strain;
+    return made;
+}
+
+std::vector<Day> days() {
+    return {day("2026-11-13", 3), day("2026-11-14", 50, 8.4), day("2026-11-15", 80),
+            day("2026-11-16", 100, 21)};
+}
+
+TEST(WidgetsHistoryBars, BarsStandOnTheBottomAtTheirDaysHeights) {
+    HistoryBars bars;
+    bars.setDays(days());
+    bars.resize(305, 120);
+    const double width = (305 - 5 * 3) / 4.0;
+    for (std::size_t i = 0; i < bars.days().size(); ++i) {
+        const QRectF bar = bars.barRect(i);
+        EXPECT_DOUBLE_EQ(bar.height(), Texts::barHeight(bars.days()[i].recovery)) << i;
+        EXPECT_DOUBLE_EQ(bar.bottom(), 120) << i;
+        EXPECT_DOUBLE_EQ(bar.width(), width) << i;
+        EXPECT_DOUBLE_EQ(bar.left(), i * (width + 5)) << i;
+    }
+}
+
+TEST(WidgetsHistoryBars, ToolTipNamesTheDayUnderThePointer) {
+    HistoryBars bars;
+    bars.setDays(days());
+    bars.resize(305, 120);
+    bars.show();
+    for (std::size_t i = 0; i < bars.days().size(); ++i) {
+        // High above the short bars too: the whole column belongs to its day.
+        const QPoint pos{static_cast<int>(bars.barRect(i).center().x()), 4};
+        QHelpEvent help{QEvent::ToolTip, pos, bars.mapToGlobal(pos)};
+        QApplication::sendEvent(&bars, &help);
+        EXPECT_EQ(QToolTip::text(), QString::fromStdString(Texts::dayHelp(bars.days()[i]))) << i;
+    }
+    QToolTip::hideText();
+}
+
+TEST(WidgetsHistoryBars, PaintsTheSameImageForTheSameDays) {
+    HistoryBars bars;
+    bars.setDays(days());
+    bars.resize(305, 120);
+    for (const qreal ratio : {1.0, 1.5, 2.0}) {
+        const QImage first = render(bars, ratio);
+        EXPECT_EQ(first, render(bars, ratio)) << ratio;
+        // The tallest bar reaches the top; the poor day's bar is in the poor colour.
+        EXPECT_GT(qAlpha(first.pixel(first.width() - 4, static_cast<int>(2 * ratio))), 200) << ratio;
+        const QPointF low = bars.barRect(0).center() * ratio;
+        EXPECT_EQ(QColor{first.pixel(low.toPoint())}.rgb(), Theme::color(Theme::Role::poor).rgb()) << ratio;
+    }
+}
+
+TEST(WidgetsMilestoneBanner, ShowsTheMilestoneAndAsksToClose) {
+    MilestoneBanner banner;
+    banner.setMilestone(14, 15);
+    EXPECT_EQ(banner.title(), QStringLiteral("2 weeks of check-ups"));
+    // The detail counts the streak, which runs a day past the milestone it reached.
+    EXPECT_EQ(banner.detail(),
+              QStringLiteral("Vitrek has checked your Mac 15 days in a row. Next: 1 month in 15 days."));
+
+    auto* close = banner.findChild<QToolButton*>();
+    ASSERT_NE(close, nullptr);
+    EXPECT_EQ(close->toolTip(), QStringLiteral("Hide this milestone"));
+    EXPECT_EQ(close->accessibleName(), QStringLiteral("Hide this milestone"));
+    int closes = 0;
+    QObject::connect(&banner, &MilestoneBanner::closeRequested, [&] { ++closes; });
+    close->click();
+    EXPECT_EQ(closes, 1);
+}
+
+TEST(WidgetsMiniCard, ClickAnywhereOnItOrSpaceAndEnterActivateIt) {
+    MiniCard card{QStringLiteral("Vitrek Age")};
+    auto* value = new QLabel(QStringLiteral("3.4"));
+    card.content()->addWidget(value);
+    card.resize(220, 120);
+    card.show();
+    int clicks = 0;
+    QObject::connect(&card, &MiniCard::clicked, [&] { ++clicks; });
+
+    // Through the window, as a real pointer goes: pressed on the content, released on it or elsewhere.
+    const auto click = [&](QPointF press, QPointF release) {
+        QMouseEvent down{QEvent::MouseButtonPress, press,          card.mapToGlobal(press),
+                         Qt::LeftButton,           Qt::LeftButton, Qt::NoModifier};
+        QMouseEvent up{QEvent::MouseButtonRelease,
+                       release,
+                       card.mapToGlobal(release),
+                       Qt::LeftButton,
+                       Qt::NoButton,
+                       Qt::NoModifier};
+        QApplication::sendEvent(card.windowHandle(), &down);
+        QApplication::sendEvent(card.windowHandle(), &up);
+    };
+    const QPointF onValue = value->geometry().center();
+    click(onValue, onValue);
+    EXPECT_EQ(clicks, 1);
+    click(onValue, QPointF{300, 300});
+    EXPECT_EQ(clicks, 1) << "released outside, the click is abandoned";
+
+    for (const int key : {Qt::Key_Space, Qt::Key_Return, Qt::Key_Enter, Qt::Key_A}) {
+        QKeyEvent press{QEvent::KeyPress, key, Qt::NoModifier};
+        QApplication::sendEvent(&card, &press);
+    }
+    EXPECT_EQ(clicks, 4);
+}
+
+} // namespace
+} // namespace vitrek

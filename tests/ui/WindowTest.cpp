@@ -1,0 +1,273 @@
+#include "Store.h"
+#include "screens/MainWindow.h"
+#include "screens/MenuBarPanel.h"
+#include "screens/SettingsWindow.h"
+#include "screens/widgets/Dial.h"
+#include "screens/widgets/HistoryBars.h"
+#include "screens/widgets/Kicker.h"
+#include "screens/widgets/MilestoneBanner.h"
+#include "shell/Preferences.h"
+#include "shell/Tray.h"
+#include "support/TestSupport.h"
+
+#include <gtest/gtest.h>
+
+#include <QAbstractButton>
+#include <QApplication>
+#include <QCheckBox>
+#include <QLabel>
+#include <QSystemTrayIcon>
+#include <QTest>
+
+#include <filesystem>
+
+namespace vitrek {
+namespace {
+
+namespace fs = std::filesystem;
+using namespace std::chrono_literals;
+
+class FakeReader final : public Reader {
+public:
+    bool needsCare = false;
+
+    std::optional<BatteryInfo> battery() const override {
+        return needsCare ? BatteryInfo{0.55, 1400, 12, false} : BatteryInfo{0.97, 120, 80, true};
+    }
+    Storage storage() const override {
+        return needsCare ? Storage{8'000'000'000, 500'000'000'000} : Storage{400'000'000'000, 1'000'000'000'000};
+    }
+    Memory memory() const override {
+        return needsCare ? Memory{Pressure::critical, 6'000'000'000} : Memory{};
+    }
+    std::string modelName() const override { return "ThinkPad X1 Carbon Gen 9"; }
+    std::optional<Instant> bootTime() const override {
+        return test::at(needsCare ? "2024-02-01T08:00:00+01:00" : "2024-03-05T08:00:00+01:00");
+    }
+    Heat heat() const override { return needsCare ? Heat::hot : Heat::cool; }
+    double uptime() const override { return 0; }
+    CPUTicks cpuTicks() const override { return {}; }
+    std::optional<Instant> setUpDate() const override { return test::at("2022-06-01T00:00:00Z"); }
+};
+
+class WindowTest : public testing::Test {
+protected:
+    void SetUp() override {
+        dir = fs::temp_directory_path() /
+              ("vitrek-window-" + std::string(testing::UnitTest::GetInstance()->current_test_info()->name()));
+        fs::remove_all(dir);
+        Preferences::shared().setSeenMilestone(0);
+        Preferences::shared().setBoughtAt(std::nullopt);
+        Preferences::shared().setShowInMenuBar(true);
+        store = std::make_unique<Store>(environment());
+    }
+    void TearDown() override { fs::remove_all(dir); }
+
+    StoreEnvironment environment() {
+        StoreEnvironment env;
+        env.reader = reader;
+        env.files = VitrekFiles{dir};
+        env.now = [this] { return clock; };
+        env.calendar = [] { return test::berlin(); };
+        env.setUpDate = [r = reader] { return r->setUpDate(); };
+        env.boughtAt = [] () -> std::optional<Instant> {
+            const auto date = Preferences::shared().boughtAt();
+            if (!date) {
+                return std::nullopt;
+            }
+            return fromUnixSeconds(static_cast<double>(date->startOfDay(Qt::UTC).toSecsSinceEpoch()));
+        };
+        return env;
+    }
+
+    // A day of check-ups: 20 recorded days up to today, samples since 09:00 and a night with one wake.
+    void checkUp() {
+        History history;
+        for (int i = 19; i >= 0; --i) {
+            history.days.push_back(Day{History::dayID(clock - std::chrono::hours(24 * i), test::berlin()),
+                                       i == 0 ? 90 : 40 + i, 8.4, std::nullopt, 600, std::nullopt});
+        }
+        store->setHistory(history);
+        std::vector<Sample> samples;
+        for (Instant t = test::at("2024-03-05T09:00:00+01:00"); t <= clock; t += 60s) {
+            samples.push_back(Sample{t, 0.3, Heat::cool});
+        }
+        Night night;
+        night.id = "2024-03-05";
+        night.start = test::at("2024-03-04T23:00:00+01:00");
+        night.end = test::at("2024-03-05T07:00:00+01:00");
+        night.segments = {Segment{night.start, night.start + 2h, PowerState::asleep},
+                          Segment{night.start + 2h, night.start + 2h + 45s, PowerState::dark},
+                          Segment{night.start + 2h + 45s, night.end, PowerState::asleep}};
+        night.events = {NightEvent{night.start + 2h, NightEvent::Kind::darkWake, "Dark wake", "moon.haze", "", 45,
+                                   std::nullopt, std::nullopt, std::nullopt}};
+        night.pluggedIn = true;
+        store->apply(reader->read(clock), samples, night, false);
+        QApplication::processEvents();
+    }
+
+    static QStringList texts(const QWidget& root) {
+        QStringList result;
+        for (const auto* label : root.findChildren<QLabel*>()) {
+            if (label->isVisibleTo(&root)) {
+                result << label->text();
+            }
+        }
+        for (const auto* dial : root.findChildren<Dial*>()) {
+            result << dial->value();
+        }
+        for (const auto* kicker : root.findChildren<Kicker*>()) {
+            result << kicker->text();
+        }
+        return result;
+    }
+
+    fs::path dir;
+    Instant clock = test::at("2024-03-05T12:00:00+01:00");
+    std::shared_ptr<FakeReader> reader = std::make_shared<FakeReader>();
+    std::unique_ptr<Store> store;
+};
+
+TEST_F(WindowTest, BeforeTheFirstReadingEveryFigureWaits) {
+    MainWindow window{*store};
+    window.show();
+    const auto shown = texts(window);
+    for (const char* text : {"Your Mac", "Reading your Mac…", "First reading in under a minute",
+                             "Reading last night…", "Your recovery shows up here day by day.", "Not known yet"}) {
+        EXPECT_TRUE(shown.contains(QString::fromUtf8(text))) << text;
+    }
+    EXPECT_EQ(shown.count(QStringLiteral("–")), 5); // three dials, age and stress mini cards
+    EXPECT_EQ(window.minimumSize(), QSize(820, 700));
+}
+
+TEST_F(WindowTest, AGoodDayShowsItsFiguresAndOnlyTheLastFourteenDays) {
+    checkUp();
+    MainWindow window{*store};
+    window.show();
+    const auto shown = texts(window);
+    EXPECT_GE(store->recovery(), 67);
+    for (const QString& text : {QStringLiteral("ThinkPad X1 Carbon Gen 9"), QStringLiteral("Ready for a heavy day"),
+                                QStringLiteral("Tuesday 5 March"), QString::number(RestScore::score(*store->night())) + "%",
+                                QString::number(store->recovery()) + "%", QStringLiteral("Within range")}) {
+        EXPECT_TRUE(shown.contains(text)) << text.toStdString();
+    }
+    const auto* bars = window.findChild<HistoryBars*>();
+    ASSERT_NE(bars, nullptr);
+    ASSERT_EQ(bars->days().size(), 14u);
+    EXPECT_EQ(bars->days().back().recovery, 90);
+    // 13 days of 53…41 and today's 90: (611 + 90) / 14.
+    EXPECT_TRUE(shown.contains(QStringLiteral("50%")));
+    // A streak of 20 reached no milestone that day, so no banner.
+    EXPECT_FALSE(window.findChild<MilestoneBanner*>()->isVisibleTo(&window));
+}
+
+TEST_F(WindowTest, ANeedsCareDayIsSaidSoAndTheVitalsAskForChecking) {
+    reader->needsCare = true;
+    checkUp();
+    MainWindow window{*store};
+    window.show();
+    const auto shown = texts(window);
+    EXPECT_LE(store->recovery(), 33);
+    EXPECT_TRUE(shown.contains(QStringLiteral("Needs some care")));
+    EXPECT_TRUE(std::any_of(shown.begin(), shown.end(), [](const QString& text) { return text.endsWith(" to check"); }));
+    window.setTab(Texts::Tab::health);
+    QStringList names;
+    for (const auto* child : window.findChildren<QWidget*>()) {
+        names << child->accessibleName();
+    }
+    EXPECT_TRUE(std::any_of(names.begin(), names.end(),
+                            [](const QString& name) { return name.endsWith(", outside range"); }));
+}
+
+TEST_F(WindowTest, TabsSwitchWithTheirShortcutsAndMiniCardsOpenHealth) {
+    checkUp();
+    MainWindow window{*store};
+    window.show();
+    QApplication::setActiveWindow(&window);
+    ASSERT_TRUE(QTest::qWaitForWindowActive(&window));
+    QTest::keyClick(&window, Qt::Key_2, Qt::ControlModifier);
+    EXPECT_EQ(window.tab(), Texts::Tab::health);
+    QTest::keyClick(&window, Qt::Key_1, Qt::ControlModifier);
+    EXPECT_EQ(window.tab(), Texts::Tab::today);
+    const auto buttons = window.findChildren<QAbstractButton*>();
+    const auto health = std::find_if(buttons.begin(), buttons.end(),
+                                     [](const auto* button) { return button->text() == "Health"; });
+    ASSERT_NE(health, buttons.end());
+    EXPECT_EQ((*health)->toolTip(), QStringLiteral("Health (Ctrl+2)"));
+}
+
+TEST_F(WindowTest, DismissingAMilestoneKeepsItHiddenUntilTheNextOne) {
+    History history;
+    for (int i = 6; i >= 0; --i) {
+        history.days.push_back(Day{History::dayID(clock - std::chrono::hours(24 * i), test::berlin()), 70, std::nullopt,
+                                   std::nullopt, std::nullopt, std::nullopt});
+    }
+    store->setHistory(history);
+    store->apply(reader->read(clock), {}, std::nullopt, false);
+    MainWindow window{*store};
+    window.show();
+    QApplication::processEvents();
+    auto* banner = window.findChild<MilestoneBanner*>();
+    ASSERT_TRUE(banner->isVisibleTo(&window));
+    EXPECT_EQ(banner->detail(), QStringLiteral("Vitrek has checked your Mac 7 days in a row. Next: 2 weeks in 7 days."));
+    emit banner->closeRequested();
+    QApplication::processEvents();
+    EXPECT_EQ(Preferences::shared().seenMilestone(), 7);
+    EXPECT_FALSE(banner->isVisibleTo(&window));
+}
+
+TEST_F(WindowTest, SwitchingThePurchaseDateOffFallsBackToTheSetUpDateAtOnce) {
+    Preferences::shared().setBoughtAt(QDate(2023, 1, 10));
+    store->apply(reader->read(clock), {}, std::nullopt, false);
+    ASSERT_EQ(store->age()->source, MacAge::Source::bought);
+    SettingsWindow settings{*store};
+    const auto boxes = settings.findChildren<QCheckBox*>();
+    const auto toggle = std::find_if(boxes.begin(), boxes.end(),
+                                     [](const auto* box) { return box->text() == "Set the date I got this Mac"; });
+    ASSERT_NE(toggle, boxes.end());
+    ASSERT_TRUE((*toggle)->isChecked());
+    (*toggle)->setChecked(false);
+    EXPECT_FALSE(Preferences::shared().hasBoughtAt());
+    EXPECT_EQ(store->age()->source, MacAge::Source::setUp);
+    EXPECT_EQ(settings.size(), QSize(520, 400));
+}
+
+TEST_F(WindowTest, TheTrayIconIsRedrawnWhenRecoveryChangesAndFollowsTheSetting) {
+    store->apply(reader->read(clock), {}, std::nullopt, false);
+    Tray tray{*store};
+    ASSERT_NE(tray.icon(), nullptr);
+    const QImage before = tray.icon()->icon().pixmap(32).toImage();
+    EXPECT_EQ(tray.icon()->toolTip(), QString::fromUtf8("Vitrek · Recovery %1%").arg(store->recovery()));
+    reader->needsCare = true;
+    store->apply(reader->read(clock), {}, std::nullopt, false);
+    EXPECT_NE(tray.icon()->icon().pixmap(32).toImage(), before);
+    EXPECT_EQ(tray.icon()->toolTip(), QString::fromUtf8("Vitrek · Recovery %1%").arg(store->recovery()));
+
+    Preferences::shared().setShowInMenuBar(false);
+    EXPECT_EQ(tray.icon(), nullptr);
+    Preferences::shared().setShowInMenuBar(true);
+    EXPECT_NE(tray.icon(), nullptr);
+}
+
+TEST_F(WindowTest, ThePanelShowsTheThreeFiguresAndItsButtons) {
+    checkUp();
+    MenuBarPanel panel{*store};
+    panel.adjustSize();
+    EXPECT_EQ(panel.width(), 320);
+    const auto shown = texts(panel);
+    for (const QString& text : {QString::number(store->recovery()) + "%", QStringLiteral("RECOVERY"),
+                                QStringLiteral("REST"), QString::fromStdString(store->tip())}) {
+        EXPECT_TRUE(shown.contains(text)) << text.toStdString();
+    }
+    int opened = 0;
+    QObject::connect(&panel, &MenuBarPanel::openRequested, [&] { ++opened; });
+    for (auto* button : panel.findChildren<QAbstractButton*>()) {
+        if (button->text() == "Open Vitrek") {
+            button->click();
+        }
+    }
+    EXPECT_EQ(opened, 1);
+}
+
+} // namespace
+} // namespace vitrek
