@@ -140,7 +140,9 @@ QFont caption() { return system(11.5); }
 QFont system(double pointSize, QFont::Weight weight, bool monospacedDigits) {
     // The application font is the desktop's general font unless the program was told otherwise.
     QFont font = QGuiApplication::font();
-    font.setPointSizeF(pointSize);
+    // The sizes are given in logical pixels; a typographic point is 4/3 of one at the desktop's usual 96
+    // dpi, and a desktop that scales its text scales these with it.
+    font.setPointSizeF(pointSize * 72.0 / 96.0);
     font.setWeight(weight);
     // Qt 6.4 cannot ask for tabular figures, so a font with uneven digits gives way to the fixed-width one.
     if (monospacedDigits && !hasEvenDigits(font)) {

@@ -33,13 +33,13 @@ void setAppearance(Appearance appearance);
 
 } // namespace Theme
 
-// The type scale: the system font at fixed point sizes.
+// The type scale: the system font at fixed sizes in logical pixels (the desktop's text scaling applies).
 namespace Fonts {
 QFont kicker();  // 11 pt bold, expanded where the font has it
 QFont title();   // 15 pt semibold
 QFont body();    // 13 pt
 QFont caption(); // 11.5 pt
-// The system font at `pointSize` and `weight`, with tabular figures when `monospacedDigits`.
+// The system font `pointSize` logical pixels high (at 96 dpi) and of `weight`, with tabular figures when `monospacedDigits`.
 QFont system(double pointSize, QFont::Weight weight = QFont::Normal, bool monospacedDigits = false);
 } // namespace Fonts
 

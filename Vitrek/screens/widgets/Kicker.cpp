@@ -76,7 +76,14 @@ void Kicker::paintEvent(QPaintEvent* /*event*/) {
     const qreal natural = textWidth(drawn, m_text);
     QString text = m_text;
     if (natural > available && natural > 0) {
-        drawn = scaled(Fonts::kicker(), m_tracking, std::max(kMinimumScale, available / natural));
+        // Font sizes do not scale text widths exactly (hinting, whole-pixel advances): step down until
+        // the text fits or the smallest size is reached.
+        for (qreal scale = available / natural;; scale -= 0.02) {
+            drawn = scaled(Fonts::kicker(), m_tracking, std::max(kMinimumScale, scale));
+            if (scale <= kMinimumScale || textWidth(drawn, text) <= available) {
+                break;
+            }
+        }
         // Past the smallest size it may take, the text is cut short with an ellipsis instead.
         if (textWidth(drawn, text) > available) {
             text = QFontMetricsF{drawn}.elidedText(text, Qt::ElideRight, available);
