@@ -3,9 +3,10 @@
 #include "Store.h"
 #include "screens/Labels.h"
 #include "screens/ScreenTexts.h"
-#include "screens/Symbols.h"
+#include "screens/StoreViews.h"
 #include "screens/widgets/AgeOrb.h"
 #include "screens/widgets/Card.h"
+#include "screens/widgets/Glyph.h"
 #include "screens/widgets/InRangeBadge.h"
 #include "screens/widgets/Kicker.h"
 #include "screens/widgets/PaceScale.h"
@@ -14,48 +15,11 @@
 
 #include <QHBoxLayout>
 #include <QPainter>
-#include <QTimer>
 #include <QVBoxLayout>
 
 namespace vitrek {
 
 namespace {
-
-// A symbol or a dot painted in a theme colour.
-class Glyph : public QWidget {
-public:
-    Glyph(QString symbol, QSize size, QSize glyph, QWidget* parent = nullptr)
-        : QWidget(parent), m_symbol(std::move(symbol)), m_glyph(glyph) {
-        setFixedSize(size);
-    }
-    void set(QString symbol, QColor color) {
-        if (symbol != m_symbol || color != m_color) {
-            m_symbol = std::move(symbol);
-            m_color = color;
-            update();
-        }
-    }
-
-protected:
-    void paintEvent(QPaintEvent*) override {
-        QPainter painter(this);
-        painter.setRenderHint(QPainter::Antialiasing);
-        QRectF box(QPointF(0, 0), QSizeF(m_glyph));
-        box.moveCenter(QRectF(rect()).center());
-        if (m_symbol.isEmpty()) {
-            painter.setPen(Qt::NoPen);
-            painter.setBrush(m_color);
-            painter.drawEllipse(box);
-        } else {
-            Symbols::paint(painter, m_symbol, box, m_color);
-        }
-    }
-
-private:
-    QString m_symbol;
-    QSize m_glyph;
-    QColor m_color;
-};
 
 // A 1-wide hairline between the vitals' tiles, or under headings.
 class Rule : public QWidget {
@@ -113,7 +77,6 @@ struct HealthTab::Parts {
     std::vector<QLabel*> rebuilt;   // labels of rows rebuilt on refresh
     std::optional<std::pair<std::optional<MacAge>, Theme::Appearance>> shownAgeFactors;
     std::optional<std::pair<std::vector<Vital>, Theme::Appearance>> shownVitals;
-    bool refreshQueued = false;
 
     QLabel* label(const QFont& font, Theme::Role role, bool wrap = false) {
         auto* made = Labels::make(font, role, wrap);
@@ -161,7 +124,7 @@ HealthTab::HealthTab(Store& store, QWidget* parent) : QWidget(parent), m_store(s
     auto* weekLayout = new QHBoxLayout(p.weekRow);
     weekLayout->setContentsMargins(0, 0, 0, 0);
     weekLayout->setSpacing(6);
-    p.weekDot = new Glyph({}, QSize(6, 14), QSize(6, 6), p.weekRow);
+    p.weekDot = new Glyph(QSize(6, 14), QSize(6, 6), p.weekRow);
     p.weekLine = p.label(Fonts::body(), Theme::Role::ink2);
     weekLayout->addWidget(p.weekDot);
     weekLayout->addWidget(p.weekLine, 1);
@@ -231,7 +194,7 @@ HealthTab::HealthTab(Store& store, QWidget* parent) : QWidget(parent), m_store(s
     auto* comparisonLayout = new QHBoxLayout(p.comparisonRow);
     comparisonLayout->setContentsMargins(0, 0, 0, 0);
     comparisonLayout->setSpacing(6);
-    p.comparisonArrow = new Glyph({}, QSize(12, 16), QSize(10, 10), p.comparisonRow);
+    p.comparisonArrow = new Glyph(QSize(12, 16), QSize(10, 10), p.comparisonRow);
     p.comparison = Labels::make(Fonts::body(), Theme::Role::good, true);
     comparisonLayout->addWidget(p.comparisonArrow, 0, Qt::AlignTop);
     comparisonLayout->addWidget(p.comparison, 1);
@@ -250,17 +213,11 @@ HealthTab::HealthTab(Store& store, QWidget* parent) : QWidget(parent), m_store(s
     column->addWidget(p.footnote);
     column->addStretch(1);
 
-    const auto queue = [this] {
-        if (!m_parts->refreshQueued) {
-            m_parts->refreshQueued = true;
-            QTimer::singleShot(0, this, [this] { refresh(); });
-        }
-    };
-    for (auto signal : {&Store::readingChanged, &Store::heavyChanged, &Store::historyChanged,
-                        &Store::ageChanged, &Store::samplesChanged, &Store::vitalsChanged,
-                        &Store::stressNowChanged}) {
-        connect(&m_store, signal, this, queue);
-    }
+    StoreViews::refreshOn(this, m_store,
+                          {&Store::readingChanged, &Store::heavyChanged, &Store::historyChanged,
+                           &Store::ageChanged, &Store::samplesChanged, &Store::vitalsChanged,
+                           &Store::stressNowChanged},
+                          [this] { refresh(); });
     refresh();
 }
 
@@ -268,11 +225,9 @@ HealthTab::~HealthTab() { delete m_parts; }
 
 void HealthTab::refresh() {
     auto& p = *m_parts;
-    p.refreshQueued = false;
-    const auto& env = m_store.environment();
-    const Calendar calendar = env.calendar ? env.calendar() : Calendar::current();
-    const Instant now = m_store.reading() ? m_store.reading()->date
-                                          : (env.now ? env.now() : Instant{std::chrono::system_clock::now()});
+    const Calendar calendar = StoreViews::calendar(m_store);
+    // The weekday compared with is the latest reading's, or today's before the first one.
+    const Instant day = m_store.reading() ? m_store.reading()->date : StoreViews::now(m_store);
     const auto& age = m_store.age();
     const Theme::Appearance appearance = Theme::appearance();
 
@@ -308,7 +263,7 @@ void HealthTab::refresh() {
             auto* layout = new QHBoxLayout(row);
             layout->setContentsMargins(0, 0, 0, 0);
             layout->setSpacing(8);
-            auto* arrow = new Glyph({}, QSize(14, 16), QSize(11, 11), row);
+            auto* arrow = new Glyph(QSize(14, 16), QSize(11, 11), row);
             arrow->set(younger ? QStringLiteral("arrow.down.right") : QStringLiteral("arrow.up.right"), color);
             layout->addWidget(arrow, 0, Qt::AlignTop);
             auto* texts = new QVBoxLayout;
@@ -337,7 +292,7 @@ void HealthTab::refresh() {
             auto* layout = new QVBoxLayout(tile);
             layout->setContentsMargins(0, 4, 0, 4);
             layout->setSpacing(6);
-            auto* symbol = new Glyph({}, QSize(22, 22), QSize(20, 20), tile);
+            auto* symbol = new Glyph(QSize(22, 22), QSize(20, 20), tile);
             symbol->set(Labels::q(vital.symbol), Theme::color(Theme::Role::ink2));
             layout->addWidget(symbol);
             layout->addWidget(new Kicker(Labels::q(vital.title), tile));
@@ -354,7 +309,7 @@ void HealthTab::refresh() {
     p.outOfRange->setVisible(!outOfRange.empty());
 
     Labels::setText(p.clock, StressFmt::clock(m_store.heavy()));
-    const auto comparison = Texts::stressComparison(m_store.heavy(), m_store.typicalStress(), now, calendar);
+    const auto comparison = Texts::stressComparison(m_store.heavy(), m_store.typicalStress(), day, calendar);
     p.comparisonRow->setVisible(comparison.has_value());
     if (comparison) {
         const QColor color = Theme::color(comparison->more ? Theme::Role::fair : Theme::Role::good);
@@ -367,7 +322,7 @@ void HealthTab::refresh() {
     const auto nowLine = Texts::stressNowLine(m_store.stressNow());
     p.now->setVisible(nowLine.has_value());
     Labels::setText(p.now, nowLine.value_or(std::string{}));
-    p.chart->setSamples(m_store.samples(), now, calendar);
+    p.chart->setSamples(m_store.samples(), StoreViews::now(m_store), calendar);
 
     for (auto* label : p.labels) {
         Labels::setColor(label, static_cast<Theme::Role>(label->property("vitrekRole").toInt()));

@@ -3,6 +3,7 @@
 #include "screens/Symbols.h"
 
 #include <QPalette>
+#include <QScrollArea>
 #include <QToolButton>
 
 namespace vitrek::Labels {
@@ -65,6 +66,16 @@ QPalette palette() {
     palette.setColor(QPalette::Disabled, QPalette::Text, Theme::color(Role::ink3));
     palette.setColor(QPalette::Disabled, QPalette::ButtonText, Theme::color(Role::ink3));
     return palette;
+}
+
+QScrollArea* scrolling(QWidget* content) {
+    auto* area = new QScrollArea;
+    area->setWidget(content);
+    area->setWidgetResizable(true);
+    area->setFrameShape(QFrame::NoFrame);
+    area->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+    area->viewport()->setBackgroundRole(QPalette::Window);
+    return area;
 }
 
 QToolButton* symbolButton(const QString& symbol, const QString& help, QWidget* parent) {

@@ -6,6 +6,7 @@
 
 #include <string>
 
+class QScrollArea;
 class QToolButton;
 
 namespace vitrek {
@@ -22,6 +23,9 @@ QString q(const std::string& text);
 
 // A whole palette in the theme's current colours, for windows that also hold stock widgets.
 QPalette palette();
+
+// `content` in a frameless vertical scroll area on the window's colour.
+QScrollArea* scrolling(QWidget* content);
 
 // A flat icon-only button showing a symbol in ink2.
 QToolButton* symbolButton(const QString& symbol, const QString& help, QWidget* parent = nullptr);

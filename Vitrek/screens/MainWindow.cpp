@@ -3,10 +3,10 @@
 #include "Store.h"
 #include "screens/HealthTab.h"
 #include "screens/Labels.h"
+#include "screens/StoreViews.h"
 #include "screens/Symbols.h"
 #include "screens/TodayTab.h"
 #include "shell/Appearance.h"
-#include "time/Calendar.h"
 
 #include <BrivelCommands.h>
 
@@ -71,16 +71,6 @@ private:
     int m_streak = 0;
 };
 
-QScrollArea* scrolling(QWidget* content) {
-    auto* area = new QScrollArea;
-    area->setWidget(content);
-    area->setWidgetResizable(true);
-    area->setFrameShape(QFrame::NoFrame);
-    area->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
-    area->viewport()->setBackgroundRole(QPalette::Window);
-    return area;
-}
-
 } // namespace
 
 struct MainWindow::Parts {
@@ -114,8 +104,8 @@ MainWindow::MainWindow(Store& store, QWidget* parent)
     m_parts->stack = new QStackedWidget(central);
     m_parts->today = new TodayTab(store);
     m_parts->health = new HealthTab(store);
-    m_parts->stack->addWidget(scrolling(m_parts->today));
-    m_parts->stack->addWidget(scrolling(m_parts->health));
+    m_parts->stack->addWidget(Labels::scrolling(m_parts->today));
+    m_parts->stack->addWidget(Labels::scrolling(m_parts->health));
     column->addWidget(m_parts->stack, 1);
     setCentralWidget(central);
     connect(m_parts->today, &TodayTab::healthRequested, this, [this] { setTab(Texts::Tab::health); });
@@ -232,11 +222,8 @@ void MainWindow::refresh() {
     setPalette(Labels::palette());
     centralWidget()->setAutoFillBackground(true);
 
-    const auto& env = m_store.environment();
-    const Calendar calendar = env.calendar ? env.calendar() : Calendar::current();
-    const Instant today = env.now ? env.now() : Instant{std::chrono::system_clock::now()};
     Labels::setText(m_parts->model, Texts::modelName(m_store.reading()));
-    Labels::setText(m_parts->date, Texts::headerDate(today, calendar));
+    Labels::setText(m_parts->date, Texts::headerDate(StoreViews::now(m_store), StoreViews::calendar(m_store)));
     Labels::setColor(m_parts->model, Theme::Role::ink);
     Labels::setColor(m_parts->date, Theme::Role::ink2);
     m_parts->streak->setVisible(Texts::showsStreak(m_store.streak()));

@@ -3,10 +3,10 @@
 #include "Store.h"
 #include "screens/Labels.h"
 #include "screens/ScreenTexts.h"
+#include "screens/StoreViews.h"
 #include "screens/widgets/Dial.h"
 #include "screens/widgets/Kicker.h"
 #include "shell/Appearance.h"
-#include "time/Calendar.h"
 
 #include <QFrame>
 #include <QHBoxLayout>
@@ -91,15 +91,7 @@ MenuBarPanel::MenuBarPanel(Store& store, QWidget* parent)
 MenuBarPanel::~MenuBarPanel() { delete m_parts; }
 
 void MenuBarPanel::refresh() {
-    const auto& env = m_store.environment();
-    const Calendar calendar = env.calendar ? env.calendar() : Calendar::current();
-    const auto& reading = m_store.reading();
-    const std::array<Texts::Dial, 3> dials{
-        Texts::recoveryDial(reading.has_value(), m_store.recovery()),
-        Texts::strainDial(m_store.strain(), m_store.measuredSince(),
-                          reading ? std::optional<Instant>(reading->date) : std::nullopt, m_store.heavy(),
-                          calendar),
-        Texts::restDial(m_store.loadingNight(), m_store.night())};
+    const auto dials = StoreViews::dials(m_store);
     for (std::size_t i = 0; i < 3; ++i) {
         m_parts->dials[i]->setFraction(dials[i].fraction);
         m_parts->dials[i]->setValue(Labels::q(dials[i].value));

@@ -2,6 +2,8 @@
 
 #include "history/Milestone.h"
 #include "scores/Fmt.h"
+#include "scores/Recovery.h"
+#include "scores/Strain.h"
 #include "scores/Rounding.h"
 #include "scores/VFmt.h"
 #include "time/Calendar.h"
@@ -49,28 +51,9 @@ std::string lowerFirst(std::string text) {
 
 namespace Texts {
 
-std::string recoveryWord(int recovery) {
-    if (recovery >= 67) {
-        return "Ready for a heavy day";
-    }
-    if (recovery >= 34) {
-        return "Take it easy today";
-    }
-    return "Needs some care";
-}
+std::string recoveryWord(int recovery) { return std::string(Recovery::word(recovery)); }
 
-std::string strainWord(double strain) {
-    if (strain >= 18) {
-        return "All-out";
-    }
-    if (strain >= 14) {
-        return "Strenuous";
-    }
-    if (strain >= 10) {
-        return "Moderate";
-    }
-    return "Light";
-}
+std::string strainWord(double strain) { return std::string(Strain::word(strain)); }
 
 std::string strainLine(std::optional<double> strain, std::optional<Instant> measuredSince,
                        std::optional<Instant> readingDate, double heavy, const Calendar& calendar) {

@@ -50,13 +50,7 @@ QWidget* howItWorks() {
         column->addLayout(block);
     }
     column->addStretch(1);
-    auto* area = new QScrollArea;
-    area->setWidget(content);
-    area->setWidgetResizable(true);
-    area->setFrameShape(QFrame::NoFrame);
-    area->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
-    area->viewport()->setBackgroundRole(QPalette::Window);
-    return area;
+    return Labels::scrolling(content);
 }
 
 } // namespace

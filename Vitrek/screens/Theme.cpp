@@ -1,5 +1,7 @@
 #include "Theme.h"
 
+#include "scores/Recovery.h"
+
 #include <QFontDatabase>
 #include <QFontInfo>
 #include <QFontMetricsF>
@@ -32,9 +34,6 @@ constexpr std::array<Pair, 12> kColors{{
     {0x2D8CFF, 0x2D8CFF}, // strain
     {0xA78BFA, 0xA78BFA}, // rest
 }};
-
-constexpr int kGoodRecovery = 67;
-constexpr int kFairRecovery = 34;
 
 Theme::Appearance g_appearance = Theme::Appearance::light;
 
@@ -101,15 +100,7 @@ Role color(Grade grade) {
     return Role::poor;
 }
 
-Grade recoveryBand(int recovery) {
-    if (recovery >= kGoodRecovery) {
-        return Grade::good;
-    }
-    if (recovery >= kFairRecovery) {
-        return Grade::fair;
-    }
-    return Grade::poor;
-}
+Grade recoveryBand(int recovery) { return Recovery::band(recovery); }
 
 Grade factorBand(double score) { return gradeOf(score); }
 

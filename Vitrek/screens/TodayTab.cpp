@@ -4,9 +4,10 @@
 #include "history/Milestone.h"
 #include "screens/Labels.h"
 #include "screens/ScreenTexts.h"
-#include "screens/Symbols.h"
+#include "screens/StoreViews.h"
 #include "screens/widgets/Card.h"
 #include "screens/widgets/Dial.h"
+#include "screens/widgets/Glyph.h"
 #include "screens/widgets/HistoryBars.h"
 #include "screens/widgets/Kicker.h"
 #include "screens/widgets/MilestoneBanner.h"
@@ -15,8 +16,6 @@
 
 #include <QFrame>
 #include <QHBoxLayout>
-#include <QPainter>
-#include <QTimer>
 #include <QVBoxLayout>
 
 #include <array>
@@ -24,58 +23,6 @@
 namespace vitrek {
 
 namespace {
-
-// A filled circle in a grade colour: the factor rows' dot.
-class Dot : public QWidget {
-public:
-    explicit Dot(int size, QWidget* parent = nullptr) : QWidget(parent), m_size(size) {
-        setFixedSize(size, size);
-    }
-    void setColor(const QColor& color) {
-        if (color != m_color) {
-            m_color = color;
-            update();
-        }
-    }
-
-protected:
-    void paintEvent(QPaintEvent*) override {
-        QPainter painter(this);
-        painter.setRenderHint(QPainter::Antialiasing);
-        painter.setPen(Qt::NoPen);
-        painter.setBrush(m_color);
-        painter.drawEllipse(QRectF(0, 0, m_size, m_size));
-    }
-
-private:
-    int m_size;
-    QColor m_color;
-};
-
-// A symbol painted in a colour, re-tinted on refresh.
-class SymbolView : public QWidget {
-public:
-    SymbolView(QString name, int size, QWidget* parent = nullptr) : QWidget(parent), m_name(std::move(name)) {
-        setFixedSize(size, size);
-    }
-    void setColor(const QColor& color) {
-        if (color != m_color) {
-            m_color = color;
-            update();
-        }
-    }
-
-protected:
-    void paintEvent(QPaintEvent*) override {
-        QPainter painter(this);
-        painter.setRenderHint(QPainter::Antialiasing);
-        Symbols::paint(painter, m_name, rect(), m_color);
-    }
-
-private:
-    QString m_name;
-    QColor m_color;
-};
 
 struct DialBlock {
     Dial* dial = nullptr;
@@ -112,12 +59,11 @@ struct TodayTab::Parts {
     QLabel* average = nullptr;
     QLabel* averageLabel = nullptr;
 
-    SymbolView* tipSymbol = nullptr;
+    Glyph* tipSymbol = nullptr;
     QLabel* tip = nullptr;
 
     std::vector<QLabel*> labels; // every label with a theme role, re-tinted on refresh
     std::vector<Kicker*> kickers;
-    bool refreshQueued = false;
 };
 
 TodayTab::TodayTab(Store& store, QWidget* parent) : QWidget(parent), m_store(store), m_parts(new Parts) {
@@ -139,20 +85,13 @@ TodayTab::TodayTab(Store& store, QWidget* parent) : QWidget(parent), m_store(sto
     buildLowerCards(column);
     column->addStretch(1);
 
-    // Several fields change in one check-up; one refresh after the last of them is enough.
-    const auto queue = [this] {
-        if (!m_parts->refreshQueued) {
-            m_parts->refreshQueued = true;
-            QTimer::singleShot(0, this, [this] { refresh(); });
-        }
-    };
-    for (auto signal : {&Store::readingChanged, &Store::factorsChanged, &Store::recoveryChanged,
-                        &Store::strainChanged, &Store::heavyChanged, &Store::nightChanged,
-                        &Store::historyChanged, &Store::tipChanged, &Store::loadingNightChanged,
-                        &Store::ageChanged, &Store::vitalsChanged, &Store::stressNowChanged,
-                        &Store::streakChanged, &Store::measuredSinceChanged}) {
-        connect(&m_store, signal, this, queue);
-    }
+    StoreViews::refreshOn(this, m_store,
+                          {&Store::readingChanged, &Store::factorsChanged, &Store::recoveryChanged,
+                           &Store::strainChanged, &Store::heavyChanged, &Store::nightChanged,
+                           &Store::historyChanged, &Store::tipChanged, &Store::loadingNightChanged,
+                           &Store::ageChanged, &Store::vitalsChanged, &Store::stressNowChanged,
+                           &Store::streakChanged, &Store::measuredSinceChanged},
+                          [this] { refresh(); });
     refresh();
 }
 
@@ -271,7 +210,7 @@ void TodayTab::buildLowerCards(QVBoxLayout* column) {
     auto* tipCard = new Card(this);
     auto* tipRow = new QHBoxLayout(tipCard);
     tipRow->setSpacing(12);
-    p.tipSymbol = new SymbolView(QStringLiteral("lightbulb.max"), 22, tipCard);
+    p.tipSymbol = new Glyph(QSize(22, 22), QSize(22, 22), tipCard);
     p.tip = Labels::make(Fonts::body(), Theme::Role::ink, true);
     p.tip->setTextInteractionFlags(Qt::TextSelectableByMouse);
     p.labels.push_back(p.tip);
@@ -282,16 +221,7 @@ void TodayTab::buildLowerCards(QVBoxLayout* column) {
 
 void TodayTab::refresh() {
     auto& p = *m_parts;
-    p.refreshQueued = false;
-    const Calendar calendar = m_store.environment().calendar ? m_store.environment().calendar()
-                                                              : Calendar::current();
-    const auto& reading = m_store.reading();
-    const std::array<Texts::Dial, 3> dials{
-        Texts::recoveryDial(reading.has_value(), m_store.recovery()),
-        Texts::strainDial(m_store.strain(), m_store.measuredSince(),
-                          reading ? std::optional<Instant>(reading->date) : std::nullopt, m_store.heavy(),
-                          calendar),
-        Texts::restDial(m_store.loadingNight(), m_store.night())};
+    const auto dials = StoreViews::dials(m_store);
     for (std::size_t i = 0; i < 3; ++i) {
         auto& block = p.dials[i];
         block.dial->setFraction(dials[i].fraction);
@@ -335,7 +265,8 @@ void TodayTab::refresh() {
     Labels::setText(p.average, Texts::averageRecovery(days));
 
     Labels::setText(p.tip, Texts::tipText(m_store.tip()));
-    p.tipSymbol->setColor(Theme::color(Theme::color(Theme::recoveryBand(m_store.recovery()))));
+    p.tipSymbol->set(QStringLiteral("lightbulb.max"),
+                     Theme::color(Theme::color(Theme::recoveryBand(m_store.recovery()))));
 
     for (auto* label : p.labels) {
         Labels::setColor(label, static_cast<Theme::Role>(label->property("vitrekRole").toInt()));
@@ -379,8 +310,8 @@ void TodayTab::refreshFactors() {
         auto* layout = new QHBoxLayout(row);
         layout->setContentsMargins(0, 0, 0, 0);
         layout->setSpacing(10);
-        auto* dot = new Dot(9, row);
-        dot->setColor(Theme::color(Theme::color(Theme::factorBand(factor.score))));
+        auto* dot = new Glyph(QSize(9, 9), QSize(9, 9), row);
+        dot->set({}, Theme::color(Theme::color(Theme::factorBand(factor.score))));
         layout->addWidget(dot, 0, Qt::AlignVCenter);
         auto* texts = new QVBoxLayout;
         texts->setSpacing(1);
