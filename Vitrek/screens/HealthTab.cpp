@@ -74,7 +74,6 @@ struct HealthTab::Parts {
     QLabel* footnote = nullptr;
 
     std::vector<QLabel*> labels;    // fixed labels, re-tinted on refresh
-    std::vector<QLabel*> rebuilt;   // labels of rows rebuilt on refresh
     std::optional<std::pair<std::optional<MacAge>, Theme::Appearance>> shownAgeFactors;
     std::optional<std::pair<std::vector<Vital>, Theme::Appearance>> shownVitals;
 

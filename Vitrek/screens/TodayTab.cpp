@@ -284,16 +284,14 @@ void TodayTab::refreshFactors() {
         delete item->widget();
         delete item;
     }
-    std::erase_if(p.labels, [&](QLabel* label) { return label->property("vitrekFactor").toBool(); });
     p.shownFactors = factors;
     p.factorsShown = true;
     p.factorsAppearance = Theme::appearance();
 
     const auto label = [&](const QFont& font, Theme::Role role, const std::string& text, bool wrap = false) {
+        // Coloured once: the rows are built again when the appearance changes.
         auto* made = Labels::make(font, role, wrap);
         made->setText(Labels::q(text));
-        made->setProperty("vitrekFactor", true);
-        p.labels.push_back(made);
         return made;
     };
     if (factors.empty()) {

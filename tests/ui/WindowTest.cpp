@@ -159,6 +159,12 @@ TEST_F(WindowTest, AGoodDayShowsItsFiguresAndOnlyTheLastFourteenDays) {
     EXPECT_TRUE(shown.contains(QStringLiteral("50%")));
     // A streak of 20 reached no milestone that day, so no banner.
     EXPECT_FALSE(window.findChild<MilestoneBanner*>()->isVisibleTo(&window));
+
+    // The open window follows the next check-up, rows and all.
+    reader->needsCare = true;
+    store->apply(reader->read(clock + 60s), {}, std::nullopt, false);
+    QApplication::processEvents();
+    EXPECT_TRUE(texts(window).contains(QStringLiteral("Needs some care")));
 }
 
 TEST_F(WindowTest, ANeedsCareDayIsSaidSoAndTheVitalsAskForChecking) {
