@@ -3,34 +3,21 @@
 #include "linux/LinuxReader.h"
 #include "linux/PowerLogSource.h"
 #include "powerlog/PowerLogParser.h"
+#include "shell/Preferences.h"
 
-#include <QDate>
 #include <QDateTime>
-#include <QSettings>
-#include <QVariant>
 
 namespace vitrek {
 
 namespace {
 
-// The purchase date the Settings screen stores; a bare date counts from the start of that local day.
+// The purchase date the Settings screen stores counts from the start of that local day.
 std::optional<Instant> storedBoughtAt() {
-    const QVariant value = QSettings{"Vitrek", "Vitrek"}.value("boughtAt");
-    QDateTime when;
-    switch (value.typeId()) {
-    case QMetaType::QDateTime:
-        when = value.toDateTime();
-        break;
-    case QMetaType::QDate:
-        when = value.toDate().startOfDay();
-        break;
-    default:
+    const auto date = Preferences::shared().boughtAt();
+    if (!date) {
         return std::nullopt;
     }
-    if (!when.isValid()) {
-        return std::nullopt;
-    }
-    return fromUnixSeconds(static_cast<double>(when.toMSecsSinceEpoch()) / 1000.0);
+    return fromUnixSeconds(static_cast<double>(date->startOfDay().toMSecsSinceEpoch()) / 1000.0);
 }
 
 } // namespace

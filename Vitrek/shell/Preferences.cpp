@@ -71,7 +71,7 @@ void Preferences::setBoughtAt(std::optional<QDate> date) {
     }
     QSettings store = settings();
     if (date) {
-        // A QDate, which the Store's own reader of this key also accepts.
+        // A QDate: what the age reads back through `boughtAt`.
         store.setValue(kBoughtAt, *date);
     } else {
         store.remove(kBoughtAt);
