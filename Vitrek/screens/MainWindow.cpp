@@ -112,9 +112,9 @@ MainWindow::MainWindow(Store& store, QWidget* parent)
 
     buildMenus();
     connect(&Appearance::shared(), &Appearance::changed, this, &MainWindow::refresh);
-    for (auto signal : {&Store::readingChanged, &Store::streakChanged}) {
-        connect(&m_store, signal, this, [this] { refresh(); });
-    }
+    // The tabs follow the Store themselves; a check-up only changes the header here.
+    StoreViews::refreshOn(this, m_store, {&Store::readingChanged, &Store::streakChanged},
+                          [this] { refreshHeader(); });
     setTab(Texts::Tab::today);
     refresh();
 }
@@ -221,18 +221,21 @@ void MainWindow::setTab(Texts::Tab tab) {
 void MainWindow::refresh() {
     setPalette(Labels::palette());
     centralWidget()->setAutoFillBackground(true);
+    refreshHeader();
+    m_parts->refreshButton->setIcon(
+        QIcon(Symbols::pixmap(QStringLiteral("arrow.clockwise"), Theme::color(Theme::Role::ink2), 18, 2.0)));
+    setTab(tab());
+    m_parts->today->refresh();
+    m_parts->health->refresh();
+}
 
+void MainWindow::refreshHeader() {
     Labels::setText(m_parts->model, Texts::modelName(m_store.reading()));
     Labels::setText(m_parts->date, Texts::headerDate(StoreViews::now(m_store), StoreViews::calendar(m_store)));
     Labels::setColor(m_parts->model, Theme::Role::ink);
     Labels::setColor(m_parts->date, Theme::Role::ink2);
     m_parts->streak->setVisible(Texts::showsStreak(m_store.streak()));
     m_parts->streak->setStreak(m_store.streak());
-    m_parts->refreshButton->setIcon(
-        QIcon(Symbols::pixmap(QStringLiteral("arrow.clockwise"), Theme::color(Theme::Role::ink2), 18, 2.0)));
-    setTab(tab());
-    m_parts->today->refresh();
-    m_parts->health->refresh();
 }
 
 void MainWindow::closeEvent(QCloseEvent* event) {

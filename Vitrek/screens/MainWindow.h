@@ -22,6 +22,7 @@ public:
 
     Texts::Tab tab() const;
     void setTab(Texts::Tab tab);
+    // Re-reads everything, colours included (after an appearance change).
     void refresh();
 
     QAction* refreshAction() const { return m_refresh; }
@@ -36,6 +37,7 @@ protected:
 private:
     struct Parts;
     void buildMenus();
+    void refreshHeader();
     QWidget* buildHeader();
 
     Store& m_store;

@@ -79,11 +79,11 @@ MenuBarPanel::MenuBarPanel(Store& store, QWidget* parent)
     connect(m_parts->open, &QPushButton::clicked, this, &MenuBarPanel::openRequested);
     connect(m_parts->quit, &QPushButton::clicked, this, &MenuBarPanel::quitRequested);
 
-    for (auto signal : {&Store::readingChanged, &Store::recoveryChanged, &Store::strainChanged,
-                        &Store::nightChanged, &Store::loadingNightChanged, &Store::tipChanged,
-                        &Store::heavyChanged, &Store::measuredSinceChanged}) {
-        connect(&m_store, signal, this, &MenuBarPanel::refresh);
-    }
+    StoreViews::refreshOn(this, m_store,
+                          {&Store::readingChanged, &Store::recoveryChanged, &Store::strainChanged,
+                           &Store::nightChanged, &Store::loadingNightChanged, &Store::tipChanged,
+                           &Store::heavyChanged, &Store::measuredSinceChanged},
+                          [this] { refresh(); });
     connect(&Appearance::shared(), &Appearance::changed, this, &MenuBarPanel::refresh);
     refresh();
 }
