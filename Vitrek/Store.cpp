@@ -234,6 +234,12 @@ void Store::updateAge() {
 }
 
 void Store::refresh() {
+    if (m_env.isDemo()) {
+        if (m_env.demoFill) {
+            m_env.demoFill(*this);
+        }
+        return;
+    }
     const Instant now = m_env.now();
     apply(m_env.reader->read(now), m_env.files.samples(now, m_env.calendar()), m_night, true);
     loadNight();

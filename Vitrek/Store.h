@@ -81,7 +81,8 @@ public:
     void setDemoSetUp(std::optional<Instant> date);
     // Publishes a History without saving it: for a check-up that must not write, which has no `start`.
     void setHistory(History history);
-    // Publishes a History read elsewhere: the terminal report reads it without the Store's loading.
+    // Whether a night load is under way; the demo filler sets it to false, having no night to load.
+    void setLoadingNight(bool loading);
 
     // Loads the History, prunes old sample files, publishes a first check-up, starts the night load and
     // schedules the check-ups (two early ones, then one per period). Call once.
@@ -99,7 +100,8 @@ public:
     // reading it does nothing.
     void updateAge();
     // A manual refresh: reads the machine now, applies with the current night and reloads the night. It
-    // records no sample and leaves the processor counters alone.
+    // records no sample and leaves the processor counters alone. In demo mode it fills the demo machine
+    // again rather than showing this one's readings.
     void refresh();
 
     // Last night: the newest night that is finished and not empty; absent when there is none.
@@ -127,7 +129,6 @@ private:
     template <typename T> void publish(T& field, T value, void (Store::*changed)());
 
     void setNight(std::optional<Night> night);
-    void setLoadingNight(bool loading);
     void setAge(std::optional<MacAge> age);
     struct NightLoad {
         std::optional<Night> night;

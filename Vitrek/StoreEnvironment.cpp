@@ -1,5 +1,6 @@
 #include "StoreEnvironment.h"
 
+#include "demo/DemoData.h"
 #include "linux/LinuxReader.h"
 #include "linux/PowerLogSource.h"
 #include "powerlog/PowerLogParser.h"
@@ -33,7 +34,8 @@ StoreEnvironment StoreEnvironment::system() {
     environment.calendar = [] { return Calendar::current(); };
     environment.boughtAt = [] { return storedBoughtAt(); };
     environment.setUpDate = [reader] { return reader->setUpDate(); };
-    environment.isDemo = [] { return false; };
+    environment.isDemo = [] { return DemoData::isActive(); };
+    environment.demoFill = [](Store& store) { DemoData::fill(store); };
     return environment;
 }
 

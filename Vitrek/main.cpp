@@ -1,5 +1,7 @@
 #include "cli/CommandLine.h"
 #include "cli/HeadlessCommand.h"
+#include "harness/Harness.h"
+#include "harness/HarnessCommands.h"
 #include "linux/JournalSource.h"
 #include "linux/LargePages.h"
 #include "linux/PowerLogSource.h"
@@ -17,18 +19,23 @@ int main(int argc, char** argv) {
         return vitrek::cli::headless(argc, argv, std::cout);
     }
     if (arguments.empty()) {
-        if (vitrek::hasDisplay()) {
+        if (vitrek::hasDisplay() || vitrek::Harness::fromEnvironment()) {
             return vitrek::runApplication(argc, argv);
         }
         std::cerr << "vitrek: no display to open the window on; printing a check-up instead\n";
-    }
-    if (vitrek::cli::isCommand(arguments)) {
-        vitrek::preferLargePages();
     }
     vitrek::cli::CommandContext context{
         std::cin, std::cout, std::cerr,
         [] { return std::chrono::time_point_cast<vitrek::Seconds>(std::chrono::system_clock::now()); },
         [](vitrek::Instant now) { return vitrek::JournalSource::load(vitrek::PowerLogParser::run, now); }};
+    if (!arguments.empty() && vitrek::cli::isDrawingCommand(arguments[0])) {
+        const int status = vitrek::cli::drawingCommand(arguments, context, argc, argv);
+        std::cout.flush();
+        return status;
+    }
+    if (vitrek::cli::isCommand(arguments)) {
+        vitrek::preferLargePages();
+    }
     const int status = vitrek::cli::run(arguments, context);
     std::cout.flush();
     return status;

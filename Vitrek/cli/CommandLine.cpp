@@ -19,6 +19,9 @@ constexpr const char* kUsage =
     "Commands:\n"
     "  report      take one check-up of this machine and print it\n"
     "  nights      rebuild each night from the power log and print its rest score and story\n"
+    "  card        write today's share card as a PNG image\n"
+    "  selftest    check the program on the demo machine and write a report\n"
+    "  snapshot    render the screens on the demo machine to PNG files\n"
     "  --headless  take a check-up every minute without a window, until interrupted\n"
     "\n"
     "Run vitrek COMMAND --help for the options of a command.\n";

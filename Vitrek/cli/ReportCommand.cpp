@@ -257,20 +257,10 @@ std::string reportText(const Store& store, const Calendar& calendar) {
     return std::move(text).str();
 }
 
-int report(std::span<const std::string> arguments, CommandContext& context) {
-    const auto parsed = parseCommandOptions("report", arguments, true);
-    if (const auto* error = std::get_if<UsageError>(&parsed)) {
-        context.err << "vitrek: " << error->message << "\n";
-        return kUsageError;
-    }
-    const auto& options = std::get<CommandOptions>(parsed);
-    if (options.help) {
-        context.out << kReportUsage;
-        return 0;
-    }
-    const auto calendar = optionCalendar(options, "report", context.err);
+std::unique_ptr<Store> checkUp(const CommandOptions& options, CommandContext& context, std::string_view command) {
+    const auto calendar = optionCalendar(options, command, context.err);
     if (!calendar) {
-        return kUsageError;
+        return nullptr;
     }
 
     auto environment = StoreEnvironment::system();
@@ -280,13 +270,13 @@ int report(std::span<const std::string> arguments, CommandContext& context) {
         const auto file = MappedFile::open(*options.readingPath, error);
         if (!file) {
             context.err << "vitrek: " << error << "\n";
-            return kUsageError;
+            return nullptr;
         }
         reading = readingFromReportJson(file->text(), error);
         if (!reading) {
-            context.err << "vitrek: report: " << *options.readingPath << " is not a reading: " << error
+            context.err << "vitrek: " << command << ": " << *options.readingPath << " is not a reading: " << error
                         << "\n";
-            return kUsageError;
+            return nullptr;
         }
     }
     const Instant now = options.now.value_or(reading ? reading->date : context.now());
@@ -297,7 +287,7 @@ int report(std::span<const std::string> arguments, CommandContext& context) {
 
     const auto log = loadPowerLog(options, context, now, *calendar);
     if (!log) {
-        return kUsageError;
+        return nullptr;
     }
     const auto night = Store::lastNight(NightBuilder::build(*log, NightWindow{}, now, *calendar));
 
@@ -309,14 +299,34 @@ int report(std::span<const std::string> arguments, CommandContext& context) {
     }
     environment.now = [now] { return now; };
     environment.calendar = [calendar = *calendar] { return calendar; };
-    Store store(environment);
-    store.setHistory(store.files().peekHistory());
-    store.apply(*reading, store.files().samples(now, *calendar), night, false);
+    // This machine's check-up, even in a process whose environment asks for the demo one.
+    environment.isDemo = [] { return false; };
+    auto store = std::make_unique<Store>(environment);
+    store->setHistory(store->files().peekHistory());
+    store->apply(*reading, store->files().samples(now, *calendar), night, false);
+    return store;
+}
+
+int report(std::span<const std::string> arguments, CommandContext& context) {
+    const auto parsed = parseCommandOptions("report", arguments, true);
+    if (const auto* error = std::get_if<UsageError>(&parsed)) {
+        context.err << "vitrek: " << error->message << "\n";
+        return kUsageError;
+    }
+    const auto& options = std::get<CommandOptions>(parsed);
+    if (options.help) {
+        context.out << kReportUsage;
+        return 0;
+    }
+    const auto store = checkUp(options, context, "report");
+    if (!store) {
+        return kUsageError;
+    }
 
     if (options.json) {
-        writeReportJson(context.out, store);
+        writeReportJson(context.out, *store);
     } else {
-        context.out << reportText(store, *calendar);
+        context.out << reportText(*store, store->environment().calendar());
     }
     return 0;
 }

@@ -1,9 +1,11 @@
 #pragma once
 
 #include "cli/CommandLine.h"
+#include "cli/CommandOptions.h"
 #include "readings/Reading.h"
 #include "time/Calendar.h"
 
+#include <memory>
 #include <optional>
 #include <ostream>
 #include <span>
@@ -19,6 +21,11 @@ namespace vitrek::cli {
 // `vitrek report [--reading FILE] [--log FILE] [--now TIME] [--tz ZONE] [--json]`: one check-up, computed
 // by the Store's own `apply` with recording off, printed for a person or as one JSON document.
 int report(std::span<const std::string> arguments, CommandContext& context);
+
+// One check-up as the options describe it (the machine or a stored reading, the power log, the time and
+// zone), applied by a Store that records nothing. Null, with the error written, when an option's input
+// cannot be read.
+std::unique_ptr<Store> checkUp(const CommandOptions& options, CommandContext& context, std::string_view command);
 
 // The "reading" member of the report's JSON (dates as Unix seconds); absent with `error` set when the
 // text is not such an object.

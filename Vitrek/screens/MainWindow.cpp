@@ -1,6 +1,7 @@
 #include "screens/MainWindow.h"
 
 #include "Store.h"
+#include "card/CardExport.h"
 #include "screens/HealthTab.h"
 #include "screens/Labels.h"
 #include "screens/StoreViews.h"
@@ -78,6 +79,7 @@ struct MainWindow::Parts {
     QLabel* date = nullptr;
     std::array<QToolButton*, 2> tabButtons{};
     StreakBadge* streak = nullptr;
+    QToolButton* shareButton = nullptr;
     QToolButton* refreshButton = nullptr;
     QStackedWidget* stack = nullptr;
     TodayTab* today = nullptr;
@@ -95,6 +97,12 @@ MainWindow::MainWindow(Store& store, QWidget* parent)
     m_refresh = new QAction(QStringLiteral("Refresh"), this);
     m_refresh->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_R));
     connect(m_refresh, &QAction::triggered, this, [this] { m_store.refresh(); });
+    m_share = new QAction(QStringLiteral("Share Card…"), this);
+    m_share->setShortcut(QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_S));
+    connect(m_share, &QAction::triggered, this, [this] { CardExport::share(m_store); });
+    m_saveCard = new QAction(QStringLiteral("Save Card as Image…"), this);
+    m_saveCard->setShortcut(QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_E));
+    connect(m_saveCard, &QAction::triggered, this, [this] { CardExport::save(m_store, this); });
 
     auto* central = new QWidget(this);
     auto* column = new QVBoxLayout(central);
@@ -157,7 +165,10 @@ QWidget* MainWindow::buildHeader() {
     m_parts->streak = new StreakBadge(header);
     m_parts->streak->setFont(Fonts::system(15, QFont::Black, true));
     row->addWidget(m_parts->streak);
-    // The card's share button joins the refresh button here.
+    m_parts->shareButton = Labels::symbolButton(
+        QStringLiteral("square.and.arrow.up"), Labels::q(Texts::shareHelp(native(m_share->shortcut()))), header);
+    connect(m_parts->shareButton, &QToolButton::clicked, m_share, &QAction::trigger);
+    row->addWidget(m_parts->shareButton);
     m_parts->refreshButton = Labels::symbolButton(
         QStringLiteral("arrow.clockwise"), Labels::q(Texts::refreshHelp(native(m_refresh->shortcut()))), header);
     connect(m_parts->refreshButton, &QToolButton::clicked, m_refresh, &QAction::trigger);
@@ -168,7 +179,8 @@ QWidget* MainWindow::buildHeader() {
 void MainWindow::buildMenus() {
     auto* file = menuBar()->addMenu(QStringLiteral("&File"));
     file->addAction(m_refresh);
-    // "Share Card…" and "Save Card as Image…" follow Refresh in this group.
+    file->addAction(m_share);
+    file->addAction(m_saveCard);
     file->addSeparator();
     auto* settings = file->addAction(QStringLiteral("Settings…"));
     settings->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_Comma));
@@ -222,6 +234,8 @@ void MainWindow::refresh() {
     setPalette(Labels::palette());
     centralWidget()->setAutoFillBackground(true);
     refreshHeader();
+    m_parts->shareButton->setIcon(
+        QIcon(Symbols::pixmap(QStringLiteral("square.and.arrow.up"), Theme::color(Theme::Role::ink2), 18, 2.0)));
     m_parts->refreshButton->setIcon(
         QIcon(Symbols::pixmap(QStringLiteral("arrow.clockwise"), Theme::color(Theme::Role::ink2), 18, 2.0)));
     setTab(tab());

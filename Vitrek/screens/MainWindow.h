@@ -26,6 +26,8 @@ public:
     void refresh();
 
     QAction* refreshAction() const { return m_refresh; }
+    QAction* shareAction() const { return m_share; }
+    QAction* saveCardAction() const { return m_saveCard; }
 
 signals:
     void settingsRequested();
@@ -43,6 +45,8 @@ private:
     Store& m_store;
     Parts* m_parts = nullptr;
     QAction* m_refresh = nullptr;
+    QAction* m_share = nullptr;
+    QAction* m_saveCard = nullptr;
 };
 
 } // namespace vitrek

@@ -114,8 +114,9 @@ void setAppearance(Appearance appearance) { g_appearance = appearance; }
 
 namespace Fonts {
 
-QFont kicker() {
-    QFont font = system(11, QFont::Bold);
+QFont kicker() { return expanded(system(11, QFont::Bold)); }
+
+QFont expanded(QFont font) {
     if (hasExpandedFace(font)) {
         font.setStretch(QFont::Expanded);
     }

@@ -39,6 +39,8 @@ QFont kicker();  // 11 pt bold, expanded where the font has it
 QFont title();   // 15 pt semibold
 QFont body();    // 13 pt
 QFont caption(); // 11.5 pt
+// `font` in its family's expanded face, where the family has one (never widened by scaling).
+QFont expanded(QFont font);
 // The system font `pointSize` logical pixels high (at 96 dpi) and of `weight`, with tabular figures when `monospacedDigits`.
 QFont system(double pointSize, QFont::Weight weight = QFont::Normal, bool monospacedDigits = false);
 } // namespace Fonts

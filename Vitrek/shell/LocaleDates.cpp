@@ -162,9 +162,12 @@ public:
         removeFields(longDay, u'y');
         m_longDayFormat = joined(longDay);
 
-        Pattern day = longDay;
+        Pattern weekdayDay = longDay;
+        abbreviate(weekdayDay, u'M');
+        m_weekdayDayFormat = joined(weekdayDay);
+
+        Pattern day = weekdayDay;
         abbreviate(day, u'd');
-        abbreviate(day, u'M');
         m_dayFormat = joined(day);
 
         // Only the weekday's name goes; a day number ("d") stays.
@@ -190,6 +193,9 @@ public:
     }
     std::string longDay(Instant date, const Calendar& calendar) const override {
         return dateText(date, calendar, m_longDayFormat);
+    }
+    std::string weekdayDay(Instant date, const Calendar& calendar) const override {
+        return dateText(date, calendar, m_weekdayDayFormat);
     }
     std::string date(Instant date, const Calendar& calendar) const override {
         return dateText(date, calendar, m_dateFormat);
@@ -218,6 +224,7 @@ private:
     QLocale m_locale;
     QString m_hourFormat;
     QString m_longDayFormat;
+    QString m_weekdayDayFormat;
     QString m_dayFormat;
     QString m_dateFormat;
 };

@@ -1,6 +1,7 @@
 #include "shell/VitrekApplication.h"
 
 #include "Store.h"
+#include "harness/Harness.h"
 #include "screens/MainWindow.h"
 #include "screens/SettingsWindow.h"
 #include "screens/Symbols.h"
@@ -15,6 +16,7 @@
 #include <QApplication>
 #include <QPointer>
 
+#include <clocale>
 #include <cstdlib>
 
 namespace vitrek {
@@ -76,7 +78,14 @@ bool hasDisplay() {
 }
 
 int runApplication(int argc, char** argv) {
+    // A harness run needs no desktop: without one it draws on the offscreen platform.
+    if (Harness::fromEnvironment() && !hasDisplay()) {
+        qputenv("QT_QPA_PLATFORM", "offscreen");
+    }
     QApplication app(argc, argv);
+    // The application object adopts the user's locale; the figures are formatted with the C library and
+    // must keep their decimal point.
+    std::setlocale(LC_NUMERIC, "C");
     QApplication::setOrganizationName(QStringLiteral("Vitrek"));
     QApplication::setApplicationName(QStringLiteral("Vitrek"));
     QApplication::setApplicationDisplayName(QStringLiteral("Vitrek"));
@@ -85,8 +94,10 @@ int runApplication(int argc, char** argv) {
     // The process lives on with its check-ups and tray after the last window closes.
     QApplication::setQuitOnLastWindowClosed(false);
 
+    // A harness run renders, checks and quits: it neither waits for nor wakes a Vitrek already running.
+    const auto harness = Harness::fromEnvironment();
     SingleInstance instance;
-    if (!instance.claim()) {
+    if (!harness && !instance.claim()) {
         return EXIT_SUCCESS;
     }
     QApplication::setWindowIcon(TrayArt::icon(std::nullopt));
@@ -97,10 +108,14 @@ int runApplication(int argc, char** argv) {
     Store& store = Store::shared();
     store.start();
 
+    if (harness) {
+        // The harness draws its own windows off screen; no tray icon or window comes up for it.
+        Harness::start(*harness, store);
+        return QApplication::exec();
+    }
     Shell shell(store);
     QObject::connect(&instance, &SingleInstance::activated, &shell, &Shell::showMain);
     shell.showMain();
-    // The snapshot, self-test and live-snapshot harness is dispatched here, after the Store has started.
     return QApplication::exec();
 }
 

@@ -56,6 +56,14 @@ public:
         return std::string(weekday(*local)) + " " + std::to_string(local->day) + " " +
                std::string(month(*local));
     }
+    std::string weekdayDay(Instant date, const Calendar& calendar) const override {
+        const auto local = calendar.local(date);
+        if (!local) {
+            return {};
+        }
+        return std::string(weekday(*local)) + " " + std::to_string(local->day) + " " +
+               std::string(month(*local).substr(0, 3));
+    }
 
     std::string date(Instant date, const Calendar& calendar) const override {
         const auto local = calendar.local(date);
@@ -139,6 +147,9 @@ std::string clockTime(Instant date, const Calendar& calendar) {
 std::string day(Instant date, const Calendar& calendar) { return dateFormatter().day(date, calendar); }
 std::string longDay(Instant date, const Calendar& calendar) {
     return dateFormatter().longDay(date, calendar);
+}
+std::string weekdayDay(Instant date, const Calendar& calendar) {
+    return dateFormatter().weekdayDay(date, calendar);
 }
 std::string date(Instant date, const Calendar& calendar) { return dateFormatter().date(date, calendar); }
 std::string weekday(Instant date, const Calendar& calendar) {

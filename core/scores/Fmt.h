@@ -9,7 +9,7 @@ namespace vitrek {
 
 class Calendar;
 
-// The five date forms the screens show. The core's own is fixed English with a 24-hour clock; the
+// The date forms the screens show. The core's own is fixed English with a 24-hour clock; the
 // application may install a locale-aware one at start-up (before any other thread formats a date).
 class DateFormatter {
 public:
@@ -19,6 +19,7 @@ public:
     virtual std::string clockTime(Instant date, const Calendar& calendar) const = 0; // "07:12"
     virtual std::string day(Instant date, const Calendar& calendar) const = 0;       // "Tue 4 Mar"
     virtual std::string longDay(Instant date, const Calendar& calendar) const = 0;   // "Tuesday 4 March"
+    virtual std::string weekdayDay(Instant date, const Calendar& calendar) const = 0; // "Tuesday 4 Mar"
     virtual std::string date(Instant date, const Calendar& calendar) const = 0;      // "4 Mar 2024"
     virtual std::string weekday(Instant date, const Calendar& calendar) const = 0;   // "Tuesday"
 };
@@ -42,6 +43,7 @@ std::string hour(Instant date, const Calendar& calendar);
 std::string clockTime(Instant date, const Calendar& calendar);
 std::string day(Instant date, const Calendar& calendar);
 std::string longDay(Instant date, const Calendar& calendar);
+std::string weekdayDay(Instant date, const Calendar& calendar);
 std::string date(Instant date, const Calendar& calendar);
 std::string weekday(Instant date, const Calendar& calendar);
 

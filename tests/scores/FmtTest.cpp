@@ -20,6 +20,7 @@ struct LabelFormatter : DateFormatter {
     std::string clockTime(Instant, const Calendar&) const override { return "clockTime"; }
     std::string day(Instant, const Calendar&) const override { return "day"; }
     std::string longDay(Instant, const Calendar&) const override { return "longDay"; }
+    std::string weekdayDay(Instant, const Calendar&) const override { return "weekdayDay"; }
     std::string date(Instant, const Calendar&) const override { return "date"; }
     std::string weekday(Instant, const Calendar&) const override { return "weekday"; }
 };

@@ -1,0 +1,224 @@
+#include "Store.h"
+#include "card/CardExport.h"
+#include "card/ShareCard.h"
+#include "demo/DemoData.h"
+#include "support/TestSupport.h"
+
+#include <gtest/gtest.h>
+
+#include <QClipboard>
+#include <QDir>
+#include <QFile>
+#include <QGuiApplication>
+#include <QMimeData>
+#include <QTemporaryDir>
+#include <QUrl>
+
+namespace vitrek {
+namespace {
+
+Night nightWith(int darkWakes, std::vector<BatteryPoint> battery, bool pluggedIn = false) {
+    const Instant start = test::at("2026-11-23T23:00:00+01:00");
+    Night night;
+    night.id = "2026-11-24";
+    night.start = start;
+    night.end = start + Seconds(28'800);
+    Instant at = start;
+    for (int i = 0; i < darkWakes; ++i) {
+        night.segments.push_back(Segment{at, at + Seconds(3'600), PowerState::asleep});
+        night.segments.push_back(Segment{at + Seconds(3'600), at + Seconds(3'660), PowerState::dark});
+        night.events.push_back(NightEvent{at + Seconds(3'600), NightEvent::Kind::darkWake, "Wi-Fi keep-alive", "wifi",
+                                          "", 60, std::nullopt, std::nullopt, std::nullopt});
+        at += Seconds(3'660);
+    }
+    night.segments.push_back(Segment{at, night.end, PowerState::asleep});
+    night.battery = std::move(battery);
+    night.hasBattery = !night.battery.empty();
+    night.pluggedIn = pluggedIn;
+    return night;
+}
+
+MacAge ageOf(double realYears, double adjustment) {
+    MacAge age;
+    age.realYears = realYears;
+    age.source = MacAge::Source::setUp;
+    if (adjustment != 0) {
+        age.factors.push_back(AgeFactor{"Battery", "", adjustment});
+    }
+    return age;
+}
+
+TEST(CardTexts, TheRestLineCountsWakesAndTheKnownBatteryLossButNeverSaysPluggedIn) {
+    EXPECT_EQ(CardTexts::restLine(std::nullopt), "No night yet");
+    const Instant start = test::at("2026-11-23T23:00:00+01:00");
+    EXPECT_EQ(CardTexts::restLine(nightWith(1, {})), "1 wake");
+    EXPECT_EQ(CardTexts::restLine(nightWith(0, {}, true)), "0 wakes");
+    EXPECT_EQ(CardTexts::restLine(nightWith(3, {{start, 82}, {start + Seconds(28'800), 78}})),
+              "3 wakes · −4% battery");
+    EXPECT_EQ(CardTexts::restLine(nightWith(2, {{start, 80}, {start + Seconds(28'800), 80}}, true)),
+              "2 wakes · −0% battery");
+}
+
+TEST(CardTexts, DialsShowTheirValuesOrADashWithTheirSubLines) {
+    EXPECT_EQ(CardTexts::recoveryDial(72),
+              (Texts::Dial{0.72, "72%", Theme::Role::good, "Recovery", "Ready for a heavy day"}));
+    EXPECT_EQ(CardTexts::recoveryDial(66).sub, "Take it easy today");
+    EXPECT_EQ(CardTexts::recoveryDial(33),
+              (Texts::Dial{0.33, "33%", Theme::Role::poor, "Recovery", "Needs some care"}));
+
+    EXPECT_EQ(CardTexts::strainDial(std::nullopt, 5'000),
+              (Texts::Dial{std::nullopt, "–", Theme::Role::strain, "Strain", "Not measured yet"}));
+    EXPECT_EQ(CardTexts::strainDial(8.44, 7'500),
+              (Texts::Dial{8.44 / 21, "8.4", Theme::Role::strain, "Strain", "2 h 5 min busy"}));
+
+    EXPECT_EQ(CardTexts::restDial(std::nullopt, "No night yet"),
+              (Texts::Dial{std::nullopt, "–", Theme::Role::rest, "Rest", "No night yet"}));
+    EXPECT_EQ(CardTexts::restDial(91, "1 wake"), (Texts::Dial{0.91, "91%", Theme::Role::rest, "Rest", "1 wake"}));
+}
+
+TEST(CardTexts, TheAgeBlockTakesAFactorRowAndTightensTheSpacing) {
+    EXPECT_EQ(CardTexts::factorRows(true, 6), 4u);
+    EXPECT_EQ(CardTexts::factorRows(false, 6), 5u);
+    EXPECT_EQ(CardTexts::factorRows(true, 2), 2u);
+    EXPECT_EQ(CardTexts::factorRows(false, 0), 0u);
+    EXPECT_EQ(CardTexts::sectionSpacing(true), 30);
+    EXPECT_EQ(CardTexts::sectionSpacing(false), 44);
+
+    EXPECT_EQ(CardTexts::ageYears(ageOf(2.8, -0.34)), "2.5 years");
+    EXPECT_EQ(CardTexts::agePill(ageOf(2.8, 0.08)), (CardTexts::Pill{"Right on its age", QColor::fromRgbF(0.776f, 0.800f, 0.824f)}));
+    EXPECT_EQ(CardTexts::agePill(ageOf(2.8, -0.34)),
+              (CardTexts::Pill{"4 months younger", Theme::color(Theme::Role::good, Theme::Appearance::dark)}));
+    EXPECT_EQ(CardTexts::agePill(ageOf(2.8, 1.3)),
+              (CardTexts::Pill{"1.3 years older", Theme::color(Theme::Role::poor, Theme::Appearance::dark)}));
+}
+
+TEST(CardTexts, TheHeaderShoutsTheDayAndTheModel) {
+    EXPECT_EQ(CardTexts::headerDate(test::at("2026-11-24T00:30:00+01:00"), test::berlin()), "TUESDAY 24 NOV");
+    // The day of the card's zone, not of UTC, where it is still Monday.
+    EXPECT_EQ(CardTexts::headerDate(test::at("2026-11-23T23:30:00Z"), test::berlin()), "TUESDAY 24 NOV");
+    EXPECT_EQ(CardTexts::modelName("MacBook Pro (14-inch, M3, 2023)"), "MACBOOK PRO (14-INCH, M3, 2023)");
+    EXPECT_EQ(CardTexts::modelName(""), "YOUR MAC");
+}
+
+// A factor with a detail long enough to need all of a row.
+Factor factor(Factor::Kind kind, double score) {
+    return Factor{kind, "Free storage", "8%", "41.3 GB of 494 GB free. Clear out downloads and old caches to make room.",
+                  score, 25};
+}
+
+ShareCard cardWith(bool age, std::size_t factors, std::string tip) {
+    ShareCard card;
+    card.reading.date = test::at("2026-11-24T14:30:00+01:00");
+    card.reading.model = "MacBook Pro (14-inch, M3, 2023)";
+    for (std::size_t i = 0; i < factors; ++i) {
+        card.factors.push_back(factor(Factor::kAllKinds[i], 0.3 * static_cast<double>(i)));
+    }
+    card.recovery = 72;
+    card.strain = 9.1;
+    card.heavy = 3'000;
+    card.rest = 88;
+    card.restLine = "3 wakes · −2% battery";
+    card.tip = std::move(tip);
+    if (age) {
+        card.age = ageOf(2.8, -0.3);
+    }
+    return card;
+}
+
+TEST(ShareCardLayout, BothVariantsFitBetweenThePaddingsWithRoomForTheTip) {
+    const std::string tip = "Your disk is nearly full. Free up at least 20 GB so updates and swap have room to work.";
+    for (const bool age : {true, false}) {
+        const auto layout = ShareCardView::layout(cardWith(age, 6, tip));
+        const double spacing = CardTexts::sectionSpacing(age);
+        EXPECT_EQ(layout.factorRows, age ? 4u : 5u);
+        EXPECT_EQ(layout.age.has_value(), age);
+        EXPECT_EQ(layout.header.top(), 64);
+        EXPECT_EQ(layout.dials.top(), layout.header.bottom() + spacing);
+        EXPECT_EQ(layout.rule.top(), (age ? layout.age->bottom() : layout.dials.bottom()) + spacing);
+        EXPECT_EQ(layout.tip.top(), layout.factors.bottom() + spacing);
+        EXPECT_EQ(layout.footer.bottom(), 1350 - 64);
+        EXPECT_EQ(layout.tipPixelSize, 29) << age;
+        EXPECT_LE(layout.tip.bottom() + spacing, layout.footer.top()) << age;
+    }
+}
+
+TEST(ShareCardLayout, ALongTipStepsDownRatherThanRunIntoTheFooter) {
+    std::string tip;
+    for (int i = 0; i < 4; ++i) {
+        tip += "Restart it this week: nine days of uptime leave memory fragmented and updates waiting. ";
+    }
+    const auto layout = ShareCardView::layout(cardWith(false, 6, tip));
+    EXPECT_LT(layout.tipPixelSize, 29);
+    EXPECT_LE(layout.tip.bottom() + 44, layout.footer.top());
+
+    // Fewer factors than rows: only those rows, and the tip moves up.
+    const auto few = ShareCardView::layout(cardWith(true, 2, "Short."));
+    EXPECT_EQ(few.factorRows, 2u);
+    EXPECT_LT(few.tip.top(), ShareCardView::layout(cardWith(true, 6, "Short.")).tip.top());
+}
+
+TEST(ShareCardRender, IsExactly1080By1350AndTheSameBytesEveryTime) {
+    const auto card = cardWith(true, 6, "Take a break.");
+    const QImage image = ShareCardView::image(card, test::berlin());
+    EXPECT_EQ(image.size(), QSize(1080, 1350));
+    // Always dark: the corner is the dark face, whatever the appearance of the process.
+    EXPECT_EQ(image.pixelColor(2, 2), Theme::color(Theme::Role::face, Theme::Appearance::dark));
+    // Without the age block the card is another picture.
+    EXPECT_NE(ShareCardView::image(cardWith(false, 6, "Take a break."), test::berlin()), image);
+}
+
+class CardExportTest : public testing::Test {
+protected:
+    void SetUp() override {
+        StoreEnvironment env;
+        env.reader = nullptr;
+        env.now = [] { return test::at("2026-11-24T14:30:00+01:00"); };
+        env.calendar = [] { return test::berlin(); };
+        env.isDemo = [] { return true; };
+        store = std::make_unique<Store>(env);
+    }
+    std::unique_ptr<Store> store;
+};
+
+TEST_F(CardExportTest, NothingToShareBeforeTheFirstReading) {
+    EXPECT_EQ(CardExport::card(*store), std::nullopt);
+    EXPECT_EQ(CardExport::png(*store), std::nullopt);
+    bool revealed = false;
+    CardExport::share(*store, [&](const QString&) { revealed = true; });
+    EXPECT_FALSE(revealed);
+}
+
+TEST_F(CardExportTest, TheDemoCardIsAStablePngAndSharesUnderTheDaysName) {
+    DemoData::fill(*store);
+    const auto card = CardExport::card(*store);
+    ASSERT_TRUE(card.has_value());
+    EXPECT_EQ(card->restLine, "3 wakes · −2% battery");
+    EXPECT_EQ(card->rest, RestScore::score(*store->night()));
+    EXPECT_TRUE(card->age.has_value());
+
+    const auto first = CardExport::png(*store);
+    const auto second = CardExport::png(*store);
+    ASSERT_TRUE(first.has_value());
+    EXPECT_EQ(*first, *second);
+    EXPECT_TRUE(first->startsWith("\x89PNG"));
+    EXPECT_EQ(QImage::fromData(*first).size(), QSize(1080, 1350));
+
+    EXPECT_EQ(CardExport::fileName(test::at("2026-11-23T23:30:00Z"), test::berlin()), "Vitrek 2026-11-24.png");
+    QTemporaryDir temporary;
+    const QByteArray previous = qgetenv("TMPDIR");
+    qputenv("TMPDIR", temporary.path().toUtf8());
+    QString revealed;
+    CardExport::share(*store, [&](const QString& path) { revealed = path; });
+    qputenv("TMPDIR", previous);
+    EXPECT_EQ(revealed, QDir(temporary.path()).filePath("Vitrek 2026-11-24.png"));
+    QFile written(revealed);
+    ASSERT_TRUE(written.open(QIODevice::ReadOnly));
+    EXPECT_EQ(written.readAll(), *first);
+    const QMimeData* clipboard = QGuiApplication::clipboard()->mimeData();
+    ASSERT_NE(clipboard, nullptr);
+    EXPECT_TRUE(clipboard->hasImage());
+    EXPECT_EQ(clipboard->urls(), QList<QUrl>{QUrl::fromLocalFile(revealed)});
+}
+
+} // namespace
+} // namespace vitrek

@@ -1,0 +1,282 @@
+#include "Store.h"
+#include "demo/DemoData.h"
+#include "harness/Harness.h"
+#include "harness/SelfTest.h"
+#include "harness/Snapshotter.h"
+#include "screens/MainWindow.h"
+#include "screens/SettingsWindow.h"
+#include "shell/Autostart.h"
+#include "shell/Preferences.h"
+#include "support/TestSupport.h"
+
+#include <gtest/gtest.h>
+
+#include <QAction>
+#include <QApplication>
+#include <QCheckBox>
+#include <QDir>
+#include <QDirIterator>
+#include <QFile>
+#include <QImage>
+#include <QMap>
+#include <QMenuBar>
+#include <QProcess>
+#include <QTemporaryDir>
+
+#include <filesystem>
+
+namespace vitrek {
+namespace {
+
+namespace fs = std::filesystem;
+
+QStringList filesUnder(const QString& dir) {
+    QStringList files;
+    QDirIterator it(dir, QDir::Files | QDir::Hidden | QDir::System, QDirIterator::Subdirectories);
+    while (it.hasNext()) {
+        files << QDir(dir).relativeFilePath(it.next());
+    }
+    files.sort();
+    return files;
+}
+
+// The machine a demo Store must never read.
+class RealMachine final : public Reader {
+public:
+    std::optional<BatteryInfo> battery() const override { return std::nullopt; }
+    Storage storage() const override { return Storage{1'000'000'000, 2'000'000'000}; }
+    Memory memory() const override { return Memory{}; }
+    std::string modelName() const override { return "The real machine"; }
+    std::optional<Instant> bootTime() const override { return test::at("2026-11-20T08:00:00+01:00"); }
+    Heat heat() const override { return Heat::cool; }
+    double uptime() const override { return 0; }
+    CPUTicks cpuTicks() const override { return {}; }
+    std::optional<Instant> setUpDate() const override { return std::nullopt; }
+};
+
+TEST(HarnessChoice, TakesTheSnapshotThenTheSelfTestThenTheLiveSnapshot) {
+    QMap<QString, QString> variables;
+    const Harness::Lookup lookup = [&variables](const char* name) -> std::optional<QString> {
+        const auto found = variables.constFind(QLatin1String(name));
+        return found == variables.constEnd() ? std::nullopt : std::optional<QString>(*found);
+    };
+    EXPECT_EQ(Harness::choose(lookup), std::nullopt);
+    variables["VITREK_DEMO_DIR"] = "/tmp/x";
+    EXPECT_EQ(Harness::choose(lookup), std::nullopt);
+    variables["VITREK_LIVE_SNAPSHOT_DIR"] = "/tmp/live";
+    EXPECT_EQ(Harness::choose(lookup), (Harness::Run{Harness::Kind::liveSnapshot, "/tmp/live"}));
+    variables["VITREK_SELFTEST"] = "/tmp/check";
+    EXPECT_EQ(Harness::choose(lookup), (Harness::Run{Harness::Kind::selfTest, "/tmp/check"}));
+    variables["VITREK_SNAPSHOT_DIR"] = "/tmp/shots";
+    EXPECT_EQ(Harness::choose(lookup), (Harness::Run{Harness::Kind::snapshot, "/tmp/shots"}));
+
+    using Theme::Appearance;
+    EXPECT_EQ(Snapshotter::appearances(std::nullopt), (std::vector{Appearance::light, Appearance::dark}));
+    EXPECT_EQ(Snapshotter::appearances(QString("dark")), (std::vector{Appearance::dark}));
+    EXPECT_EQ(Snapshotter::appearances(QString("sepia")), (std::vector<Appearance>{}));
+}
+
+TEST(SelfTestReport, EndsInAllPassOrTheNumberOfFailures) {
+    EXPECT_EQ(SelfTest::report({{true, "a"}, {true, "b"}}), (std::vector<std::string>{"PASS a", "PASS b", "ALL PASS"}));
+    EXPECT_EQ(SelfTest::report({{false, "a"}, {true, "b"}, {false, "c"}}),
+              (std::vector<std::string>{"FAIL a", "PASS b", "FAIL c", "2 FAILED"}));
+}
+
+// A Store in demo mode on a scratch data folder, at a fixed time in Berlin.
+class DemoStoreTest : public testing::Test {
+protected:
+    void SetUp() override {
+        Preferences::shared().setBoughtAt(std::nullopt);
+        Autostart::disable();
+        StoreEnvironment env;
+        env.reader = std::make_shared<const RealMachine>();
+        env.files = VitrekFiles{data.path().toStdString()};
+        env.now = [] { return test::at("2026-11-24T14:30:00+01:00"); };
+        env.calendar = [] { return test::berlin(); };
+        env.isDemo = [] { return true; };
+        env.demoFill = [](Store& store) { DemoData::fill(store); };
+        store = std::make_unique<Store>(env);
+    }
+
+    QTemporaryDir data;
+    QTemporaryDir out;
+    std::unique_ptr<Store> store;
+};
+
+TEST_F(DemoStoreTest, TheSelfTestPassesOnTheDemoMachineAndKeepsEarlierSamples) {
+    const int failures = SelfTest::run(out.path(), *store);
+    QFile report(QDir(out.path()).filePath("selftest.txt"));
+    ASSERT_TRUE(report.open(QIODevice::ReadOnly));
+    const QStringList lines = QString::fromUtf8(report.readAll()).split('\n', Qt::SkipEmptyParts);
+    EXPECT_EQ(failures, 0) << lines.join('\n').toStdString();
+    ASSERT_EQ(lines.size(), 12);
+    EXPECT_EQ(lines.last(), "ALL PASS");
+    EXPECT_TRUE(lines[2].startsWith(QString::fromUtf8("PASS strain is on the 0–21 scale (")));
+    EXPECT_EQ(lines[9], QString::fromUtf8("PASS the card is 1080 × 1350 (QSize(1080, 1350))"));
+    EXPECT_EQ(QImage(QDir(out.path()).filePath("card.png")).size(), QSize(1080, 1350));
+
+    // A second run in the same folder finds the first run's samples and still passes.
+    EXPECT_EQ(SelfTest::run(out.path(), *store), 0);
+    EXPECT_TRUE(filesUnder(data.path()).isEmpty());
+}
+
+TEST_F(DemoStoreTest, ABareStoreFailsTheChecksAndSkipsTheCardSize) {
+    const auto checks = SelfTest::checks(*store, out.path());
+    ASSERT_EQ(checks.size(), 10u);
+    EXPECT_FALSE(checks[0].passed);
+    EXPECT_EQ(checks[0].description, "recovery is a percentage (0)");
+    EXPECT_EQ(checks[8], (SelfTest::Check{false, "the share card renders"}));
+    EXPECT_TRUE(checks[9].passed) << checks[9].description;
+}
+
+TEST_F(DemoStoreTest, DemoModeWritesNothingThroughTheWindowSettingsOrRefresh) {
+    store->start();
+    ASSERT_TRUE(store->reading().has_value());
+    MainWindow window{*store};
+    window.refreshAction()->trigger();
+    EXPECT_EQ(store->reading()->model, "MacBook Pro (14-inch, M3, 2023)");
+    {
+        SettingsWindow settings{*store, true};
+        for (auto* box : settings.findChildren<QCheckBox*>()) {
+            if (box->text() != "Show Vitrek in the menu bar") {
+                box->setChecked(!box->isChecked());
+            }
+        }
+    }
+    QApplication::processEvents();
+    EXPECT_TRUE(filesUnder(data.path()).isEmpty()) << filesUnder(data.path()).join(", ").toStdString();
+    EXPECT_FALSE(Preferences::shared().hasBoughtAt());
+    EXPECT_FALSE(QFile::exists(Autostart::entryPath()));
+}
+
+TEST_F(DemoStoreTest, TheFileMenuCarriesTheCardCommandsAfterRefresh) {
+    MainWindow window{*store};
+    const auto menus = window.menuBar()->findChildren<QMenu*>();
+    const auto file = std::find_if(menus.begin(), menus.end(), [](QMenu* menu) { return menu->title() == "&File"; });
+    ASSERT_NE(file, menus.end());
+    const auto actions = (*file)->actions();
+    ASSERT_GE(actions.size(), 3);
+    EXPECT_EQ(actions[0], window.refreshAction());
+    EXPECT_EQ(actions[1]->text(), QString::fromUtf8("Share Card…"));
+    EXPECT_EQ(actions[1]->shortcut(), QKeySequence("Ctrl+Shift+S"));
+    EXPECT_EQ(actions[2]->text(), QString::fromUtf8("Save Card as Image…"));
+    EXPECT_EQ(actions[2]->shortcut(), QKeySequence("Ctrl+Shift+E"));
+}
+
+// The real program, on the offscreen platform, with its own settings, data, cache and socket folders.
+class HarnessRunTest : public testing::Test {
+protected:
+    QProcessEnvironment environment() const {
+        QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+        for (const char* name : {"VITREK_SNAPSHOT_DIR", "VITREK_SNAPSHOT_ONLY", "VITREK_SELFTEST",
+                                 "VITREK_LIVE_SNAPSHOT_DIR", "VITREK_DEMO_DIR"}) {
+            env.remove(name);
+        }
+        env.insert("QT_QPA_PLATFORM", "offscreen");
+        env.insert("TMPDIR", scratch.path());
+        env.insert("XDG_RUNTIME_DIR", scratch.path());
+        env.insert("XDG_CONFIG_HOME", scratch.filePath("config"));
+        env.insert("XDG_CACHE_HOME", scratch.filePath("cache"));
+        env.insert("VITREK_DATA_DIR", dataDir());
+        return env;
+    }
+    QString dataDir() const { return scratch.filePath("data"); }
+    QString outDir() const { return scratch.filePath("out"); }
+
+    struct Result {
+        int status = -1;
+        std::string out;
+        std::string err;
+    };
+    Result run(const QStringList& arguments, const QMap<QString, QString>& variables = {}) const {
+        QProcessEnvironment env = environment();
+        for (auto it = variables.begin(); it != variables.end(); ++it) {
+            env.insert(it.key(), it.value());
+        }
+        QProcess process;
+        process.setProcessEnvironment(env);
+        process.start(QStringLiteral(VITREK_EXECUTABLE), arguments);
+        if (!process.waitForFinished(180'000) || process.exitStatus() != QProcess::NormalExit) {
+            process.kill();
+            process.waitForFinished();
+            return {-1, process.readAllStandardOutput().toStdString(), process.readAllStandardError().toStdString()};
+        }
+        return {process.exitCode(), process.readAllStandardOutput().toStdString(),
+                process.readAllStandardError().toStdString()};
+    }
+    QSize sizeOf(const QString& name) const { return QImage(QDir(outDir()).filePath(name)).size(); }
+
+    QTemporaryDir scratch;
+};
+
+TEST_F(HarnessRunTest, DarkSnapshotsWriteExactlyTheirFilesAtTheirSizes) {
+    const auto result = run({}, {{"VITREK_SNAPSHOT_DIR", outDir()}, {"VITREK_SNAPSHOT_ONLY", "dark"}});
+    ASSERT_EQ(result.status, 0) << result.err;
+    EXPECT_EQ(filesUnder(outDir()), (QStringList{"01-main-dark.png", "02-main-min-dark.png", "03-menubar-dark.png",
+                                                 "04-settings-dark.png", "05-share-card.png",
+                                                 "06-main-needs-care-dark.png", "07-health-dark.png"}));
+    EXPECT_EQ(sizeOf("01-main-dark.png"), QSize(980, 820));
+    EXPECT_EQ(sizeOf("02-main-min-dark.png"), QSize(820, 700));
+    EXPECT_EQ(sizeOf("03-menubar-dark.png").width(), 320);
+    EXPECT_GT(sizeOf("03-menubar-dark.png").height(), 200);
+    EXPECT_EQ(sizeOf("04-settings-dark.png"), QSize(520, 400));
+    EXPECT_EQ(sizeOf("05-share-card.png"), QSize(1080, 1350));
+    EXPECT_EQ(sizeOf("06-main-needs-care-dark.png"), QSize(980, 820));
+    EXPECT_EQ(sizeOf("07-health-dark.png"), QSize(980, 1060));
+    // The needs-care day is another picture than the healthy one.
+    EXPECT_NE(QImage(QDir(outDir()).filePath("06-main-needs-care-dark.png")),
+              QImage(QDir(outDir()).filePath("01-main-dark.png")));
+    EXPECT_TRUE(filesUnder(dataDir()).isEmpty()) << filesUnder(dataDir()).join(", ").toStdString();
+}
+
+TEST_F(HarnessRunTest, TheSelfTestWritesItsReportAndNothingToTheDataFolder) {
+    const auto result = run({}, {{"VITREK_SELFTEST", outDir()}});
+    ASSERT_EQ(result.status, 0) << result.out << result.err;
+    QFile report(QDir(outDir()).filePath("selftest.txt"));
+    ASSERT_TRUE(report.open(QIODevice::ReadOnly));
+    const QByteArray text = report.readAll();
+    EXPECT_TRUE(text.endsWith("ALL PASS\n")) << text.toStdString();
+    EXPECT_EQ(result.out, text.toStdString());
+    EXPECT_TRUE(filesUnder(dataDir()).isEmpty()) << filesUnder(dataDir()).join(", ").toStdString();
+}
+
+TEST_F(HarnessRunTest, WithBothVariablesOnlyTheSnapshotsRun) {
+    const QString checks = scratch.filePath("checks");
+    const auto result = run({}, {{"VITREK_SNAPSHOT_DIR", outDir()}, {"VITREK_SNAPSHOT_ONLY", "light"},
+                                 {"VITREK_SELFTEST", checks}});
+    ASSERT_EQ(result.status, 0) << result.err;
+    EXPECT_FALSE(QDir(checks).exists());
+    EXPECT_TRUE(filesUnder(outDir()).contains("01-main-light.png"));
+    EXPECT_FALSE(filesUnder(outDir()).contains("01-main-dark.png"));
+}
+
+TEST_F(HarnessRunTest, TheCommandsRunTheSameHarnessAndDrawTheCard) {
+    const auto selftest = run({"selftest", outDir()}, {{"VITREK_SNAPSHOT_DIR", scratch.filePath("ignored")}});
+    ASSERT_EQ(selftest.status, 0) << selftest.out << selftest.err;
+    EXPECT_TRUE(QString::fromStdString(selftest.out).endsWith("ALL PASS\n"));
+    EXPECT_FALSE(QDir(scratch.filePath("ignored")).exists());
+
+    const QString card = scratch.filePath("card.png");
+    const auto drawn = run({"card", "--demo", "--out", card});
+    ASSERT_EQ(drawn.status, 0) << drawn.err;
+    EXPECT_EQ(QImage(card).size(), QSize(1080, 1350));
+    EXPECT_EQ(drawn.out, "Wrote " + card.toStdString() + " (1080 × 1350)\n");
+    EXPECT_TRUE(filesUnder(dataDir()).isEmpty());
+}
+
+TEST_F(HarnessRunTest, BadArgumentsGetOneLineAndStatusTwo) {
+    for (const QStringList& arguments :
+         {QStringList{"snapshot"}, QStringList{"snapshot", "a", "b"}, QStringList{"snapshot", "a", "--only", "sepia"},
+          QStringList{"snapshot", "a", "--only"}, QStringList{"selftest"}, QStringList{"selftest", "a", "--fast"},
+          QStringList{"card", "--out"}, QStringList{"card", "--demo", "--reading", "r.json"},
+          QStringList{"card", "--json"}, QStringList{"card", "--tz", "Mars/Olympus"}}) {
+        const auto result = run(arguments);
+        EXPECT_EQ(result.status, 2) << arguments.join(' ').toStdString();
+        EXPECT_TRUE(result.err.starts_with("vitrek: ")) << result.err;
+        EXPECT_EQ(std::count(result.err.begin(), result.err.end(), '\n'), 1) << result.err;
+    }
+    EXPECT_FALSE(QDir(scratch.filePath("a")).exists());
+}
+
+} // namespace
+} // namespace vitrek
