@@ -33,7 +33,8 @@ constexpr double kDialSubWidth = kDialFrame + 48;
 constexpr double kKickerGap = 8;
 constexpr double kRuleHeight = 2;
 constexpr double kFactorsGap = 18;
-constexpr double kFactorRowGap = 16;
+constexpr double kFactorRowGap = 18;
+constexpr double kMostExtraRowGap = 22;
 constexpr double kFactorIndent = 30;
 constexpr double kDot = 14;
 constexpr double kDetailGap = 2;
@@ -72,10 +73,10 @@ QFont dialValueFont() { return font(76, QFont::Black, false, 0, true); }
 QFont dialLabelFont() { return font(24, QFont::Bold, true); }
 QFont dialSubFont(int pixels = 22) { return font(pixels, QFont::Medium); }
 QFont kickerFont() { return font(20, QFont::Bold, true, 2.0); }
-QFont ageFont() { return font(64, QFont::Black, false, 0, true); }
+QFont ageFont() { return font(80, QFont::Black, false, 0, true); }
 QFont pillFont() { return font(24, QFont::DemiBold); }
-QFont factorFont() { return font(28, QFont::Medium); }
-QFont factorValueFont() { return font(28, QFont::DemiBold, false, 0, true); }
+QFont factorFont() { return font(30, QFont::Medium); }
+QFont factorValueFont() { return font(30, QFont::DemiBold, false, 0, true); }
 QFont detailFont() { return font(24, QFont::Medium); }
 QFont tipFont(int pixels) { return font(pixels, QFont::Medium); }
 QFont brandFont() { return font(26, QFont::Black, true, 3.0); }
@@ -84,9 +85,10 @@ QFont webFont() { return font(22, QFont::DemiBold); }
 double lineHeight(const QFont& font) { return QFontMetricsF{font}.height(); }
 double textWidth(const QFont& font, const QString& text) { return QFontMetricsF{font}.horizontalAdvance(text); }
 
-// The largest size from `pixels` down to 60 % of it at which `text` fits `width`; the smallest otherwise.
+// The largest size from `pixels` down to three quarters of it at which `text` fits `width`; the smallest
+// otherwise (the caller elides what still does not fit).
 template <typename MakeFont> QFont shrunkToFit(MakeFont make, int pixels, const QString& text, double width) {
-    const int smallest = std::max(1, pixels * 3 / 5);
+    const int smallest = std::max(1, pixels * 3 / 4);
     for (int size = pixels; size > smallest; --size) {
         const QFont candidate = make(size);
         if (textWidth(candidate, text) <= width) {
@@ -121,14 +123,16 @@ void drawLine(QPainter& painter, const QRectF& box, const QFont& font, const QCo
     painter.drawText(box, static_cast<int>(horizontal | Qt::AlignVCenter | Qt::TextSingleLine), text);
 }
 
-// Text whose digits sit in the middle of `centre` vertically (centred on the capital height, whatever the
-// font's descent).
+// Text centred on `centre` by its inked shape rather than its line box, so digits and a lone dash alike
+// sit in the middle of the ring whatever the font's ascent and descent.
 void drawCentred(QPainter& painter, QPointF centre, const QFont& font, const QColor& color, const QString& text) {
     const QFontMetricsF metrics{font};
+    QPainterPath outline;
+    outline.addText(0, 0, font, text);
+    const QRectF ink = outline.boundingRect();
     painter.setFont(font);
     painter.setPen(color);
-    painter.drawText(QPointF{centre.x() - metrics.horizontalAdvance(text) / 2, centre.y() + metrics.capHeight() / 2},
-                     text);
+    painter.drawText(QPointF{centre.x() - metrics.horizontalAdvance(text) / 2, centre.y() - ink.center().y()}, text);
 }
 
 void paintHeader(QPainter& painter, const QRectF& box, const ShareCard& card, const Calendar& calendar) {
@@ -167,7 +171,8 @@ void paintAge(QPainter& painter, const QRectF& box, const MacAge& age) {
     drawLine(painter, capsule, pillType, pill.color, pillText, Qt::AlignHCenter);
 }
 
-void paintFactors(QPainter& painter, const QRectF& box, const std::vector<Factor>& factors, std::size_t rows) {
+void paintFactors(QPainter& painter, const QRectF& box, const std::vector<Factor>& factors, std::size_t rows,
+                  double rowGap) {
     const QRectF kicker{box.left(), box.top(), box.width(), lineHeight(kickerFont())};
     drawLine(painter, kicker, kickerFont(), dark(Theme::Role::ink3), QString::fromUtf8("WHAT'S BEHIND YOUR RECOVERY"));
 
@@ -199,7 +204,7 @@ void paintFactors(QPainter& painter, const QRectF& box, const std::vector<Factor
                      QFontMetricsF{detail}.elidedText(q(factor.detail), Qt::ElideRight, textWidthAvailable));
             y = under.bottom();
         }
-        y += kFactorRowGap;
+        y += rowGap;
     }
 }
 
@@ -281,10 +286,13 @@ std::string webAddress() { return VITREK_WEB_ADDRESS; }
 
 namespace ShareCardView {
 
-Layout layout(const ShareCard& card) {
+namespace {
+
+Layout layoutWithRowGap(const ShareCard& card, double rowGap) {
     const bool hasAge = card.age.has_value();
     const double spacing = CardTexts::sectionSpacing(hasAge);
     Layout result;
+    result.factorRowGap = rowGap;
     double y = kPadding;
     const auto next = [&](double height) {
         const QRectF box{kPadding, y, kContentWidth, height};
@@ -300,7 +308,7 @@ Layout layout(const ShareCard& card) {
     result.factorRows = CardTexts::factorRows(hasAge, card.factors.size());
     double factors = lineHeight(kickerFont());
     for (std::size_t i = 0; i < result.factorRows; ++i) {
-        factors += (i == 0 ? kFactorsGap : kFactorRowGap) + factorRowHeight(card.factors[i]);
+        factors += (i == 0 ? kFactorsGap : rowGap) + factorRowHeight(card.factors[i]);
     }
     result.factors = next(factors);
 
@@ -316,6 +324,21 @@ Layout layout(const ShareCard& card) {
     // A tip longer than any the coach gives would be cut at the footer rather than run over it.
     result.tip = QRectF{kPadding, y, kContentWidth, std::min(tipHeight(tip, pixels), std::max(0.0, room))};
     return result;
+}
+
+} // namespace
+
+Layout layout(const ShareCard& card) {
+    const Layout tight = layoutWithRowGap(card, kFactorRowGap);
+    // Room left above the footer goes between the factor rows, up to a point, so a short card does not
+    // end in a hole; whatever remains stays above the footer.
+    const double spare = tight.footer.top() - CardTexts::sectionSpacing(card.age.has_value()) - tight.tip.bottom();
+    if (tight.factorRows < 2 || spare <= 0) {
+        return tight;
+    }
+    const double gaps = static_cast<double>(tight.factorRows - 1);
+    const double extra = std::min(std::floor(spare / (gaps + 1)), kMostExtraRowGap);
+    return layoutWithRowGap(card, kFactorRowGap + extra);
 }
 
 void dial(QPainter& painter, QPointF topLeft, const Texts::Dial& dial) {
@@ -370,7 +393,7 @@ void paint(QPainter& painter, const ShareCard& card, const Calendar& calendar) {
         paintAge(painter, *at.age, *card.age);
     }
     painter.fillRect(at.rule, dark(Theme::Role::hairline));
-    paintFactors(painter, at.factors, card.factors, at.factorRows);
+    paintFactors(painter, at.factors, card.factors, at.factorRows, at.factorRowGap);
 
     painter.setFont(tipFont(at.tipPixelSize));
     painter.setPen(dark(Theme::Role::ink));

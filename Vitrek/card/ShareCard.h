@@ -80,8 +80,9 @@ std::string webAddress();
 
 namespace ShareCardView {
 
-// Where each section lands on the card, top to bottom; the footer keeps to the bottom edge. The tip's
-// type steps down from 29 px only when a long tip would otherwise run into the footer.
+// Where each section lands on the card, top to bottom; the footer keeps to the bottom edge. Spare room
+// above it opens up the factor rows a little; the tip's type steps down from 29 px only when a long tip
+// would otherwise run into the footer.
 struct Layout {
     QRectF header;
     QRectF dials;
@@ -89,6 +90,7 @@ struct Layout {
     QRectF rule;
     QRectF factors;
     std::size_t factorRows = 0;
+    double factorRowGap = 0;
     QRectF tip;
     int tipPixelSize = 29;
     QRectF footer;

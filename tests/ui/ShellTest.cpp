@@ -233,6 +233,12 @@ TEST(ShellLocaleDatesTest, FormsFollowTheLocalesWordsOrderAndClock) {
         {"ru_RU", "00:30", "00", "вт, 5 мар.", "вторник, 5 марта", "5 мар. 2024 г.", "вторник"},
         {"ja_JP", "0:30", "0", "3月5日火", "3月5日火曜日", "2024年3月5日", "火曜日"},
     };
+    // The share card's form: the full weekday with the short month.
+    const char* cardDays[][2] = {{"en_US", "Tuesday, Mar 5"}, {"en_GB", "Tuesday, 5 Mar"}, {"de_DE", "Dienstag, 5. März"},
+                                 {"ru_RU", "вторник, 5 мар."}, {"ja_JP", "3月5日火曜日"}};
+    for (const auto& [locale, expected] : cardDays) {
+        EXPECT_EQ(localeDateFormatter(QLocale{locale})->weekdayDay(when, zone), expected) << locale;
+    }
     for (const auto& c : cases) {
         const auto formatter = localeDateFormatter(QLocale{c[0]});
         const std::string forms[] = {formatter->time(when, zone), formatter->hour(when, zone),
