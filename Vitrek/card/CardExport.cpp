@@ -2,9 +2,9 @@
 
 #include "Store.h"
 #include "history/History.h"
+#include "shell/ImageFiles.h"
 #include "time/Calendar.h"
 
-#include <QBuffer>
 #include <QClipboard>
 #include <QDBusConnection>
 #include <QDBusMessage>
@@ -14,21 +14,13 @@
 #include <QFileDialog>
 #include <QFileInfo>
 #include <QGuiApplication>
-#include <QImageWriter>
 #include <QMimeData>
-#include <QSaveFile>
 #include <QStandardPaths>
 #include <QUrl>
 
 namespace vitrek::CardExport {
 
 namespace {
-
-// Writes all or nothing: an interrupted write never leaves half a card under the final name.
-bool writeFile(const QString& path, const QByteArray& bytes) {
-    QSaveFile file(path);
-    return file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size() && file.commit();
-}
 
 QString proposedName(const Store& store) {
     return QString::fromStdString(fileName(store.environment().now(), store.environment().calendar()));
@@ -58,18 +50,7 @@ std::optional<QByteArray> png(const Store& store) {
     if (!shared) {
         return std::nullopt;
     }
-    const QImage image = ShareCardView::image(*shared, store.environment().calendar());
-    if (image.isNull()) {
-        return std::nullopt;
-    }
-    QByteArray bytes;
-    QBuffer buffer(&bytes);
-    buffer.open(QIODevice::WriteOnly);
-    QImageWriter writer(&buffer, "png");
-    if (!writer.write(image)) {
-        return std::nullopt;
-    }
-    return bytes;
+    return pngBytes(ShareCardView::image(*shared, store.environment().calendar()));
 }
 
 std::string fileName(Instant now, const Calendar& calendar) {
@@ -96,7 +77,7 @@ void save(const Store& store, QWidget* parent) {
         return;
     }
     // A failure to write is not reported: the user sees no file and can try again.
-    writeFile(dialog.selectedFiles().constFirst(), *data);
+    writeAtomically(dialog.selectedFiles().constFirst(), *data);
 }
 
 std::optional<QString> writeForSharing(const Store& store) {
@@ -105,7 +86,7 @@ std::optional<QString> writeForSharing(const Store& store) {
         return std::nullopt;
     }
     const QString path = QDir(QDir::tempPath()).filePath(proposedName(store));
-    if (!writeFile(path, *data)) {
+    if (!writeAtomically(path, *data)) {
         return std::nullopt;
     }
     return path;

@@ -5,11 +5,11 @@
 #include "cli/CommandOptions.h"
 #include "cli/ReportCommand.h"
 #include "demo/DemoData.h"
+#include "shell/ImageFiles.h"
 #include "shell/LocaleDates.h"
 #include "shell/VitrekApplication.h"
 
 #include <QApplication>
-#include <QSaveFile>
 
 #include <algorithm>
 #include <clocale>
@@ -63,9 +63,9 @@ bool writeOut(const std::string& path, const QByteArray& bytes, CommandContext& 
         context.out.write(bytes.constData(), bytes.size());
         return static_cast<bool>(context.out);
     }
-    QSaveFile file(QString::fromStdString(path));
-    if (!file.open(QIODevice::WriteOnly) || file.write(bytes) != bytes.size() || !file.commit()) {
-        context.err << "vitrek: card: couldn’t write " << path << ": " << file.errorString().toStdString() << "\n";
+    QString error;
+    if (!writeAtomically(QString::fromStdString(path), bytes, &error)) {
+        context.err << "vitrek: card: couldn’t write " << path << ": " << error.toStdString() << "\n";
         return false;
     }
     return true;
@@ -149,8 +149,9 @@ int card(std::span<const std::string> arguments, CommandContext& context, int ar
     }
     const std::string path =
         out.value_or(CardExport::fileName(store->environment().now(), store->environment().calendar()));
+    // A place the card cannot go is a bad --out (or a folder the user cannot write), like an unreadable input.
     if (!writeOut(path, *png, context)) {
-        return 1;
+        return kUsageError;
     }
     if (path != "-") {
         context.out << "Wrote " << path << " (1080 × 1350)\n";

@@ -5,11 +5,11 @@
 #include "demo/DemoData.h"
 #include "files/VitrekFiles.h"
 #include "history/Milestone.h"
+#include "shell/ImageFiles.h"
 
 #include <QDebug>
 #include <QDir>
 #include <QImage>
-#include <QSaveFile>
 
 #include <algorithm>
 #include <charconv>
@@ -31,11 +31,6 @@ std::string sizeText(const QSize& size) {
     QString text;
     QDebug(&text).nospace() << size;
     return text.toStdString();
-}
-
-bool writeFile(const QString& path, const QByteArray& bytes) {
-    QSaveFile file(path);
-    return file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size() && file.commit();
 }
 
 // Two samples a minute apart go into a fresh sample store and must come back. A folder reused from an
@@ -103,7 +98,7 @@ std::vector<Check> checks(const Store& store, const QString& dir) {
     add(png.has_value(), "the share card renders");
     if (png) {
         const QString path = QDir(dir).filePath(QStringLiteral("card.png"));
-        const QImage image = writeFile(path, *png) ? QImage(path) : QImage();
+        const QImage image = writeAtomically(path, *png) ? QImage(path) : QImage();
         add(image.size() == QSize(ShareCard::kWidth, ShareCard::kHeight),
             "the card is 1080 × 1350 (" + sizeText(image.size()) + ")");
     }
@@ -133,7 +128,7 @@ int run(const QString& dir, Store& store) {
     }
     std::cout << text;
     const QString path = QDir(dir).filePath(QStringLiteral("selftest.txt"));
-    if (!writeFile(path, QByteArray::fromStdString(text))) {
+    if (!writeAtomically(path, QByteArray::fromStdString(text))) {
         std::cerr << "vitrek: couldn’t write " << path.toStdString() << "\n";
     }
     return static_cast<int>(std::count_if(found.begin(), found.end(), [](const Check& check) { return !check.passed; }));

@@ -8,12 +8,10 @@
 #include "screens/MenuBarPanel.h"
 #include "screens/SettingsWindow.h"
 #include "shell/Appearance.h"
+#include "shell/ImageFiles.h"
 
-#include <QBuffer>
 #include <QDir>
-#include <QImageWriter>
 #include <QPixmap>
-#include <QSaveFile>
 
 #include <algorithm>
 #include <array>
@@ -51,18 +49,9 @@ Shot mainWindow(Store& store, Texts::Tab tab, QSize size, QString name) {
     return Shot{std::move(window), std::move(name), false};
 }
 
-// Writes all or nothing: an interrupted write never leaves half an image under the final name.
-bool writeFile(const QString& path, const QByteArray& bytes) {
-    QSaveFile file(path);
-    return file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size() && file.commit();
-}
-
 bool writePng(const QString& path, const QImage& image) {
-    QByteArray bytes;
-    QBuffer buffer(&bytes);
-    buffer.open(QIODevice::WriteOnly);
-    QImageWriter writer(&buffer, "png");
-    return writer.write(image) && writeFile(path, bytes);
+    const auto bytes = pngBytes(image);
+    return bytes && writeAtomically(path, *bytes);
 }
 
 } // namespace
@@ -119,7 +108,7 @@ brivel::DemoTask run(QString dir, Store& store, int* written) {
         co_await render(std::move(shots), dir, written);
     }
 
-    if (const auto png = CardExport::png(store); png && writeFile(QDir(dir).filePath(QStringLiteral("05-share-card.png")), *png)) {
+    if (const auto png = CardExport::png(store); png && writeAtomically(QDir(dir).filePath(QStringLiteral("05-share-card.png")), *png)) {
         if (written) {
             ++*written;
         }
@@ -155,7 +144,7 @@ brivel::DemoTask live(QString dir, Store& store) {
         shots.push_back(mainWindow(store, Texts::Tab::health, kHealth, QStringLiteral("live-health-") + QLatin1String(name)));
         co_await render(std::move(shots), dir);
     }
-    writeFile(QDir(dir).filePath(QStringLiteral("live.txt")), QByteArray::fromStdString(liveLine(store) + "\n"));
+    writeAtomically(QDir(dir).filePath(QStringLiteral("live.txt")), QByteArray::fromStdString(liveLine(store) + "\n"));
 }
 
 std::string liveLine(const Store& store) {

@@ -1,6 +1,7 @@
 #include "shell/VitrekApplication.h"
 
 #include "Store.h"
+#include "demo/DemoData.h"
 #include "harness/Harness.h"
 #include "screens/MainWindow.h"
 #include "screens/SettingsWindow.h"
@@ -95,9 +96,10 @@ int runApplication(int argc, char** argv) {
     QApplication::setQuitOnLastWindowClosed(false);
 
     // A harness run renders, checks and quits: it neither waits for nor wakes a Vitrek already running.
+    // Nor does the demo machine: it is shown beside the user's own Vitrek, not instead of it.
     const auto harness = Harness::fromEnvironment();
     SingleInstance instance;
-    if (!harness && !instance.claim()) {
+    if (!harness && !DemoData::isActive() && !instance.claim()) {
         return EXIT_SUCCESS;
     }
     QApplication::setWindowIcon(TrayArt::icon(std::nullopt));

@@ -3,6 +3,7 @@
 #include "harness/Harness.h"
 #include "harness/SelfTest.h"
 #include "harness/Snapshotter.h"
+#include "scores/Rounding.h"
 #include "screens/MainWindow.h"
 #include "screens/SettingsWindow.h"
 #include "shell/Autostart.h"
@@ -118,6 +119,15 @@ TEST_F(DemoStoreTest, TheSelfTestPassesOnTheDemoMachineAndKeepsEarlierSamples) {
     // A second run in the same folder finds the first run's samples and still passes.
     EXPECT_EQ(SelfTest::run(out.path(), *store), 0);
     EXPECT_TRUE(filesUnder(data.path()).isEmpty());
+}
+
+TEST_F(DemoStoreTest, TheLiveLineSumsUpTheStoreOrSaysWhatIsMissing) {
+    EXPECT_EQ(Snapshotter::liveLine(*store), "strain none · samples 0 · recovery 0 · age none · vitals 0/0 · night none");
+    DemoData::fill(*store);
+    const std::string line = Snapshotter::liveLine(*store);
+    EXPECT_TRUE(line.starts_with("strain " + printfText("%.1f", *store->strain()) + " · samples 481 · recovery " +
+                                 std::to_string(store->recovery()) + " · age ")) << line;
+    EXPECT_TRUE(line.ends_with(" (real 2.80) · vitals 4/5 · night yes")) << line;
 }
 
 TEST_F(DemoStoreTest, ABareStoreFailsTheChecksAndSkipsTheCardSize) {
@@ -269,7 +279,8 @@ TEST_F(HarnessRunTest, BadArgumentsGetOneLineAndStatusTwo) {
          {QStringList{"snapshot"}, QStringList{"snapshot", "a", "b"}, QStringList{"snapshot", "a", "--only", "sepia"},
           QStringList{"snapshot", "a", "--only"}, QStringList{"selftest"}, QStringList{"selftest", "a", "--fast"},
           QStringList{"card", "--out"}, QStringList{"card", "--demo", "--reading", "r.json"},
-          QStringList{"card", "--json"}, QStringList{"card", "--tz", "Mars/Olympus"}}) {
+          QStringList{"card", "--json"}, QStringList{"card", "--tz", "Mars/Olympus"},
+          QStringList{"card", "--demo", "--out", "/nonexistent/card.png"}}) {
         const auto result = run(arguments);
         EXPECT_EQ(result.status, 2) << arguments.join(' ').toStdString();
         EXPECT_TRUE(result.err.starts_with("vitrek: ")) << result.err;
