@@ -26,6 +26,7 @@ constexpr double kContentWidth = ShareCard::kWidth - 2 * kPadding;
 constexpr double kModelWidth = 520;
 constexpr double kDialFrame = 280;
 constexpr double kDialLine = 22;
+constexpr double kDialValueRoom = 0.88; // of the ring's opening the value may take
 constexpr double kDialLabelGap = 16;
 constexpr double kDialSubGap = 4;
 // A sub-line may reach into the space between two dials, never into the next one.
@@ -69,7 +70,7 @@ QFont font(int pixels, QFont::Weight weight, bool expanded = false, double track
 
 QFont dateFont() { return font(24, QFont::Bold, true, 2.0); }
 QFont modelFont(int pixels = 22) { return font(pixels, QFont::Black, false, 1.0); }
-QFont dialValueFont() { return font(76, QFont::Black, false, 0, true); }
+QFont dialValueFont(int pixels = 76) { return font(pixels, QFont::Black, false, 0, true); }
 QFont dialLabelFont() { return font(24, QFont::Bold, true); }
 QFont dialSubFont(int pixels = 22) { return font(pixels, QFont::Medium); }
 QFont kickerFont() { return font(20, QFont::Bold, true, 2.0); }
@@ -358,8 +359,11 @@ void dial(QPainter& painter, QPointF topLeft, const Texts::Dial& dial) {
         painter.setPen(pen);
         painter.drawPath(arc);
     }
-    drawCentred(painter, frame.center(), dialValueFont(),
-                dark(dial.fraction ? Theme::Role::ink : Theme::Role::ink3), q(dial.value));
+    // "100%" is wider than the ring's opening at full size; it steps down rather than touch the ring.
+    const QString value = q(dial.value);
+    const double opening = (kDialFrame - 2 * kDialLine) * kDialValueRoom;
+    drawCentred(painter, frame.center(), shrunkToFit([](int size) { return dialValueFont(size); }, 76, value, opening),
+                dark(dial.fraction ? Theme::Role::ink : Theme::Role::ink3), value);
 
     const QFont label = dialLabelFont();
     const QRectF labelBox{frame.center().x() - kDialSubWidth / 2, frame.bottom() + kDialLabelGap, kDialSubWidth,

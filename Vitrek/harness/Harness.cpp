@@ -4,6 +4,7 @@
 #include "harness/Snapshotter.h"
 
 #include <QCoreApplication>
+#include <QtGlobal>
 #include <QTimer>
 
 #include <exception>
@@ -28,6 +29,21 @@ brivel::DemoTask runTask(Run run, Store& store, int* status) {
     case Kind::liveSnapshot:
         co_await Snapshotter::live(run.dir, store);
         break;
+    }
+}
+
+QtMessageHandler g_previousHandler = nullptr;
+
+// The offscreen platform warns each time a window is sized ("does not support propagateSizeHints()"),
+// which says nothing to the person who asked for snapshots; everything else still gets through.
+void quietOffscreenSizing(QtMsgType type, const QMessageLogContext& context, const QString& message) {
+    if (message.contains(QLatin1String("propagateSizeHints"))) {
+        return;
+    }
+    if (g_previousHandler) {
+        g_previousHandler(type, context, message);
+    } else {
+        std::cerr << qFormatLogMessage(type, context, message).toStdString() << "\n";
     }
 }
 
@@ -56,6 +72,7 @@ std::optional<Run> fromEnvironment() {
 }
 
 void start(const Run& run, Store& store) {
+    g_previousHandler = qInstallMessageHandler(quietOffscreenSizing);
     // Started from the event loop, so the harness sees the launch finished (windows polished, the first
     // check-up published) just as an interactive run would.
     QTimer::singleShot(0, QCoreApplication::instance(), [run, &store] {

@@ -6,12 +6,16 @@
 
 #include <gtest/gtest.h>
 
+#include <QApplication>
 #include <QClipboard>
 #include <QDir>
 #include <QFile>
+#include <QFileDialog>
+#include <QFileInfo>
 #include <QGuiApplication>
 #include <QMimeData>
 #include <QTemporaryDir>
+#include <QTimer>
 #include <QUrl>
 
 namespace vitrek {
@@ -218,6 +222,49 @@ TEST_F(CardExportTest, TheDemoCardIsAStablePngAndSharesUnderTheDaysName) {
     ASSERT_NE(clipboard, nullptr);
     EXPECT_TRUE(clipboard->hasImage());
     EXPECT_EQ(clipboard->urls(), QList<QUrl>{QUrl::fromLocalFile(revealed)});
+}
+
+// Answers the save dialog that `CardExport::save` opens: with `file`, or cancels when it is empty.
+struct DialogAnswer {
+    QString proposed;
+    QStringList filters;
+};
+DialogAnswer saveAnswering(const Store& store, const QString& file) {
+    DialogAnswer answer;
+    QTimer::singleShot(0, [&] {
+        auto* dialog = qobject_cast<QFileDialog*>(QApplication::activeModalWidget());
+        if (dialog == nullptr) {
+            ADD_FAILURE() << "no save dialog";
+            return;
+        }
+        answer.proposed = QFileInfo(dialog->selectedFiles().value(0)).fileName();
+        answer.filters = dialog->nameFilters();
+        if (file.isEmpty()) {
+            dialog->reject();
+        } else {
+            dialog->selectFile(file);
+            QMetaObject::invokeMethod(dialog, "accept");
+        }
+    });
+    CardExport::save(store);
+    return answer;
+}
+
+TEST_F(CardExportTest, SaveProposesTheDaysNameAndWritesAPngWhereTheUserSays) {
+    DemoData::fill(*store);
+    QTemporaryDir folder;
+    const QString chosen = QDir(folder.path()).filePath("my card");
+    const auto answer = saveAnswering(*store, chosen);
+    EXPECT_EQ(answer.proposed, "Vitrek 2026-11-24.png");
+    EXPECT_EQ(answer.filters, QStringList{"PNG image (*.png)"});
+    EXPECT_EQ(QImage(chosen + ".png").size(), QSize(1080, 1350));
+
+    // A cancel leaves nothing behind.
+    QTemporaryDir empty;
+    QDir::setCurrent(empty.path());
+    saveAnswering(*store, {});
+    EXPECT_TRUE(QDir(empty.path()).isEmpty());
+    EXPECT_EQ(QDir(folder.path()).entryList(QDir::Files), QStringList{"my card.png"});
 }
 
 } // namespace
