@@ -275,10 +275,9 @@ std::string ageYears(const MacAge& age) { return printfText("%.1f years", age.vi
 Pill agePill(const MacAge& age) {
     const double difference = age.vitrekYears() - age.realYears;
     if (std::fabs(difference) < kRightOnYears) {
-        return Pill{"Right on its age", kRightOnAge};
+        return Pill{VFmt::ageDifference(difference), kRightOnAge};
     }
-    return Pill{VFmt::age(std::fabs(difference)) + (difference < 0 ? " younger" : " older"),
-                dark(difference < 0 ? Theme::Role::good : Theme::Role::poor)};
+    return Pill{VFmt::ageDifference(difference), dark(difference < 0 ? Theme::Role::good : Theme::Role::poor)};
 }
 
 std::string webAddress() { return VITREK_WEB_ADDRESS; }
