@@ -79,7 +79,7 @@ TEST(EndToEndTest, InstalledProgramReplacesItselfWithTheSignedNewVersion) {
     program.setProcessEnvironment(environment);
     program.start(QString::fromStdString(installed / "bin/vitrek"), {});
     ASSERT_TRUE(program.waitForFinished(60'000));
-    EXPECT_EQ(program.exitCode(), 0);
+    EXPECT_EQ(program.exitCode(), 0) << program.readAllStandardError().toStdString();
 
     ASSERT_TRUE(eventually([&] { return readFile(marker).find("1.1 upToDate") != std::string::npos; },
                            std::chrono::seconds(60)))
