@@ -23,6 +23,7 @@ constexpr const char* kUsage =
     "  selftest    check the program on the demo machine and write a report\n"
     "  snapshot    render the screens on the demo machine to PNG files\n"
     "  --headless  take a check-up every minute without a window, until interrupted\n"
+    "  --version   print the version\n"
     "\n"
     "Run vitrek COMMAND --help for the options of a command.\n";
 
@@ -42,6 +43,15 @@ int run(std::span<const std::string> arguments, CommandContext& context) {
         return 0;
     }
     const auto& command = arguments[0];
+    if (command == "--version") {
+        // Scripts compare this line, so it carries nothing but the name and the version.
+        if (arguments.size() > 1) {
+            context.err << "vitrek: --version takes no options\n";
+            return kUsageError;
+        }
+        context.out << "vitrek " << VITREK_VERSION << "\n";
+        return 0;
+    }
     if (command == "nights") {
         return nights(arguments.subspan(1), context);
     }
