@@ -35,7 +35,7 @@ namespace brivel::Platform {
 // Used for the staging folder when the program's Info.json names no identifier.
 constexpr const char* kFallbackIdentifier = "app.brivel.unidentified";
 
-// $XDG_CACHE_HOME (when absolute), else $HOME/.cache, / identifier (or the fallback) / "BrivelUpdate".
+// $XDG_CACHE_HOME (as Qt reads it), else $HOME/.cache, / identifier (or the fallback) / "BrivelUpdate".
 std::filesystem::path stagingFolder(const std::optional<std::string>& identifier);
 
 // False for a folder below /usr/ (a distribution's package manager updates it), inside an AppImage mount,

@@ -10,7 +10,6 @@
 #include "shell/LocaleDates.h"
 #include "shell/SingleInstance.h"
 #include "shell/Tray.h"
-#include "shell/TrayArt.h"
 
 #include <Brivel.h>
 
@@ -20,7 +19,20 @@
 #include <clocale>
 #include <cstdlib>
 
+// The drawing is compiled into a static library, so nothing registers its resource unless something
+// refers to it; Q_INIT_RESOURCE must be called outside any namespace.
+static void initApplicationIconResource() { Q_INIT_RESOURCE(appicon); }
+
 namespace vitrek {
+
+QIcon applicationIcon() {
+    static const bool registered = [] {
+        initApplicationIconResource();
+        return true;
+    }();
+    (void)registered;
+    return QIcon::fromTheme(QStringLiteral("vitrek"), QIcon(QStringLiteral(":/icons/vitrek.svg")));
+}
 
 namespace {
 
@@ -102,7 +114,7 @@ int runApplication(int argc, char** argv) {
     if (!harness && !DemoData::isActive() && !instance.claim()) {
         return EXIT_SUCCESS;
     }
-    QApplication::setWindowIcon(TrayArt::icon(std::nullopt));
+    QApplication::setWindowIcon(applicationIcon());
     Fmt::setDateFormatter(localeDateFormatter(QLocale::system()));
     Appearance::shared();
 

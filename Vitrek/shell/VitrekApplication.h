@@ -1,6 +1,12 @@
 #pragma once
 
+#include <QIcon>
+
 namespace vitrek {
+
+// The application's icon: the installed icon theme's "vitrek" when there is one, else the same drawing
+// built into the program, so a folder that was never installed still shows it.
+QIcon applicationIcon();
 
 // The windowed program: claims the single instance, starts the kit and the Store, shows the main window
 // and the tray, and runs until the user quits. Returns the exit status.

@@ -6,6 +6,7 @@
 #include "screens/widgets/PaceScale.h"
 #include "screens/widgets/StressChart.h"
 #include "shell/TrayArt.h"
+#include "shell/VitrekApplication.h"
 #include "support/TestSupport.h"
 
 #include <gtest/gtest.h>
@@ -228,6 +229,20 @@ TEST(ArtTray, ShowsTheNumberInItsBandColourAtEverySize) {
     const QList<QSize> sizes = TrayArt::icon(72).availableSizes();
     for (const int size : {16, 22, 24, 32, 48}) {
         EXPECT_TRUE(sizes.contains(QSize(size, size))) << size;
+    }
+}
+
+// The built-in drawing stands in when no icon theme has Vitrek: a program folder that was never installed
+// must still show its icon rather than a blank window icon.
+TEST(ArtApplicationIcon, DrawsTheDialAtTheThemesSmallestAndLargestSizes) {
+    const QIcon icon = applicationIcon();
+    ASSERT_FALSE(icon.isNull());
+    for (const int size : {16, 256}) {
+        const QImage image = icon.pixmap(size, size).toImage().convertToFormat(QImage::Format_ARGB32);
+        ASSERT_EQ(image.size(), QSize(size, size));
+        EXPECT_EQ(qAlpha(image.pixel(size / 2, size / 2)), 255) << size;
+        EXPECT_EQ(qAlpha(image.pixel(0, 0)), 0) << size; // the tile's rounded corner
+        EXPECT_GT(pixelsNear(image, Theme::color(Theme::Role::good), 40), size / 8) << size;
     }
 }
 
