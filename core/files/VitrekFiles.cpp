@@ -28,6 +28,8 @@ namespace fs = std::filesystem;
 
 constexpr std::string_view kSamplesPrefix = "samples-";
 constexpr std::size_t kDayKeyLength = 10; // "2025-01-05"
+constexpr std::string_view kPowerPrefix = "power-";
+constexpr std::string_view kDayFileSuffix = ".jsonl";
 constexpr const char* kHistoryName = "history.json";
 constexpr const char* kDamagedHistoryName = "history.json.damaged";
 
@@ -170,6 +172,31 @@ fs::path sampleFile(const fs::path& folder, Instant date, const Calendar& calend
     return folder / (std::string(kSamplesPrefix) + History::dayID(date, calendar) + ".jsonl");
 }
 
+// The day key of a name that is exactly prefix + "YYYY-MM-DD" + ".jsonl" with a real calendar date.
+std::optional<std::string> dayFileKey(std::string_view name, std::string_view prefix) {
+    if (name.size() != prefix.size() + kDayKeyLength + kDayFileSuffix.size() || !name.starts_with(prefix) ||
+        !name.ends_with(kDayFileSuffix)) {
+        return std::nullopt;
+    }
+    const auto key = name.substr(prefix.size(), kDayKeyLength);
+    int year = 0;
+    unsigned month = 0;
+    unsigned day = 0;
+    const auto number = [&](std::size_t at, std::size_t length, auto& value) {
+        const auto [end, error] = std::from_chars(key.data() + at, key.data() + at + length, value);
+        return error == std::errc{} && end == key.data() + at + length;
+    };
+    if (key[4] != '-' || key[7] != '-' || !number(0, 4, year) || !number(5, 2, month) || !number(8, 2, day)) {
+        return std::nullopt;
+    }
+    static constexpr unsigned kDays[] = {31, 29, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
+    const bool leap = (year % 4 == 0 && year % 100 != 0) || year % 400 == 0;
+    if (month < 1 || month > 12 || day < 1 || day > (month == 2 && !leap ? 28 : kDays[month - 1])) {
+        return std::nullopt;
+    }
+    return std::string(key);
+}
+
 // A JSON number exactly as the grammar allows it: -?(0|[1-9][0-9]*)(.[0-9]+)?([eE][+-]?[0-9]+)?
 bool isJsonNumber(std::string_view text) {
     std::size_t at = 0;
@@ -309,6 +336,70 @@ void VitrekFiles::pruneSamples(int keepingDays, Instant now, const Calendar& cal
     }
     for (const auto& path : doomed) {
         // Not recursive: a folder that happens to carry the prefix is only removed when empty.
+        fs::remove(path, error);
+    }
+}
+
+void VitrekFiles::appendPowerRecord(const PowerRecord& record, const Calendar& calendar) const {
+    if (!std::isfinite(unixSeconds(record.date))) {
+        return;
+    }
+    std::error_code error;
+    fs::create_directories(m_dir, error);
+    const auto name = std::string(kPowerPrefix) + History::dayID(record.date, calendar) + std::string(kDayFileSuffix);
+    appendLine(m_dir / name, compactText(toJson(record)) + '\n');
+}
+
+std::vector<PowerRecord> VitrekFiles::powerRecords() const {
+    std::vector<fs::path> files;
+    std::error_code error;
+    for (fs::directory_iterator it(m_dir, error), end; !error && it != end; it.increment(error)) {
+        if (dayFileKey(it->path().filename().string(), kPowerPrefix) && it->is_regular_file(error)) {
+            files.push_back(it->path());
+        }
+    }
+    std::sort(files.begin(), files.end());
+    std::vector<PowerRecord> records;
+    std::string bytes;
+    for (const auto& file : files) {
+        if (readFile(file, bytes) != ReadStatus::read) {
+            continue;
+        }
+        const std::string_view text(bytes);
+        std::size_t start = 0;
+        while (start < text.size()) {
+            const auto end = std::min(text.find('\n', start), text.size());
+            if (end > start) {
+                if (auto record = fromJsonText<PowerRecord>(text.substr(start, end - start))) {
+                    records.push_back(std::move(*record));
+                }
+            }
+            start = end + 1;
+        }
+    }
+    return records;
+}
+
+void VitrekFiles::prunePowerRecords(int keepingDays, Instant now, const Calendar& calendar) const {
+    std::set<std::string, std::less<>> kept;
+    for (int i = 0; i < keepingDays; ++i) {
+        if (const auto day = calendar.addingDays(now, -i)) {
+            kept.insert(History::dayID(*day, calendar));
+        }
+    }
+    std::vector<fs::path> doomed;
+    std::error_code error;
+    for (fs::directory_iterator it(m_dir, error), end; !error && it != end; it.increment(error)) {
+        const auto key = dayFileKey(it->path().filename().string(), kPowerPrefix);
+        std::error_code kindError;
+        if (key && !kept.contains(*key) && it->symlink_status(kindError).type() == fs::file_type::regular) {
+            doomed.push_back(it->path());
+        }
+    }
+    if (error) {
+        return;
+    }
+    for (const auto& path : doomed) {
         fs::remove(path, error);
     }
 }

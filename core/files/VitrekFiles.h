@@ -1,6 +1,7 @@
 #pragma once
 
 #include "history/History.h"
+#include "powerlog/PowerRecord.h"
 #include "scores/Sample.h"
 #include "time/Instant.h"
 
@@ -33,6 +34,15 @@ public:
     // Deletes the sample files of every day outside the last `keepingDays` calendar days, today included,
     // and every "samples-…" name that holds no such day. Other files are never touched.
     void pruneSamples(int keepingDays, Instant now, const Calendar& calendar) const;
+
+    // Appends the record as one line to "power-" + its calendar day + ".jsonl", as samples are appended.
+    void appendPowerRecord(const PowerRecord& record, const Calendar& calendar) const;
+    // Every power record stored, file by file in day order, each file in line order; lines that do not
+    // decode are skipped.
+    std::vector<PowerRecord> powerRecords() const;
+    // Deletes the power files of every day outside the last `keepingDays` calendar days. Only regular
+    // files named exactly "power-" + a calendar date + ".jsonl" are considered; nothing else is touched.
+    void prunePowerRecords(int keepingDays, Instant now, const Calendar& calendar) const;
 
     // The stored History; empty when there is none or it does not decode. A non-empty file that does not
     // decode is first copied to "history.json.damaged", so the next save cannot destroy it unseen.

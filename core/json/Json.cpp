@@ -3,6 +3,7 @@
 #include "history/History.h"
 #include "json/JsonFields.h"
 #include "powerlog/Night.h"
+#include "powerlog/PowerRecord.h"
 #include "readings/Reading.h"
 #include "scores/Sample.h"
 
@@ -28,5 +29,6 @@ template std::optional<Sample> fromJsonText<Sample>(std::string_view);
 template std::optional<Day> fromJsonText<Day>(std::string_view);
 template std::optional<History> fromJsonText<History>(std::string_view);
 template std::optional<Night> fromJsonText<Night>(std::string_view);
+template std::optional<PowerRecord> fromJsonText<PowerRecord>(std::string_view);
 
 } // namespace vitrek

@@ -1,5 +1,6 @@
 #include "powerlog/JournalPowerLog.h"
 
+#include "powerlog/PowerCause.h"
 #include "text/Ascii.h"
 
 #include <algorithm>
@@ -16,9 +17,6 @@ namespace {
 constexpr double kTriggerWindow = 60;
 // logind reports the lid or key that woke the machine within seconds of the resume.
 constexpr double kCauseWindow = 10;
-// A resume that nobody caused and that is back asleep this soon is a dark wake: logind puts a machine
-// with a closed lid back to sleep after its 30-second hold-off, and an alarm-driven hibernate is faster.
-constexpr double kDarkWakeLimit = 120;
 // A kernel banner this close after a boot already recorded belongs to that boot.
 constexpr double kBootBannerGap = 120;
 // A failure to sleep reported this soon after the resume undoes the whole attempt…
@@ -210,59 +208,9 @@ Classified classify(const JournalRecord& record) {
     return classified;
 }
 
-// A wakeup source's name in the words the wake reasons understand.
-std::string wakeCauseFromSource(std::string_view name) {
-    const std::string n = Ascii::lowercased(name);
-    const auto any = [&](std::initializer_list<std::string_view> parts) {
-        return std::any_of(parts.begin(), parts.end(), [&](std::string_view part) { return has(n, part); });
-    };
-    if (any({"rtc", "alarm"})) {
-        return "RTC Alarm";
-    }
-    if (any({"pnp0c0d", "lid"})) {
-        return "Lid Open";
-    }
-    if (any({"pnp0c0c", "pwrb", "power"})) {
-        return "Power Button";
-    }
-    const bool input = any({"kbd", "keyboard", "hid", "mouse", "touchpad", "i8042", "pnp0303"});
-    // USB devices are named by their port path, "1-4" or "3-1.2".
-    const bool portPath = !n.empty() && n.find_first_not_of("0123456789-.") == std::string::npos &&
-                          has(n, "-") && n.front() != '-';
-    if (portPath || any({"usb", "xhci", "ehci", "ohci"})) {
-        return input ? "USB keyboard or mouse" : "USB (" + std::string(name) + ")";
-    }
-    if (input) {
-        return "Keyboard";
-    }
-    if (any({"wlan", "wlp", "wifi", "iwlwifi", "ath", "brcmf", "mt76", "rtw"})) {
-        return "WLAN (" + std::string(name) + ")";
-    }
-    if (any({"eth", "enp", "eno", "ens", "r8169", "e1000", "igb", "igc", "tg3"})) {
-        return "Wake on LAN";
-    }
-    if (any({"bluetooth", "btusb", "hci"})) {
-        return "Bluetooth";
-    }
-    return std::string(name);
-}
-
-bool isUserCause(std::string_view cause) {
-    return cause == "Lid Open" || cause == "Power Button" || cause == "Keyboard" ||
-           cause == "USB keyboard or mouse";
-}
-
-// How strongly a wake cause explains a resume: what a person did beats what a device reported, and a
-// named device beats a bare interrupt number.
-int rank(std::string_view cause) {
-    if (cause.empty()) {
-        return 0;
-    }
-    if (isUserCause(cause)) {
-        return 3;
-    }
-    return cause.starts_with("IRQ ") ? 1 : 2;
-}
+using PowerCause::isUserCause;
+using PowerCause::rank;
+using PowerCause::SleepTrigger;
 
 // "Delay lock is active (UID 1000/alice, PID 1234/gsd-media-keys) but inhibitor timeout is reached."
 AssertionRelease delayRelease(std::string_view m, Instant date, double held) {
@@ -333,18 +281,18 @@ public:
             m_lidClosed = m_lidClosed && c.signal != Signal::lidOpened;
             if (!userSign(record, c.signal == Signal::lidOpened ? "Lid Open" : "Power Button") &&
                 c.signal == Signal::powerKey) {
-                trigger(t, "Power Button");
+                trigger(t, SleepTrigger::powerKey);
             }
             break;
         case Signal::lidClosed:
             m_lidClosed = true;
-            trigger(t, "Clamshell Sleep");
+            trigger(t, SleepTrigger::lid);
             break;
         case Signal::sleepKey:
-            trigger(t, "Sleep Key");
+            trigger(t, SleepTrigger::sleepKey);
             break;
         case Signal::idle:
-            trigger(t, "Idle Sleep");
+            trigger(t, SleepTrigger::idle);
             break;
         case Signal::lowBattery:
             m_lowBattery = t;
@@ -366,7 +314,7 @@ public:
             break;
         }
         case Signal::wakeSource:
-            wakeSource(record, wakeCauseFromSource(c.detail));
+            wakeSource(record, PowerCause::fromWakeupSource(c.detail));
             break;
         }
     }
@@ -378,7 +326,7 @@ private:
 
     struct Trigger {
         Instant date;
-        std::string cause;
+        SleepTrigger trigger;
     };
 
     // A resume whose kind (full or dark) is decided by what follows it.
@@ -420,19 +368,18 @@ private:
         }
         const bool afterDark = settle(record.date);
         const Instant t = record.date;
-        std::string cause;
         const auto recent = [&](std::optional<Instant> at) {
             return at && secondsBetween(*at, t) <= kTriggerWindow && (!m_resumedAt || *at >= *m_resumedAt);
         };
-        if (recent(m_lowBattery)) {
-            cause = "Low Power Sleep";
-        } else if (m_trigger && recent(m_trigger->date)) {
-            cause = m_trigger->cause;
-        } else if (afterDark) {
-            cause = m_lidClosed ? "Clamshell Sleep" : "Maintenance Sleep";
-        } else if (c.managed || recent(m_request)) {
-            cause = "Software Sleep";
+        PowerCause::SleepFacts facts;
+        facts.lowBattery = recent(m_lowBattery);
+        if (m_trigger && recent(m_trigger->date)) {
+            facts.trigger = m_trigger->trigger;
         }
+        facts.afterDarkWake = afterDark;
+        facts.lidClosed = m_lidClosed;
+        facts.requested = c.managed || recent(m_request);
+        std::string cause = PowerCause::sleepCause(facts);
         m_sleepEvent = m_log.events.size();
         m_log.events.push_back(event(t, PowerEventKind::sleep, record.message, cause));
         m_sleepDisplay = display(t, false);
@@ -509,7 +456,7 @@ private:
         return true;
     }
 
-    void trigger(Instant t, std::string cause) { m_trigger = Trigger{t, std::move(cause)}; }
+    void trigger(Instant t, SleepTrigger trigger) { m_trigger = Trigger{t, trigger}; }
 
     // Decides the pending resume, given when the machine next went to sleep (absent: it did not).
     // Returns whether it was a dark wake.
@@ -517,8 +464,8 @@ private:
         if (!m_pending) {
             return false;
         }
-        const bool dark = nextSleep && !isUserCause(m_pending->cause) &&
-                          secondsBetween(m_pending->date, *nextSleep) <= kDarkWakeLimit;
+        const bool dark =
+            nextSleep && PowerCause::isDarkWake(m_pending->cause, secondsBetween(m_pending->date, *nextSleep));
         emit(dark ? PowerEventKind::darkWake : PowerEventKind::wake, !dark);
         m_phase = Phase::awake;
         return dark;

@@ -1,0 +1,213 @@
+#include "powerlog/RecordedPowerLog.h"
+
+#include "powerlog/NightSource.h"
+#include "support/TestSupport.h"
+
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+#include <algorithm>
+#include <string>
+#include <vector>
+
+namespace vitrek {
+namespace {
+
+Instant berlin(int day, int hour, int minute, int second = 0) {
+    return test::local(test::berlin(), 2024, 3, day, hour, minute, second);
+}
+
+// A Vitrek that runs from `from` to `to` writes a line every 4.5 minutes, as the check-ups do.
+void alive(std::vector<PowerRecord>& records, Instant from, Instant to) {
+    for (Instant t = from; t <= to; t += Seconds{270}) {
+        records.push_back(powerRecord(t, PowerRecordKind::alive));
+    }
+}
+
+PowerRecord record(Instant date, PowerRecordKind kind) { return powerRecord(date, kind); }
+
+PowerRecord screen(Instant date, bool on) {
+    auto made = record(date, PowerRecordKind::screen);
+    made.screenOn = on;
+    return made;
+}
+
+PowerRecord sleep(Instant date, bool lidClosed, int charge) {
+    auto made = record(date, PowerRecordKind::sleep);
+    made.lidClosed = lidClosed;
+    made.idle = false;
+    made.charge = charge;
+    made.onBattery = true;
+    return made;
+}
+
+PowerRecord wake(Instant date, bool lidClosed, std::string source, int charge) {
+    auto made = record(date, PowerRecordKind::wake);
+    made.lidClosed = lidClosed;
+    made.source = std::move(source);
+    made.slept = 3600;
+    made.charge = charge;
+    made.onBattery = true;
+    return made;
+}
+
+PowerRecord inhibitors(Instant date, std::vector<HeldInhibitor> held) {
+    auto made = record(date, PowerRecordKind::inhibitors);
+    made.inhibitors = std::move(held);
+    return made;
+}
+
+// The evening of 4 March in Berlin: Vitrek starts at 21:00 with the screen on, the screen saver blanks
+// the screen at 23:10, a backup blocks sleep from 23:20 to 23:40, the lid closes at 23:45; an RTC alarm
+// wakes the machine at 02:00 for 40 s; the lid opens at 06:30 and the screen is unlocked at 06:31.
+std::vector<PowerRecord> lidClosedNight() {
+    std::vector<PowerRecord> records;
+    auto booted = record(berlin(4, 18, 2), PowerRecordKind::boot);
+    records.push_back(booted);
+    auto start = record(berlin(4, 21, 0), PowerRecordKind::start);
+    start.screenOn = true;
+    start.pid = 4242;
+    records.push_back(start);
+    alive(records, berlin(4, 21, 4), berlin(4, 23, 44));
+    records.push_back(screen(berlin(4, 23, 10), false));
+    const HeldInhibitor backup{"backup-tool", "Backing up your files", "sleep", "block", 777};
+    const HeldInhibitor player{"media-player", "Playing", "idle", "delay", 778};
+    records.push_back(inhibitors(berlin(4, 23, 20), {backup, player}));
+    records.push_back(inhibitors(berlin(4, 23, 40), {player}));
+    records.push_back(sleep(berlin(4, 23, 45), true, 80));
+    records.push_back(wake(berlin(5, 2, 0), true, "rtc0", 78));
+    records.push_back(screen(berlin(5, 2, 0), false));
+    records.push_back(sleep(berlin(5, 2, 0, 40), true, 78));
+    records.push_back(wake(berlin(5, 6, 30), false, "PNP0C0D:00", 75));
+    records.push_back(screen(berlin(5, 6, 30), false));
+    records.push_back(screen(berlin(5, 6, 31), true));
+    alive(records, berlin(5, 6, 34), berlin(5, 8, 0));
+    return records;
+}
+
+std::vector<Night> nightsOf(const NightLog& log, Instant now) {
+    return NightSource::build(log, NightWindow{}, now, test::berlin());
+}
+
+TEST(RecordedPowerLogTest, TellsALidClosedNightWithItsDarkWakeCausesAndCulprit) {
+    const Instant now = berlin(5, 8, 0);
+    const auto recorded = RecordedPowerLog::fromRecords(lidClosedNight(), now);
+
+    std::vector<std::string> events;
+    for (const auto& event : recorded.log.events) {
+        events.push_back(std::string(rawValue(event.kind)) + " " + event.cause);
+    }
+    EXPECT_EQ(events, (std::vector<std::string>{"boot ", "sleep Clamshell Sleep", "darkWake RTC Alarm",
+                                                "sleep Clamshell Sleep", "wake Lid Open"}));
+    ASSERT_EQ(recorded.coverage.size(), 1u);
+    EXPECT_EQ(recorded.coverage[0], (RecordedSpan{berlin(4, 21, 0), now}));
+
+    const auto nights = nightsOf(NightSource::merge(std::nullopt, recorded), now);
+    ASSERT_EQ(nights.size(), 1u);
+    const Night& night = nights[0];
+    EXPECT_EQ(night.id, "2024-03-05");
+    EXPECT_EQ(night.darkWakeCount(), 1);
+    EXPECT_TRUE(night.hasBattery);
+    EXPECT_EQ(night.startCharge(), 80);
+    EXPECT_EQ(night.endCharge(), 75);
+    // Only the block lock on sleep kept it up; the delay lock and the idle one in delay mode do not count.
+    ASSERT_EQ(night.keptAwake.size(), 1u);
+    EXPECT_EQ(night.keptAwake[0].process, "backup-tool");
+    EXPECT_EQ(night.keptAwake[0].detail, "Backing up your files");
+    EXPECT_EQ(night.keptAwake[0].seconds, 20 * 60);
+
+    std::vector<std::string> story;
+    for (const auto& event : night.events) {
+        story.push_back(std::string(rawValue(event.kind)) + ": " + event.label +
+                        (event.culprit ? " [" + *event.culprit + "]" : ""));
+    }
+    EXPECT_EQ(story, (std::vector<std::string>{
+                         "awakeAtStart: You were still using your Mac",
+                         "stayedAwake: Stayed awake with the screen off [backup-tool]",
+                         "fellAsleep: Lid closed — went to sleep",
+                         "darkWake: Scheduled timer",
+                         "screenOn: You used your Mac",
+                     }));
+}
+
+TEST(RecordedPowerLogTest, NoNightIsMadeUpForTimeNobodyRecorded) {
+    // Vitrek quit at 01:00; the record's last state (asleep) says nothing about the rest of the night.
+    auto records = lidClosedNight();
+    std::erase_if(records, [](const PowerRecord& r) { return r.date > berlin(5, 1, 0); });
+    auto restart = record(berlin(5, 9, 0), PowerRecordKind::start);
+    records.push_back(restart);
+    const Instant now = berlin(5, 9, 5);
+    const auto recorded = RecordedPowerLog::fromRecords(records, now);
+    ASSERT_EQ(recorded.coverage.size(), 2u);
+    EXPECT_EQ(recorded.coverage[0].to, berlin(4, 23, 45));
+    EXPECT_TRUE(nightsOf(NightSource::merge(std::nullopt, recorded), now).empty());
+    // A program only starts on a machine that is awake: the restart ends the sleep the record left open.
+    EXPECT_EQ(recorded.log.events.back().kind, PowerEventKind::wake);
+    EXPECT_EQ(recorded.log.events.back().date, berlin(5, 9, 0));
+}
+
+TEST(RecordedPowerLogTest, WithoutAScreenSaverAFullWakeLightsTheScreenAndTwoRecordersCountOnce) {
+    std::vector<PowerRecord> records;
+    records.push_back(record(berlin(4, 22, 0), PowerRecordKind::start));
+    alive(records, berlin(4, 22, 4), berlin(4, 23, 30));
+    // A second Vitrek on the same folder writes the same moments again.
+    for (int copy = 0; copy < 2; ++copy) {
+        records.push_back(sleep(berlin(4, 23, 30, copy), false, 90));
+        records.push_back(wake(berlin(5, 6, 50, copy), false, "PNP0C0C:00", 88));
+    }
+    alive(records, berlin(5, 6, 54), berlin(5, 7, 30));
+    const auto recorded = RecordedPowerLog::fromRecords(records, berlin(5, 7, 30));
+    ASSERT_EQ(recorded.log.events.size(), 2u);
+    EXPECT_EQ(recorded.log.events[1].cause, "Power Button");
+    EXPECT_EQ(recorded.log.events[1].kind, PowerEventKind::wake);
+    EXPECT_EQ(recorded.log.display.back(), (DisplayChange{berlin(5, 6, 50), true}));
+}
+
+TEST(RecordedPowerLogTest, MergedWithTheJournalEachMomentHasOneTeller) {
+    const Instant now = berlin(5, 8, 0);
+    auto recorded = RecordedPowerLog::fromRecords(lidClosedNight(), now);
+    // The journal saw the same night a moment later, and a night two days before Vitrek ran.
+    PowerLog journal;
+    journal.firstDate = berlin(2, 12, 0);
+    journal.events = {
+        {berlin(2, 12, 0), PowerEventKind::boot, "Linux version", "", std::nullopt, std::nullopt},
+        {berlin(2, 23, 30), PowerEventKind::sleep, "PM: suspend entry", "Idle Sleep", std::nullopt, std::nullopt},
+        {berlin(3, 7, 10), PowerEventKind::wake, "PM: suspend exit", "Lid Open", std::nullopt, std::nullopt},
+        {berlin(4, 23, 45, 1), PowerEventKind::sleep, "PM: suspend entry", "Clamshell Sleep", std::nullopt,
+         std::nullopt},
+        {berlin(5, 2, 0, 1), PowerEventKind::darkWake, "PM: suspend exit", "RTC Alarm", std::nullopt, std::nullopt},
+        {berlin(5, 2, 0, 41), PowerEventKind::sleep, "PM: suspend entry", "Clamshell Sleep", std::nullopt,
+         std::nullopt},
+        {berlin(5, 6, 30, 1), PowerEventKind::wake, "PM: suspend exit", "Lid Open", std::nullopt, std::nullopt},
+    };
+    const auto merged = NightSource::merge(journal, recorded);
+    EXPECT_EQ(merged.source, NightSourceKind::both);
+    EXPECT_EQ(NightSource::recordedSince(merged), berlin(4, 21, 0));
+    const auto sleeps = std::count_if(merged.log.events.begin(), merged.log.events.end(),
+                                      [](const PowerEvent& e) { return e.kind == PowerEventKind::sleep; });
+    EXPECT_EQ(sleeps, 3); // one from the journal's own night, two from Vitrek's
+    const auto nights = nightsOf(merged, now);
+    ASSERT_EQ(nights.size(), 3u); // 3 March (journal), 4 March (journal: awake all night), 5 March (both)
+    EXPECT_EQ(nights[0].id, "2024-03-03");
+    EXPECT_EQ(nights[2].darkWakeCount(), 1);
+    ASSERT_EQ(nights[2].keptAwake.size(), 1u);
+
+    // Without Vitrek's record the journal alone tells every night; without a journal only Vitrek's.
+    EXPECT_EQ(nightsOf(NightSource::merge(journal, std::nullopt), now).size(), 3u);
+    EXPECT_EQ(nightsOf(NightSource::merge(std::nullopt, recorded), now).size(), 1u);
+    EXPECT_EQ(NightSource::merge(std::nullopt, std::nullopt).source, NightSourceKind::none);
+}
+
+TEST(RecordedPowerLogTest, StoredLinesReadBackAndBadOnesAreRefused) {
+    auto records = lidClosedNight();
+    for (const auto& each : records) {
+        EXPECT_EQ(fromJsonText<PowerRecord>(compactText(toJson(each))), each);
+    }
+    for (const char* bad : {R"({"kind":"sleep"})", R"({"time":1,"kind":"nap"})", R"({"time":"1","kind":"wake"})",
+                            R"({"time":1,"kind":"inhibitors","held":[{"who":"x"}]})", R"([1,2])", "not json"}) {
+        EXPECT_FALSE(fromJsonText<PowerRecord>(bad)) << bad;
+    }
+}
+
+} // namespace
+} // namespace vitrek
