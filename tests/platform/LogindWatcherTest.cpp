@@ -1,0 +1,159 @@
+#include "linux/LogindWatcher.h"
+
+#include "support/DBusMock.h"
+
+#include <gtest/gtest.h>
+
+#include <QDBusUnixFileDescriptor>
+#include <QSignalSpy>
+#include <algorithm>
+#include <chrono>
+#include <thread>
+
+namespace vitrek {
+namespace {
+
+using namespace std::chrono_literals;
+using Inhibitor = LogindWatcher::Inhibitor;
+
+const QString kPath = QStringLiteral("/org/freedesktop/login1");
+const QString kManager = QStringLiteral("org.freedesktop.login1.Manager");
+// The mock gives every inhibitor uid 1000 and pid 123456.
+const Inhibitor kOurLock{"sleep", "Vitrek", "Recording the moment of sleep", "delay", 1000, 123456};
+
+// The mock notices a closed lock on its next turn of the loop, not at once.
+template <typename Condition> bool eventually(Condition condition) {
+    const auto deadline = std::chrono::steady_clock::now() + 2s;
+    while (!condition()) {
+        if (std::chrono::steady_clock::now() > deadline) {
+            return false;
+        }
+        std::this_thread::sleep_for(10ms);
+    }
+    return true;
+}
+
+bool listed(const LogindWatcher& watcher, const Inhibitor& inhibitor) {
+    const auto all = watcher.inhibitors();
+    return std::find(all.begin(), all.end(), inhibitor) != all.end();
+}
+
+void prepareForSleep(const test::DBusMock& logind, bool start) {
+    const auto reply =
+        logind.emitSignal(kPath, kManager, QStringLiteral("PrepareForSleep"), QStringLiteral("b"), {start});
+    ASSERT_EQ(reply.type(), QDBusMessage::ReplyMessage) << reply.errorMessage().toStdString();
+}
+
+struct Logind {
+    test::DBusMock bus{test::DBusMock::Role::system};
+    Logind() { EXPECT_TRUE(bus.startTemplate("logind")); }
+};
+
+TEST(LogindWatcherTest, HoldsASleepDelayUntilReleased) {
+    Logind logind;
+    LogindWatcher watcher(logind.bus.connection());
+    ASSERT_TRUE(watcher.isAvailable());
+    EXPECT_TRUE(watcher.holdsDelay());
+    EXPECT_EQ(watcher.inhibitors(), std::vector<Inhibitor>{kOurLock});
+
+    watcher.releaseDelay();
+    EXPECT_FALSE(watcher.holdsDelay());
+    EXPECT_TRUE(eventually([&] { return watcher.inhibitors().empty(); }));
+}
+
+TEST(LogindWatcherTest, TurnsPrepareForSleepIntoSleepAndWake) {
+    Logind logind;
+    LogindWatcher watcher(logind.bus.connection());
+    bool lockedWhileFallingAsleep = false;
+    bool lockedOnWaking = false;
+    QObject::connect(&watcher, &LogindWatcher::aboutToSleep,
+                     [&] { lockedWhileFallingAsleep = watcher.holdsDelay() && listed(watcher, kOurLock); });
+    QObject::connect(&watcher, &LogindWatcher::wokeUp, [&] { lockedOnWaking = watcher.holdsDelay(); });
+    QSignalSpy asleep(&watcher, &LogindWatcher::aboutToSleep);
+    QSignalSpy awake(&watcher, &LogindWatcher::wokeUp);
+
+    prepareForSleep(logind.bus, true);
+    ASSERT_TRUE(asleep.wait(5000));
+    EXPECT_TRUE(lockedWhileFallingAsleep);
+    // The receiver never released the lock; the machine must be let go all the same.
+    EXPECT_FALSE(watcher.holdsDelay());
+    EXPECT_TRUE(eventually([&] { return !listed(watcher, kOurLock); }));
+    EXPECT_EQ(awake.count(), 0);
+
+    prepareForSleep(logind.bus, false);
+    ASSERT_TRUE(awake.wait(5000));
+    EXPECT_TRUE(lockedOnWaking);
+    EXPECT_EQ(watcher.inhibitors(), std::vector<Inhibitor>{kOurLock});
+    EXPECT_EQ(asleep.count(), 1);
+}
+
+TEST(LogindWatcherTest, IgnoresPrepareForSleepFromAnyoneButLogind) {
+    Logind logind;
+    LogindWatcher watcher(logind.bus.connection());
+    ASSERT_TRUE(logind.bus.startObject("org.example.Impostor", kPath.toStdString(), kManager.toStdString()));
+    QSignalSpy asleep(&watcher, &LogindWatcher::aboutToSleep);
+    prepareForSleep(logind.bus, true);
+    EXPECT_FALSE(asleep.wait(300));
+    EXPECT_TRUE(watcher.holdsDelay());
+}
+
+TEST(LogindWatcherTest, ReadsTheLidTheIdleHintAndOthersInhibitors) {
+    Logind logind;
+    LogindWatcher watcher(logind.bus.connection());
+    EXPECT_EQ(watcher.lidClosed(), std::nullopt); // a desktop's logind has no lid
+    EXPECT_EQ(watcher.idleHint(), false);
+    ASSERT_EQ(logind.bus.addProperty(kPath, kManager, QStringLiteral("LidClosed"), true).type(),
+              QDBusMessage::ReplyMessage);
+    EXPECT_EQ(watcher.lidClosed(), true);
+
+    // Held for as long as the reply's descriptor stays open.
+    const auto keys =
+        logind.bus.call(kPath, kManager, QStringLiteral("Inhibit"),
+                        {QStringLiteral("handle-power-key:handle-suspend-key:handle-hibernate-key"),
+                         QStringLiteral("GNOME handling keypresses"),
+                         QStringLiteral("GNOME handling keypresses"), QStringLiteral("block")});
+    ASSERT_TRUE(keys.arguments().value(0).value<QDBusUnixFileDescriptor>().isValid());
+    EXPECT_EQ(watcher.inhibitors(),
+              (std::vector<Inhibitor>{kOurLock,
+                                      {"handle-power-key:handle-suspend-key:handle-hibernate-key",
+                                       "GNOME handling keypresses", "GNOME handling keypresses", "block",
+                                       1000, 123456}}));
+}
+
+TEST(LogindWatcherTest, SleepsAndWakesWithoutALockWhenRefused) {
+    test::DBusMock bus(test::DBusMock::Role::system);
+    ASSERT_TRUE(bus.startObject("org.freedesktop.login1", kPath.toStdString(), kManager.toStdString()));
+    bus.addMethod(kPath, kManager, QStringLiteral("Inhibit"), QStringLiteral("ssss"), QStringLiteral("h"),
+                  QStringLiteral("raise dbus.exceptions.DBusException('Permission denied', "
+                                 "name='org.freedesktop.DBus.Error.AccessDenied')"));
+    LogindWatcher watcher(bus.connection());
+    ASSERT_TRUE(watcher.isAvailable());
+    EXPECT_FALSE(watcher.holdsDelay());
+
+    QSignalSpy asleep(&watcher, &LogindWatcher::aboutToSleep);
+    QSignalSpy awake(&watcher, &LogindWatcher::wokeUp);
+    prepareForSleep(bus, true);
+    EXPECT_TRUE(asleep.wait(5000));
+    prepareForSleep(bus, false);
+    EXPECT_TRUE(awake.wait(5000));
+    EXPECT_FALSE(watcher.holdsDelay());
+}
+
+TEST(LogindWatcherTest, StaysQuietWithoutLogind) {
+    test::DBusMock bus(test::DBusMock::Role::system);
+    ASSERT_TRUE(bus.isRunning());
+    const auto start = std::chrono::steady_clock::now();
+    LogindWatcher watcher(bus.connection());
+    EXPECT_FALSE(watcher.isAvailable());
+    EXPECT_FALSE(watcher.holdsDelay());
+    EXPECT_TRUE(watcher.inhibitors().empty());
+    EXPECT_EQ(watcher.lidClosed(), std::nullopt);
+    EXPECT_EQ(watcher.idleHint(), std::nullopt);
+    EXPECT_LT(std::chrono::steady_clock::now() - start, 1s);
+
+    LogindWatcher unconnected(QDBusConnection(QStringLiteral("vitrek-no-such-connection")));
+    EXPECT_FALSE(unconnected.isAvailable());
+}
+
+} // namespace
+} // namespace vitrek
