@@ -1,5 +1,7 @@
 #include "Store.h"
 
+#include "PowerRecorder.h"
+
 #include "history/Day.h"
 #include "powerlog/NightBuilder.h"
 #include "scores/Age.h"
@@ -104,6 +106,10 @@ void Store::start() {
     const Instant now = m_env.now();
     setHistory(m_env.files.loadHistory());
     m_env.files.pruneSamples(kKeptSampleDays, now, calendar);
+    if (m_env.startRecording && !m_recorder) {
+        m_recorder = m_env.startRecording(this, m_env.files);
+        publish(m_recording, m_recorder != nullptr && m_recorder->isRecording(), &Store::recordingChanged);
+    }
     apply(m_env.reader->read(now), m_env.files.samples(now, calendar), m_night, true);
     loadNight();
 
@@ -122,6 +128,9 @@ void Store::tick(Instant now) {
     const double load = CPUTicks::load(m_ticks, current);
     m_env.files.append(Sample{now, load, m_env.heat()}, calendar);
     m_ticks = current;
+    if (m_recorder) {
+        m_recorder->checkUp(now);
+    }
     if (m_nightAt && secondsBetween(*m_nightAt, now) > m_env.nightReloadAfter) {
         loadNight();
     }
@@ -182,8 +191,9 @@ void Store::loadNight() {
     m_nightAt = now;
     auto load = [loadPowerLog = m_env.loadPowerLog, now, calendar] {
         auto system = loadPowerLog();
-        return NightLoad{lastNight(NightBuilder::build(system.log, NightWindow{23, 7}, now, calendar)),
-                         std::move(system.problem)};
+        auto night = lastNight(NightSource::build(system, NightWindow{23, 7}, now, calendar));
+        return NightLoad{std::move(night), std::move(system.problem), system.source,
+                         NightSource::recordedSince(system)};
     };
 
     // Without an application object no event loop could ever deliver the result, so load in place.
@@ -209,6 +219,8 @@ void Store::loadNight() {
 
 void Store::finishNightLoad(NightLoad loaded) {
     publish(m_powerLogProblem, std::move(loaded.problem), &Store::powerLogProblemChanged);
+    publish(m_nightSource, loaded.source, &Store::nightSourceChanged);
+    publish(m_recordedSince, loaded.recordedSince, &Store::recordedSinceChanged);
     setNight(std::move(loaded.night));
     setLoadingNight(false);
     if (!m_reading) {

@@ -3,6 +3,7 @@
 #include "StoreEnvironment.h"
 #include "history/History.h"
 #include "powerlog/Night.h"
+#include "powerlog/NightSource.h"
 #include "readings/CPUTicks.h"
 #include "readings/Reading.h"
 #include "scores/Factor.h"
@@ -21,6 +22,8 @@ class QTimer;
 
 namespace vitrek {
 
+class PowerRecorder;
+
 // The program's one state object and its once-a-minute check-up. Lives on the main thread; every figure the
 // screens show is a property here whose change signal fires only when the value really changed. Only the
 // power-log reading of `loadNight` runs elsewhere.
@@ -37,6 +40,12 @@ class Store : public QObject {
     Q_PROPERTY(bool loadingNight READ loadingNight NOTIFY loadingNightChanged)
     // Why the power log could not be read (with the fix), for the screens to show; empty when it could.
     Q_PROPERTY(std::string powerLogProblem READ powerLogProblem NOTIFY powerLogProblemChanged)
+    // Where the last night load found its nights: the journal, Vitrek's own record or both.
+    Q_PROPERTY(vitrek::NightSourceKind nightSource READ nightSource NOTIFY nightSourceChanged)
+    // When Vitrek's own record of the nights begins; absent when it took no part in the last load.
+    Q_PROPERTY(std::optional<vitrek::Instant> recordedSince READ recordedSince NOTIFY recordedSinceChanged)
+    // Whether this process keeps Vitrek's own record of the nights (logind answered).
+    Q_PROPERTY(bool recording READ recording NOTIFY recordingChanged)
     Q_PROPERTY(std::optional<vitrek::MacAge> age READ age NOTIFY ageChanged)
     Q_PROPERTY(std::vector<vitrek::Sample> samples READ samples NOTIFY samplesChanged)
     Q_PROPERTY(std::vector<vitrek::Vital> vitals READ vitals NOTIFY vitalsChanged)
@@ -59,6 +68,9 @@ public:
     double heavy() const { return m_heavy; }
     const std::optional<Night>& night() const { return m_night; }
     const std::string& powerLogProblem() const { return m_powerLogProblem; }
+    NightSourceKind nightSource() const { return m_nightSource; }
+    std::optional<Instant> recordedSince() const { return m_recordedSince; }
+    bool recording() const { return m_recording; }
     const History& history() const { return m_history; }
     const std::string& tip() const { return m_tip; }
     bool loadingNight() const { return m_loadingNight; }
@@ -84,8 +96,9 @@ public:
     // Whether a night load is under way; the demo filler sets it to false, having no night to load.
     void setLoadingNight(bool loading);
 
-    // Loads the History, prunes old sample files, publishes a first check-up, starts the night load and
-    // schedules the check-ups (two early ones, then one per period). Call once.
+    // Loads the History, prunes old sample files, starts Vitrek's own record of the nights, publishes a
+    // first check-up, starts the night load and schedules the check-ups (two early ones, then one per
+    // period). Call once.
     void start();
     // One scheduled check-up at `now`: records a sample of the load since the previous one, reloads the
     // night when it is old, reads the machine and applies.
@@ -118,6 +131,9 @@ signals:
     void tipChanged();
     void loadingNightChanged();
     void powerLogProblemChanged();
+    void nightSourceChanged();
+    void recordedSinceChanged();
+    void recordingChanged();
     void ageChanged();
     void samplesChanged();
     void vitalsChanged();
@@ -133,6 +149,8 @@ private:
     struct NightLoad {
         std::optional<Night> night;
         std::string problem;
+        NightSourceKind source = NightSourceKind::none;
+        std::optional<Instant> recordedSince;
     };
     void finishNightLoad(NightLoad loaded);
 
@@ -148,6 +166,9 @@ private:
     std::string m_tip;
     bool m_loadingNight = true;
     std::string m_powerLogProblem;
+    NightSourceKind m_nightSource = NightSourceKind::none;
+    std::optional<Instant> m_recordedSince;
+    bool m_recording = false;
     std::optional<MacAge> m_age;
     std::vector<Sample> m_samples;
     std::vector<Vital> m_vitals;
@@ -158,6 +179,7 @@ private:
     std::optional<Instant> m_demoSetUp;
     CPUTicks m_ticks;
     QTimer* m_timer = nullptr; // owned as a child
+    PowerRecorder* m_recorder = nullptr; // owned by a child
     std::optional<Instant> m_nightAt;
 };
 

@@ -1,12 +1,19 @@
 #include "StoreEnvironment.h"
 
+#include "PowerRecorder.h"
+
 #include "demo/DemoData.h"
 #include "linux/LinuxReader.h"
+#include "linux/LogindWatcher.h"
+#include "linux/ScreenSaverWatcher.h"
 #include "linux/PowerLogSource.h"
 #include "powerlog/PowerLogParser.h"
 #include "shell/Preferences.h"
 
+#include <QDBusConnection>
 #include <QDateTime>
+#include <cstdlib>
+#include <iostream>
 
 namespace vitrek {
 
@@ -29,13 +36,29 @@ StoreEnvironment StoreEnvironment::system() {
     environment.reader = reader;
     environment.cpuTicks = [] { return CPUTicks::now(); };
     environment.heat = [reader] { return reader->heat(); };
-    environment.loadPowerLog = [] { return PowerLogParser::readSystemLog(); };
+    environment.loadPowerLog = [files = environment.files] {
+        return PowerLogParser::readSystemLog(files, Instant{std::chrono::system_clock::now()});
+    };
     environment.now = [] { return Instant{std::chrono::system_clock::now()}; };
     environment.calendar = [] { return Calendar::current(); };
     environment.boughtAt = [] { return storedBoughtAt(); };
     environment.setUpDate = [reader] { return reader->setUpDate(); };
     environment.isDemo = [] { return DemoData::isActive(); };
     environment.demoFill = [](Store& store) { DemoData::fill(store); };
+    environment.startRecording = [](QObject* parent, const VitrekFiles& files) {
+        auto* watchers = new QObject(parent);
+        auto* logind = new LogindWatcher(QDBusConnection::systemBus(), watchers);
+        auto* screenSaver = new ScreenSaverWatcher(QDBusConnection::sessionBus(), watchers);
+        // VITREK_SYS_ROOT points the recorder's sysfs reads (wakeup sources, battery) at a recorded tree.
+        const char* root = std::getenv("VITREK_SYS_ROOT");
+        auto* recorder = new PowerRecorder(files, *logind, screenSaver,
+                                           PowerRecorder::systemMachine(root && *root ? root : "/"), watchers);
+        if (!recorder->isRecording()) {
+            // Said once per start; the journal, where readable, still gives the nights.
+            std::cerr << "vitrek: " << recorder->problem() << "\n";
+        }
+        return recorder;
+    };
     return environment;
 }
 

@@ -2,7 +2,6 @@
 #include "cli/HeadlessCommand.h"
 #include "harness/Harness.h"
 #include "harness/HarnessCommands.h"
-#include "linux/JournalSource.h"
 #include "linux/LargePages.h"
 #include "linux/PowerLogSource.h"
 #include "shell/VitrekApplication.h"
@@ -27,7 +26,9 @@ int main(int argc, char** argv) {
     vitrek::cli::CommandContext context{
         std::cin, std::cout, std::cerr,
         [] { return std::chrono::time_point_cast<vitrek::Seconds>(std::chrono::system_clock::now()); },
-        [](vitrek::Instant now) { return vitrek::JournalSource::load(vitrek::PowerLogParser::run, now); }};
+        [](vitrek::Instant now, vitrek::PowerLogParser::SourceChoice choice) {
+            return vitrek::PowerLogParser::readSystemLog(vitrek::VitrekFiles(), now, choice);
+        }};
     if (!arguments.empty() && vitrek::cli::isDrawingCommand(arguments[0])) {
         const int status = vitrek::cli::drawingCommand(arguments, context, argc, argv);
         std::cout.flush();

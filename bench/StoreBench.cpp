@@ -76,7 +76,11 @@ void BM_StoreTick(benchmark::State& state) {
     env.now = [now] { return now; };
     env.calendar = [calendar] { return calendar; };
     env.setUpDate = [] { return std::optional{fromUnixSeconds(1'640'000'000)}; };
-    env.loadPowerLog = [log = PowerLogParser::parse(generated.text)] { return PowerLogParser::SystemLog{log, {}}; };
+    env.loadPowerLog = [log = PowerLogParser::parse(generated.text)] {
+        PowerLogParser::SystemLog system;
+        system.log = log;
+        return system;
+    };
     // The timers are never reached: events are processed only until the night is in.
     env.firstCheckUp = env.secondCheckUp = env.period = std::chrono::hours{1};
     int argc = 1;

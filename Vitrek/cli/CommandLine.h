@@ -17,7 +17,8 @@ struct CommandContext {
     std::ostream& out;
     std::ostream& err;
     std::function<Instant()> now;
-    std::function<PowerLogParser::SystemLog(Instant now)> loadSystemLog; // the journal up to `now`
+    // The system's nights up to `now`: the journal and Vitrek's own record, or the one chosen.
+    std::function<PowerLogParser::SystemLog(Instant now, PowerLogParser::SourceChoice choice)> loadSystemLog;
 };
 
 // Usage errors and unreadable inputs: one line on stderr, exit status 2.

@@ -88,6 +88,15 @@ parseCommandOptions(std::string_view command, std::span<const std::string> argum
                     prefix + "--now '" + *text +
                     "' is neither ISO 8601 with an offset (2024-03-05T12:00:00+01:00) nor Unix seconds"};
             }
+        } else if (name == "--source" && command == "nights") {
+            const auto text = takeValue();
+            if (!text) {
+                return UsageError{prefix + "--source needs journal or vitrek"};
+            }
+            options.source = PowerLogParser::sourceChoiceFromName(*text);
+            if (!options.source) {
+                return UsageError{prefix + "--source '" + *text + "' is neither journal nor vitrek"};
+            }
         } else if (name == "--tz") {
             options.zone = takeValue();
             if (!options.zone) {
@@ -99,6 +108,9 @@ parseCommandOptions(std::string_view command, std::span<const std::string> argum
     }
     if (options.logPath && options.journalPath) {
         return UsageError{prefix + "--log and --journal name two different logs; give one"};
+    }
+    if (options.source && (options.logPath || options.journalPath)) {
+        return UsageError{prefix + "--source chooses among the system's nights; it does not go with --log or --journal"};
     }
     return options;
 }
@@ -140,20 +152,35 @@ std::optional<PowerLog> readLogFile(const std::string& path, std::istream& in, s
     return readFile(path, in, err, [](std::string_view text) { return PowerLogParser::parse(text); });
 }
 
-std::optional<PowerLog> loadPowerLog(const CommandOptions& options, CommandContext& context, Instant now,
+std::optional<NightLog> loadPowerLog(const CommandOptions& options, CommandContext& context, Instant now,
                                      const Calendar& calendar) {
+    std::optional<PowerLog> file;
     if (options.logPath) {
-        return readLogFile(*options.logPath, context.in, context.err);
+        file = readLogFile(*options.logPath, context.in, context.err);
+    } else if (options.journalPath) {
+        file = readFile(*options.journalPath, context.in, context.err,
+                        [&](std::string_view text) { return JournalPowerLog::parse(text, now, calendar); });
+    } else {
+        auto system = context.loadSystemLog(now, options.source.value_or(PowerLogParser::SourceChoice::automatic));
+        if (!system.problem.empty()) {
+            context.err << "vitrek: " << system.problem << "\n";
+        }
+        return system;
+    }
+    if (!file) {
+        return std::nullopt;
+    }
+    return NightSource::merge(std::move(*file), std::nullopt);
+}
+
+std::string sourceName(const CommandOptions& options, const NightLog& log) {
+    if (options.logPath) {
+        return "log";
     }
     if (options.journalPath) {
-        return readFile(*options.journalPath, context.in, context.err,
-                        [&](std::string_view text) { return JournalPowerLog::parse(text, now, calendar); });
+        return "journal";
     }
-    auto system = context.loadSystemLog(now);
-    if (!system.problem.empty()) {
-        context.err << "vitrek: " << system.problem << "\n";
-    }
-    return std::move(system.log);
+    return std::string(rawValue(log.source));
 }
 
 } // namespace vitrek::cli

@@ -1,7 +1,7 @@
 #include "cli/NightsCommand.h"
 
 #include "cli/JsonWriter.h"
-#include "powerlog/NightBuilder.h"
+#include "powerlog/NightSource.h"
 #include "powerlog/PowerLogParser.h"
 #include "scores/Fmt.h"
 
@@ -11,11 +11,14 @@
 namespace vitrek::cli {
 
 const char* const kNightsUsage =
-    "usage: vitrek nights [--log FILE|- | --journal FILE|-] [--now TIME] [--tz ZONE] [--json]\n"
+    "usage: vitrek nights [--log FILE|- | --journal FILE|- | --source journal|vitrek] [--now TIME] [--tz ZONE]\n"
+    "                     [--json]\n"
     "\n"
-    "Rebuilds each night (23:00 to 07:00) of the last two weeks from the system journal and prints its rest\n"
-    "score and story.\n"
+    "Rebuilds each night (23:00 to 07:00) of the last two weeks and prints its rest score and story. The\n"
+    "nights come from the system journal where you may read it and from Vitrek's own record of sleep and\n"
+    "wake, merged where both exist.\n"
     "\n"
+    "  --source NAME   read the system's nights from one source: journal, or vitrek (Vitrek's own record)\n"
     "  --log FILE      read a recorded power log (pmset -g log) instead (- reads standard input)\n"
     "  --journal FILE  read a recorded journal instead: journalctl's -o json, short-iso or\n"
     "                  short-iso-precise (the short forms take their year from --now)\n"
@@ -173,9 +176,11 @@ std::variant<NightsOptions, UsageError> parseNightsOptions(std::span<const std::
     return parseCommandOptions("nights", arguments, false);
 }
 
-void writeNightsJson(std::ostream& out, const PowerLog& log, const std::vector<Night>& nights) {
+void writeNightsJson(std::ostream& out, std::string_view source, const PowerLog& log,
+                     const std::vector<Night>& nights) {
     JsonWriter json(out);
     json.beginObject();
+    json.key("source").value(source);
     json.key("log").beginObject();
     json.key("events").value(log.events.size());
     json.key("requests").value(log.requests.size());
@@ -264,9 +269,9 @@ int nights(std::span<const std::string> arguments, CommandContext& context) {
     if (!log) {
         return kUsageError;
     }
-    const auto nights = NightBuilder::build(*log, NightWindow{}, now, *calendar);
+    const auto nights = NightSource::build(*log, NightWindow{}, now, *calendar);
     if (options.json) {
-        writeNightsJson(context.out, *log, nights);
+        writeNightsJson(context.out, sourceName(options, *log), log->log, nights);
     } else {
         context.out << nightsText(nights, *calendar);
     }

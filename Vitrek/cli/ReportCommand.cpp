@@ -6,7 +6,7 @@
 #include "json/JsonFields.h"
 #include "linux/LinuxReader.h"
 #include "linux/MappedFile.h"
-#include "powerlog/NightBuilder.h"
+#include "powerlog/NightSource.h"
 #include "scores/Coach.h"
 #include "scores/Fmt.h"
 #include "scores/Grade.h"
@@ -289,7 +289,7 @@ std::unique_ptr<Store> checkUp(const CommandOptions& options, CommandContext& co
     if (!log) {
         return nullptr;
     }
-    const auto night = Store::lastNight(NightBuilder::build(*log, NightWindow{}, now, *calendar));
+    const auto night = Store::lastNight(NightSource::build(*log, NightWindow{}, now, *calendar));
 
     if (options.readingPath) {
         // A stored reading may come from another machine: this one's purchase and set-up dates would not

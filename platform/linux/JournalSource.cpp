@@ -93,17 +93,26 @@ std::string JournalSource::accessProblem(const std::string& root) {
            ", then log in again) so Rest can read the nights.";
 }
 
+namespace {
+
+PowerLogParser::SystemLog unreadable(std::string problem) {
+    PowerLogParser::SystemLog system;
+    system.problem = std::move(problem);
+    return system;
+}
+
+} // namespace
+
 PowerLogParser::SystemLog JournalSource::load(const PowerLogParser::Runner& runner, Instant now,
                                               const Options& options) {
     std::string path = "/usr/bin/journalctl";
     if (!options.directory) {
         if (auto problem = accessProblem(options.root); !problem.empty()) {
-            return {PowerLog{}, std::move(problem)};
+            return unreadable(std::move(problem));
         }
         const auto found = journalctl();
         if (!found) {
-            return {PowerLog{},
-                    "journalctl is not installed, so Rest cannot read the nights from the journal."};
+            return unreadable("journalctl is not installed, so Rest cannot read the nights from the journal.");
         }
         path = *found;
     }
@@ -111,7 +120,7 @@ PowerLogParser::SystemLog JournalSource::load(const PowerLogParser::Runner& runn
     PowerLog log = JournalPowerLog::fromRecords(
         JournalReader::readJson(runner(path, arguments(since, options.directory), kTimeout)));
     BatteryHistoryFile::annotate(log, BatteryHistoryFiles::load(options.batteryDirectory));
-    return {std::move(log), {}};
+    return NightSource::merge(std::move(log), std::nullopt);
 }
 
 } // namespace vitrek

@@ -267,6 +267,18 @@ std::optional<std::string> LinuxReader::text(std::string_view relativePath) cons
     return readFile(m_root / relativePath);
 }
 
+bool LinuxReader::batteryCritical() const {
+    const std::string folder = "sys/class/power_supply/";
+    for (const auto& name : sortedEntries(m_root / folder)) {
+        const auto supply = folder + name + "/";
+        if (word(text(supply + "type")) == "Battery" && word(text(supply + "scope")) != "Device" &&
+            word(text(supply + "capacity_level")) == "Critical") {
+            return true;
+        }
+    }
+    return false;
+}
+
 std::optional<BatteryInfo> LinuxReader::battery() const {
     const std::string folder = "sys/class/power_supply/";
     std::optional<std::string> chosen;

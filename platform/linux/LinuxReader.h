@@ -37,6 +37,9 @@ public:
     double uptime() const override;
     CPUTicks cpuTicks() const override;
     std::optional<Instant> setUpDate() const override;
+    // Whether an internal battery reports the capacity level "Critical" (the level at which the desktop
+    // puts the machine to sleep or hibernates it).
+    bool batteryCritical() const;
 
     // The pressure level from the texts of /proc/pressure/memory and /proc/meminfo (either may be empty).
     static Pressure memoryPressure(std::string_view pressureText, std::string_view meminfoText);

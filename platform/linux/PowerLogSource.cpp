@@ -2,8 +2,7 @@
 
 #include "linux/JournalSource.h"
 #include "linux/Subprocess.h"
-
-#include <chrono>
+#include "powerlog/RecordedPowerLog.h"
 
 namespace vitrek {
 
@@ -12,10 +11,38 @@ std::string PowerLogParser::run(const std::string& path, const std::vector<std::
     return Subprocess::run(path, arguments, timeout).standardOutput;
 }
 
-PowerLogParser::SystemLog PowerLogParser::readSystemLog(const Runner& runner) {
-    return JournalSource::load(runner, std::chrono::system_clock::now());
+std::optional<PowerLogParser::SourceChoice> PowerLogParser::sourceChoiceFromName(std::string_view name) {
+    if (name == "journal") {
+        return SourceChoice::journal;
+    }
+    if (name == "vitrek") {
+        return SourceChoice::vitrek;
+    }
+    return std::nullopt;
 }
 
-PowerLog PowerLogParser::loadSystemLog(const Runner& runner) { return readSystemLog(runner).log; }
+PowerLogParser::SystemLog PowerLogParser::readSystemLog(const VitrekFiles& files, Instant now,
+                                                        SourceChoice choice, const Runner& runner) {
+    std::optional<PowerLog> journal;
+    std::string journalProblem;
+    if (choice != SourceChoice::vitrek) {
+        auto loaded = JournalSource::load(runner, now);
+        if (loaded.problem.empty()) {
+            journal = std::move(loaded.log);
+        } else {
+            journalProblem = std::move(loaded.problem);
+        }
+    }
+    std::optional<RecordedPowerLog::Recorded> recorded;
+    if (choice != SourceChoice::journal) {
+        const auto records = files.powerRecords();
+        if (!records.empty()) {
+            recorded = RecordedPowerLog::fromRecords(records, now);
+        }
+    }
+    SystemLog system = NightSource::merge(std::move(journal), std::move(recorded));
+    system.problem = std::move(journalProblem);
+    return system;
+}
 
 } // namespace vitrek

@@ -1,9 +1,14 @@
 #pragma once
 
+#include "files/VitrekFiles.h"
+#include "powerlog/NightSource.h"
 #include "powerlog/PowerLog.h"
+#include "time/Instant.h"
 
 #include <functional>
+#include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace vitrek::PowerLogParser {
@@ -15,17 +20,24 @@ std::string run(const std::string& path, const std::vector<std::string>& argumen
 // How the log source runs its tools; tests pass recorded output.
 using Runner = std::function<std::string(const std::string&, const std::vector<std::string>&, double)>;
 
-// The system's power log, with what kept it from being read (one sentence with the fix; empty when
-// nothing did). On Linux it is built from the journal and the battery history. Blocks for as long as
-// the tools run; call it off the main thread.
-struct SystemLog {
-    PowerLog log;
-    std::string problem;
-    bool operator==(const SystemLog&) const = default;
-};
-SystemLog readSystemLog(const Runner& runner = run);
+// The machine's nights' log with where it came from and what kept a source from being read (one sentence
+// with the fix; empty when nothing did).
+using SystemLog = NightLog;
 
-// The log of `readSystemLog` alone.
-PowerLog loadSystemLog(const Runner& runner = run);
+// Which source the nights are read from: the journal and Vitrek's own record together, or one alone.
+enum class SourceChoice { automatic, journal, vitrek };
+
+// "journal" and "vitrek"; absent for anything else.
+std::optional<SourceChoice> sourceChoiceFromName(std::string_view name);
+
+// Vitrek's own record in `files` is kept this many days.
+inline constexpr int kRecordDays = 15;
+
+// The nights' log of this machine up to `now`: the journal (with the battery history) where this user may
+// read it, Vitrek's own record in `files`, merged where both exist. Blocks for as long as journalctl runs;
+// call it off the main thread. The problem is the journal's, when it was asked and could not be read, even
+// when Vitrek's record stands in for it: the journal alone could show the nights before that record.
+SystemLog readSystemLog(const VitrekFiles& files, Instant now, SourceChoice choice = SourceChoice::automatic,
+                        const Runner& runner = run);
 
 } // namespace vitrek::PowerLogParser

@@ -237,7 +237,11 @@ TEST_F(StoreTest, DemoModeHandsOverAndRecordsNothing) {
 TEST_F(StoreTest, PublishesWhyThePowerLogCouldNotBeReadUntilItCan) {
     auto problem = std::make_shared<std::string>("The system journal is not readable by mira: join it.");
     StoreEnvironment env = environment();
-    env.loadPowerLog = [problem] { return PowerLogParser::SystemLog{PowerLog{}, *problem}; };
+    env.loadPowerLog = [problem] {
+        PowerLogParser::SystemLog system;
+        system.problem = *problem;
+        return system;
+    };
     Store store{env};
     int changes = 0;
     QObject::connect(&store, &Store::powerLogProblemChanged, [&] { ++changes; });
@@ -263,7 +267,9 @@ TEST_F(StoreTest, TheLoadThatFinishesLastWinsEvenWhenItStartedFirst) {
     env.loadPowerLog = [=] {
         const bool first = started->fetch_add(1) == 0;
         (first ? withNight : without)->wait();
-        return PowerLogParser::SystemLog{first ? spells : PowerLog{}, {}};
+        PowerLogParser::SystemLog system;
+        system.log = first ? spells : PowerLog{};
+        return system;
     };
     Store store{env};
     store.apply(reader->read(clock), {}, std::nullopt, true);

@@ -20,7 +20,7 @@ Output vitrek(const std::vector<std::string>& arguments) {
     std::ostringstream out;
     std::ostringstream err;
     CommandContext context{in, out, err, [] { return Instant{}; },
-                           [](Instant) { return PowerLogParser::SystemLog{}; }};
+                           [](Instant, PowerLogParser::SourceChoice) { return PowerLogParser::SystemLog{}; }};
     const int status = run(arguments, context);
     return {status, out.str(), err.str()};
 }

@@ -22,7 +22,7 @@ Run nightsCommand(std::vector<std::string> arguments, const std::string& input =
     std::ostringstream out;
     std::ostringstream err;
     CommandContext context{in, out, err, [] { return test::at("2024-03-06T12:00:00+01:00"); },
-                           [system](Instant) { return system; }};
+                           [system](Instant, PowerLogParser::SourceChoice) { return system; }};
     arguments.insert(arguments.begin(), "nights");
     const int status = run(arguments, context);
     return {status, out.str(), err.str()};
@@ -144,8 +144,9 @@ TEST(NightsCommandTest, AJournalRecordingGivesTheSameDocument) {
 }
 
 TEST(NightsCommandTest, AnUnreadableJournalIsAHintNotAnError) {
-    const auto result =
-        nightsCommand({}, "", {PowerLog{}, "The system journal is not readable by mira: join it."});
+    PowerLogParser::SystemLog system;
+    system.problem = "The system journal is not readable by mira: join it.";
+    const auto result = nightsCommand({}, "", system);
     EXPECT_EQ(result.status, 0);
     EXPECT_EQ(result.err, "vitrek: The system journal is not readable by mira: join it.\n");
     EXPECT_EQ(result.out, "No nights: the power log says nothing about any night from 23:00 to 07:00.\n");

@@ -142,6 +142,34 @@ TEST_F(VitrekFilesTest, PruningKeepsTheLastDaysSampleFilesOnly) {
     EXPECT_FALSE(fs::exists(folder));
 }
 
+TEST_F(VitrekFilesTest, PowerRecordsReadBackInDayOrderAndPruningTouchesOnlyTheirOwnFiles) {
+    const auto now = test::local(kBerlin, 2025, 1, 20, 0, 30);
+    auto sleep = powerRecord(test::local(kBerlin, 2025, 1, 19, 23, 50), PowerRecordKind::sleep);
+    sleep.lidClosed = true;
+    const auto wake = powerRecord(test::local(kBerlin, 2025, 1, 20, 0, 20), PowerRecordKind::wake);
+    // Written out of order across midnight: read back by day, then line.
+    files().appendPowerRecord(wake, kBerlin);
+    files().appendPowerRecord(sleep, kBerlin);
+    writeBytes(folder / "power-2025-01-19.jsonl", readBytes(folder / "power-2025-01-19.jsonl") + "{torn\n");
+    EXPECT_EQ(files().powerRecords(), (std::vector<PowerRecord>{sleep, wake}));
+
+    const std::set<std::string> others{"power-2025-01-19.jsonl", "power-2025-01-20.jsonl", "power-notes.jsonl",
+                                       "power-2024-02-30.jsonl", "power-2024-13-01.jsonl", "power-2025-01-01.json",
+                                       "samples-2025-01-01.jsonl"};
+    for (const auto& name : others) {
+        if (!fs::exists(folder / name)) {
+            writeBytes(folder / name, "x");
+        }
+    }
+    writeBytes(folder / "power-2024-12-01.jsonl", "x");
+    fs::create_directories(folder / "power-2024-12-02.jsonl");
+    fs::create_symlink(folder / "power-notes.jsonl", folder / "power-2024-12-03.jsonl");
+    files().prunePowerRecords(15, now, kBerlin);
+    auto expected = others;
+    expected.insert({"power-2024-12-02.jsonl", "power-2024-12-03.jsonl"});
+    EXPECT_EQ(names(folder), expected);
+}
+
 TEST_F(VitrekFilesTest, SaveWritesCompactJSONAtomicallyAndLoadReadsItBack) {
     const History history{{Day{"2025-01-05", 70, 12.5, std::nullopt, std::nullopt, -0.25},
                            Day{"2025-01-06", 81, std::nullopt, 90, 600, std::nullopt}}};
