@@ -61,6 +61,9 @@ struct HealthTab::Parts {
     QLabel* checked = nullptr;
     QLabel* footer = nullptr;
     QLabel* outOfRange = nullptr;
+    QWidget* nightRow = nullptr;
+    Glyph* nightGlyph = nullptr;
+    QLabel* nightSource = nullptr;
 
     QLabel* clock = nullptr;
     QLabel* hours = nullptr;
@@ -164,6 +167,19 @@ HealthTab::HealthTab(Store& store, QWidget* parent) : QWidget(parent), m_store(s
     p.outOfRange = p.label(Fonts::caption(), Theme::Role::ink3, true);
     monitorColumn->addWidget(p.footer);
     monitorColumn->addWidget(p.outOfRange);
+    // Where Rest's nights come from, and what to do when the journal cannot be read.
+    p.nightRow = new QWidget(monitor);
+    p.nightRow->setToolTip(Labels::q(Texts::kRestHelp));
+    auto* nightLayout = new QHBoxLayout(p.nightRow);
+    nightLayout->setContentsMargins(0, 0, 0, 0);
+    nightLayout->setSpacing(6);
+    p.nightGlyph = new Glyph(QSize(16, 16), QSize(14, 14), p.nightRow);
+    p.nightSource = Labels::make(Fonts::caption(), Theme::Role::ink3, true);
+    // The fix holds a command to copy.
+    p.nightSource->setTextInteractionFlags(Qt::TextSelectableByMouse);
+    nightLayout->addWidget(p.nightGlyph, 0, Qt::AlignTop);
+    nightLayout->addWidget(p.nightSource, 1);
+    monitorColumn->addWidget(p.nightRow);
     column->addWidget(monitor);
 
     // The Stress Monitor: today's high stress on the left, the chart beside it.
@@ -215,7 +231,8 @@ HealthTab::HealthTab(Store& store, QWidget* parent) : QWidget(parent), m_store(s
     StoreViews::refreshOn(this, m_store,
                           {&Store::readingChanged, &Store::heavyChanged, &Store::historyChanged,
                            &Store::ageChanged, &Store::samplesChanged, &Store::vitalsChanged,
-                           &Store::stressNowChanged},
+                           &Store::stressNowChanged, &Store::nightSourceChanged, &Store::recordedSinceChanged,
+                           &Store::recordingChanged, &Store::powerLogProblemChanged},
                           [this] { refresh(); });
     refresh();
 }
@@ -306,6 +323,13 @@ void HealthTab::refresh() {
     const std::string outOfRange = Texts::outOfRangeLine(vitals);
     Labels::setText(p.outOfRange, outOfRange);
     p.outOfRange->setVisible(!outOfRange.empty());
+    const std::string nightSource =
+        Texts::nightSourceLine(StoreViews::nightStatus(m_store), StoreViews::now(m_store), calendar);
+    Labels::setText(p.nightSource, nightSource);
+    p.nightRow->setVisible(!nightSource.empty());
+    const Theme::Role nightRole = m_store.powerLogProblem().empty() ? Theme::Role::ink3 : Theme::Role::ink2;
+    Labels::setColor(p.nightSource, nightRole);
+    p.nightGlyph->set(QStringLiteral("moon.zzz"), Theme::color(nightRole));
 
     Labels::setText(p.clock, StressFmt::clock(m_store.heavy()));
     const auto comparison = Texts::stressComparison(m_store.heavy(), m_store.typicalStress(), day, calendar);

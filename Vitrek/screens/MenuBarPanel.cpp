@@ -81,8 +81,9 @@ MenuBarPanel::MenuBarPanel(Store& store, QWidget* parent)
 
     StoreViews::refreshOn(this, m_store,
                           {&Store::readingChanged, &Store::recoveryChanged, &Store::strainChanged,
-                           &Store::nightChanged, &Store::loadingNightChanged, &Store::tipChanged,
-                           &Store::heavyChanged, &Store::measuredSinceChanged},
+                           &Store::nightChanged, &Store::loadingNightChanged, &Store::recordingChanged,
+                           &Store::powerLogProblemChanged, &Store::tipChanged, &Store::heavyChanged,
+                           &Store::measuredSinceChanged},
                           [this] { refresh(); });
     connect(&Appearance::shared(), &Appearance::changed, this, &MenuBarPanel::refresh);
     refresh();
@@ -98,6 +99,8 @@ void MenuBarPanel::refresh() {
         m_parts->dials[i]->setColor(Theme::color(dials[i].color));
         m_parts->dials[i]->setAccessibleName(Labels::q(dials[i].label + " " + dials[i].value));
         m_parts->labels[i]->setText(Labels::q(dials[i].label));
+        // The panel has no room for the sub-lines under its small dials; they are a hover away.
+        m_parts->dials[i]->setToolTip(Labels::q(dials[i].sub));
     }
     Labels::setText(m_parts->tip, Texts::tipText(m_store.tip()));
     Labels::setColor(m_parts->tip, Theme::Role::ink2);

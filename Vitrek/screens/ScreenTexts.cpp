@@ -68,9 +68,16 @@ std::string strainLine(std::optional<double> strain, std::optional<Instant> meas
     return word + kMiddleDot + VFmt::hours(heavy) + " busy";
 }
 
-std::string restLine(bool loadingNight, const std::optional<Night>& night) {
-    if (loadingNight) {
+std::string restLine(const NightStatus& status, const std::optional<Night>& night) {
+    if (status.loading) {
         return "Reading last night…";
+    }
+    if (!night && status.recording) {
+        return "Vitrek records nights from now on";
+    }
+    if (!night && !status.problem.empty()) {
+        // The fix is a sentence with a command: too long for under a dial.
+        return "Can't read nights · see Health";
     }
     if (!night) {
         return "No night recorded yet";
@@ -83,6 +90,38 @@ std::string restLine(bool loadingNight, const std::optional<Night>& night) {
         line += std::string(kMiddleDot) + "plugged in";
     }
     return line;
+}
+
+std::string nightSourceLine(const NightStatus& status, Instant now, const Calendar& calendar) {
+    std::string since;
+    if (status.recordedSince) {
+        const auto local = calendar.local(*status.recordedSince);
+        const auto today = calendar.local(now);
+        const bool thisYear = local && today && local->year == today->year;
+        since = " since " + (thisYear ? Fmt::dayMonth(*status.recordedSince, calendar)
+                                      : Fmt::date(*status.recordedSince, calendar));
+    }
+    std::string line;
+    switch (status.source) {
+    case NightSourceKind::none:
+        if (status.recording) {
+            line = "Vitrek records nights from now on";
+        }
+        break;
+    case NightSourceKind::journal:
+        line = "Nights read from the system journal";
+        break;
+    case NightSourceKind::vitrek:
+        line = "Recorded by Vitrek" + since;
+        break;
+    case NightSourceKind::both:
+        line = "Nights from the system journal and recorded by Vitrek" + since;
+        break;
+    }
+    if (status.problem.empty()) {
+        return line;
+    }
+    return line.empty() ? status.problem : line + ". " + status.problem;
 }
 
 Dial recoveryDial(bool hasReading, int recovery) {
@@ -100,7 +139,7 @@ Dial strainDial(std::optional<double> strain, std::optional<Instant> measuredSin
                 strainLine(strain, measuredSince, readingDate, heavy, calendar)};
 }
 
-Dial restDial(bool loadingNight, const std::optional<Night>& night) {
+Dial restDial(const NightStatus& status, const std::optional<Night>& night) {
     std::optional<double> fraction;
     std::string value = kMissing;
     if (night) {
@@ -108,7 +147,7 @@ Dial restDial(bool loadingNight, const std::optional<Night>& night) {
         fraction = score / 100.0;
         value = std::to_string(score) + "%";
     }
-    return Dial{fraction, value, Theme::Role::rest, "Rest", restLine(loadingNight, night)};
+    return Dial{fraction, value, Theme::Role::rest, "Rest", restLine(status, night)};
 }
 
 std::string modelName(const std::optional<Reading>& reading) {

@@ -4,6 +4,7 @@
 #include "history/Day.h"
 #include "history/History.h"
 #include "powerlog/Night.h"
+#include "powerlog/NightSource.h"
 #include "readings/Reading.h"
 #include "scores/MacAge.h"
 #include "scores/Sample.h"
@@ -57,14 +58,29 @@ std::string strainWord(double strain);
 // reading is less than two hours after the first sample; else "Light · 45 min busy".
 std::string strainLine(std::optional<double> strain, std::optional<Instant> measuredSince,
                        std::optional<Instant> readingDate, double heavy, const Calendar& calendar);
-// The rest sub-line: "Reading last night…", "No night recorded yet", or "3 wakes · −4% battery",
-// "1 wake · plugged in", "0 wakes".
-std::string restLine(bool loadingNight, const std::optional<Night>& night);
+// What the Store knows of where the nights come from, besides the night itself.
+struct NightStatus {
+    bool loading = false;
+    bool recording = false; // Vitrek keeps its own record of the nights from now on
+    NightSourceKind source = NightSourceKind::none;
+    std::optional<Instant> recordedSince;
+    std::string problem; // why the journal could not be read, with the fix; empty when it could
+};
+
+// The rest sub-line: "Reading last night…"; with a night "3 wakes · −4% battery", "1 wake · plugged in",
+// "0 wakes"; without one "Vitrek records nights from now on" while recording, "Can't read nights · see
+// Health" when the journal has a problem, else "No night recorded yet".
+std::string restLine(const NightStatus& status, const std::optional<Night>& night);
+// Where Rest's nights come from, with the journal's problem after it: "Recorded by Vitrek since 12 Nov",
+// "Nights read from the system journal", "Nights from the system journal and recorded by Vitrek since 12
+// Nov", "Vitrek records nights from now on"; the date has its year when it is not `now`'s. Empty when there
+// is nothing to say.
+std::string nightSourceLine(const NightStatus& status, Instant now, const Calendar& calendar);
 
 Dial recoveryDial(bool hasReading, int recovery);
 Dial strainDial(std::optional<double> strain, std::optional<Instant> measuredSince,
                 std::optional<Instant> readingDate, double heavy, const Calendar& calendar);
-Dial restDial(bool loadingNight, const std::optional<Night>& night);
+Dial restDial(const NightStatus& status, const std::optional<Night>& night);
 
 // Header: the model name ("Your Mac" before the first reading) and today's long date.
 std::string modelName(const std::optional<Reading>& reading);
@@ -245,6 +261,8 @@ struct GlossaryEntry {
     const char* text;
 };
 extern const std::array<GlossaryEntry, 5> kGlossary;
+// The Rest entry, which the nights' source follows.
+inline constexpr std::size_t kGlossaryRest = 2;
 
 } // namespace Texts
 

@@ -3,6 +3,7 @@
 #include "Store.h"
 #include "screens/Labels.h"
 #include "screens/ScreenTexts.h"
+#include "screens/StoreViews.h"
 #include "screens/Symbols.h"
 #include "shell/Autostart.h"
 #include "shell/Preferences.h"
@@ -33,7 +34,8 @@ QIcon tabIcon(const char* symbol) {
     return QIcon(Symbols::pixmap(QString::fromLatin1(symbol), Theme::color(Theme::Role::ink2), 16, 2.0));
 }
 
-QWidget* howItWorks() {
+// The definitions, with `nightSource` under Rest's.
+QWidget* howItWorks(QLabel* nightSource) {
     auto* content = new QWidget;
     auto* column = new QVBoxLayout(content);
     column->setContentsMargins(24, 24, 24, 24);
@@ -47,6 +49,9 @@ QWidget* howItWorks() {
         text->setText(Labels::q(entry.text));
         block->addWidget(title);
         block->addWidget(text);
+        if (&entry == &Texts::kGlossary[Texts::kGlossaryRest]) {
+            block->addWidget(nightSource);
+        }
         column->addLayout(block);
     }
     column->addStretch(1);
@@ -61,6 +66,7 @@ struct SettingsWindow::Parts {
     QCheckBox* setBought = nullptr;
     QWidget* boughtRow = nullptr;
     QDateEdit* bought = nullptr;
+    QLabel* nightSource = nullptr;
 };
 
 SettingsWindow::SettingsWindow(Store& store, bool demo, QWidget* parent)
@@ -120,7 +126,10 @@ SettingsWindow::SettingsWindow(Store& store, bool demo, QWidget* parent)
     auto* tabs = new QTabWidget(this);
     tabs->addTab(general, tabIcon("gearshape"), Labels::q(Texts::kGeneralTab));
     tabs->addTab(updates, tabIcon("arrow.triangle.2.circlepath"), Labels::q(Texts::kUpdatesTab));
-    tabs->addTab(howItWorks(), tabIcon("info.circle"), Labels::q(Texts::kHowItWorksTab));
+    p.nightSource = Labels::make(Fonts::caption(), Theme::Role::ink2, true);
+    // The fix holds a command to copy.
+    p.nightSource->setTextInteractionFlags(Qt::TextSelectableByMouse);
+    tabs->addTab(howItWorks(p.nightSource), tabIcon("info.circle"), Labels::q(Texts::kHowItWorksTab));
     auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins(8, 8, 8, 8);
     layout->addWidget(tabs);
@@ -154,6 +163,19 @@ SettingsWindow::SettingsWindow(Store& store, bool demo, QWidget* parent)
         Preferences::shared().setBoughtAt(date);
         m_store.updateAge();
     });
+
+    StoreViews::refreshOn(this, m_store,
+                          {&Store::nightSourceChanged, &Store::recordedSinceChanged, &Store::recordingChanged,
+                           &Store::powerLogProblemChanged},
+                          [this] { refreshNightSource(); });
+    refreshNightSource();
+}
+
+void SettingsWindow::refreshNightSource() {
+    const std::string line = Texts::nightSourceLine(StoreViews::nightStatus(m_store),
+                                                    StoreViews::now(m_store), StoreViews::calendar(m_store));
+    Labels::setText(m_parts->nightSource, line);
+    m_parts->nightSource->setVisible(!line.empty());
 }
 
 SettingsWindow::~SettingsWindow() { delete m_parts; }

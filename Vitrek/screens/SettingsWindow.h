@@ -17,6 +17,8 @@ public:
     ~SettingsWindow() override;
 
 private:
+    void refreshNightSource();
+
     struct Parts;
     Store& m_store;
     bool m_demo;

@@ -24,7 +24,17 @@ std::array<Texts::Dial, 3> dials(const Store& store) {
             Texts::strainDial(store.strain(), store.measuredSince(),
                               reading ? std::optional<Instant>(reading->date) : std::nullopt, store.heavy(),
                               calendar(store)),
-            Texts::restDial(store.loadingNight(), store.night())};
+            Texts::restDial(nightStatus(store), store.night())};
+}
+
+Texts::NightStatus nightStatus(const Store& store) {
+    Texts::NightStatus status;
+    status.loading = store.loadingNight();
+    status.recording = store.recording();
+    status.source = store.nightSource();
+    status.recordedSince = store.recordedSince();
+    status.problem = store.powerLogProblem();
+    return status;
 }
 
 void refreshOn(QObject* owner, Store& store, std::initializer_list<Signal> changes, std::function<void()> refresh) {

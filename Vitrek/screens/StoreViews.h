@@ -22,6 +22,8 @@ Calendar calendar(const Store& store);
 Instant now(const Store& store);
 // The recovery, strain and rest dials, as the main window and the tray panel show them.
 std::array<Texts::Dial, 3> dials(const Store& store);
+// Where the nights come from and what kept the journal from being read.
+Texts::NightStatus nightStatus(const Store& store);
 
 using Signal = void (Store::*)();
 // Runs `refresh` once on the next turn of the event loop after any of the `changes`: one check-up changes

@@ -89,8 +89,9 @@ TodayTab::TodayTab(Store& store, QWidget* parent) : QWidget(parent), m_store(sto
                           {&Store::readingChanged, &Store::factorsChanged, &Store::recoveryChanged,
                            &Store::strainChanged, &Store::heavyChanged, &Store::nightChanged,
                            &Store::historyChanged, &Store::tipChanged, &Store::loadingNightChanged,
-                           &Store::ageChanged, &Store::vitalsChanged, &Store::stressNowChanged,
-                           &Store::streakChanged, &Store::measuredSinceChanged},
+                           &Store::recordingChanged, &Store::powerLogProblemChanged, &Store::ageChanged,
+                           &Store::vitalsChanged, &Store::stressNowChanged, &Store::streakChanged,
+                           &Store::measuredSinceChanged},
                           [this] { refresh(); });
     refresh();
 }

@@ -166,6 +166,10 @@ public:
         abbreviate(weekdayDay, u'M');
         m_weekdayDayFormat = joined(weekdayDay);
 
+        Pattern dayMonth = weekdayDay;
+        removeFields(dayMonth, u'd', 3);
+        m_dayMonthFormat = joined(dayMonth);
+
         Pattern day = weekdayDay;
         abbreviate(day, u'd');
         m_dayFormat = joined(day);
@@ -200,6 +204,9 @@ public:
     std::string date(Instant date, const Calendar& calendar) const override {
         return dateText(date, calendar, m_dateFormat);
     }
+    std::string dayMonth(Instant date, const Calendar& calendar) const override {
+        return dateText(date, calendar, m_dayMonthFormat);
+    }
     std::string weekday(Instant date, const Calendar& calendar) const override {
         const auto local = calendar.local(date);
         return local ? text(m_locale.dayName(calendarDate(*local).dayOfWeek(), QLocale::LongFormat))
@@ -227,6 +234,7 @@ private:
     QString m_weekdayDayFormat;
     QString m_dayFormat;
     QString m_dateFormat;
+    QString m_dayMonthFormat;
 };
 
 } // namespace

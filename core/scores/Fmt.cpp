@@ -73,6 +73,13 @@ public:
         return std::to_string(local->day) + " " + std::string(month(*local).substr(0, 3)) + " " +
                std::to_string(local->year);
     }
+    std::string dayMonth(Instant date, const Calendar& calendar) const override {
+        const auto local = calendar.local(date);
+        if (!local) {
+            return {};
+        }
+        return std::to_string(local->day) + " " + std::string(month(*local).substr(0, 3));
+    }
     std::string weekday(Instant date, const Calendar& calendar) const override {
         const auto local = calendar.local(date);
         return local ? std::string(weekday(*local)) : std::string{};
@@ -152,6 +159,9 @@ std::string weekdayDay(Instant date, const Calendar& calendar) {
     return dateFormatter().weekdayDay(date, calendar);
 }
 std::string date(Instant date, const Calendar& calendar) { return dateFormatter().date(date, calendar); }
+std::string dayMonth(Instant date, const Calendar& calendar) {
+    return dateFormatter().dayMonth(date, calendar);
+}
 std::string weekday(Instant date, const Calendar& calendar) {
     return dateFormatter().weekday(date, calendar);
 }

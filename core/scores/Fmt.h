@@ -21,6 +21,7 @@ public:
     virtual std::string longDay(Instant date, const Calendar& calendar) const = 0;   // "Tuesday 4 March"
     virtual std::string weekdayDay(Instant date, const Calendar& calendar) const = 0; // "Tuesday 4 Mar"
     virtual std::string date(Instant date, const Calendar& calendar) const = 0;      // "4 Mar 2024"
+    virtual std::string dayMonth(Instant date, const Calendar& calendar) const = 0;  // "4 Mar"
     virtual std::string weekday(Instant date, const Calendar& calendar) const = 0;   // "Tuesday"
 };
 
@@ -45,6 +46,7 @@ std::string day(Instant date, const Calendar& calendar);
 std::string longDay(Instant date, const Calendar& calendar);
 std::string weekdayDay(Instant date, const Calendar& calendar);
 std::string date(Instant date, const Calendar& calendar);
+std::string dayMonth(Instant date, const Calendar& calendar);
 std::string weekday(Instant date, const Calendar& calendar);
 
 // The formatter behind the five date forms; the fixed English one until another is installed.

@@ -22,6 +22,7 @@ struct LabelFormatter : DateFormatter {
     std::string longDay(Instant, const Calendar&) const override { return "longDay"; }
     std::string weekdayDay(Instant, const Calendar&) const override { return "weekdayDay"; }
     std::string date(Instant, const Calendar&) const override { return "date"; }
+    std::string dayMonth(Instant, const Calendar&) const override { return "dayMonth"; }
     std::string weekday(Instant, const Calendar&) const override { return "weekday"; }
 };
 

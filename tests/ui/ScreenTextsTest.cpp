@@ -70,7 +70,7 @@ TEST(ScreenTextsDialsTest, BeforeTheFirstReadingEveryFigureWaits) {
               (Texts::Dial{std::nullopt, "–", Role::ink3, "Recovery", "Reading your Mac…"}));
     EXPECT_EQ(Texts::strainDial(std::nullopt, std::nullopt, std::nullopt, 0, berlin()),
               (Texts::Dial{std::nullopt, "–", Role::strain, "Strain", "First reading in under a minute"}));
-    EXPECT_EQ(Texts::restDial(true, std::nullopt),
+    EXPECT_EQ(Texts::restDial({true, false, NightSourceKind::none, std::nullopt, ""}, std::nullopt),
               (Texts::Dial{std::nullopt, "–", Role::rest, "Rest", "Reading last night…"}));
     EXPECT_EQ(Texts::tipText(""), "Reading your Mac…");
     EXPECT_EQ(Texts::modelName(std::nullopt), "Your Mac");
@@ -138,12 +138,65 @@ TEST(ScreenTextsDialsTest, RestLineCountsWakesThenBatteryOrCharger) {
         {nightWith(0, 2, {90, 91}, true), "2 wakes · −0% battery"},
     };
     for (const auto& row : rows) {
-        EXPECT_EQ(Texts::restLine(false, row.night), row.line);
+        EXPECT_EQ(Texts::restLine({}, row.night), row.line);
     }
-    EXPECT_EQ(Texts::restLine(true, nightWith(1, 0, {}, true)), "Reading last night…");
-    EXPECT_EQ(Texts::restLine(false, std::nullopt), "No night recorded yet");
-    EXPECT_EQ(Texts::restDial(false, std::nullopt).value, "–");
-    EXPECT_TRUE(Texts::restDial(false, nightWith(1, 0, {}, true)).fraction.has_value());
+    EXPECT_EQ(Texts::restDial({}, std::nullopt).value, "–");
+    EXPECT_TRUE(Texts::restDial({}, nightWith(1, 0, {}, true)).fraction.has_value());
+}
+
+TEST(ScreenTextsDialsTest, WithoutANightRestSaysWhyAndWhereTheNightsComeFrom) {
+    useEnglishDates();
+    using Source = NightSourceKind;
+    const std::string problem = "The system journal is not readable by mira: join the systemd-journal group.";
+    const auto now = at("2024-11-20T12:00:00+01:00");
+    const auto november = at("2024-11-12T09:00:00+01:00");
+    const auto lastYear = at("2023-11-12T09:00:00+01:00");
+    const std::optional<Night> night = nightWith(1, 0, {}, true);
+    const struct {
+        Texts::NightStatus status;
+        std::optional<Night> night;
+        const char* sub;
+        std::string source;
+    } rows[] = {
+        {{true, true, Source::none, std::nullopt, ""},
+         night,
+         "Reading last night…",
+         "Vitrek records nights from now on"},
+        // Recording, the next night will be there: no alarm even though the journal failed.
+        {{false, true, Source::none, std::nullopt, problem},
+         std::nullopt,
+         "Vitrek records nights from now on",
+         "Vitrek records nights from now on. " + problem},
+        {{false, false, Source::none, std::nullopt, problem},
+         std::nullopt,
+         "Can't read nights · see Health",
+         problem},
+        {{false, false, Source::none, std::nullopt, ""}, std::nullopt, "No night recorded yet", ""},
+        {{false, true, Source::vitrek, november, problem},
+         night,
+         "1 wake · plugged in",
+         "Recorded by Vitrek since 12 Nov. " + problem},
+        {{false, true, Source::vitrek, november, ""},
+         std::nullopt,
+         "Vitrek records nights from now on",
+         "Recorded by Vitrek since 12 Nov"},
+        {{false, false, Source::vitrek, lastYear, ""},
+         night,
+         "1 wake · plugged in",
+         "Recorded by Vitrek since 12 Nov 2023"},
+        {{false, true, Source::both, november, ""},
+         night,
+         "1 wake · plugged in",
+         "Nights from the system journal and recorded by Vitrek since 12 Nov"},
+        {{false, false, Source::journal, std::nullopt, ""},
+         std::nullopt,
+         "No night recorded yet",
+         "Nights read from the system journal"},
+    };
+    for (const auto& row : rows) {
+        EXPECT_EQ(Texts::restLine(row.status, row.night), row.sub) << row.source;
+        EXPECT_EQ(Texts::nightSourceLine(row.status, now, berlin()), row.source) << row.sub;
+    }
 }
 
 TEST(ScreenTextsHeaderTest, ModelDateStreakAndHelpTexts) {

@@ -239,6 +239,12 @@ TEST(ShellLocaleDatesTest, FormsFollowTheLocalesWordsOrderAndClock) {
     for (const auto& [locale, expected] : cardDays) {
         EXPECT_EQ(localeDateFormatter(QLocale{locale})->weekdayDay(when, zone), expected) << locale;
     }
+    // The day and month alone, as the date Vitrek's record of the nights began.
+    const char* dayMonths[][2] = {{"en_US", "Mar 5"}, {"en_GB", "5 Mar"}, {"de_DE", "5. März"},
+                                  {"ru_RU", "5 мар."}, {"ja_JP", "3月5日"}};
+    for (const auto& [locale, expected] : dayMonths) {
+        EXPECT_EQ(localeDateFormatter(QLocale{locale})->dayMonth(when, zone), expected) << locale;
+    }
     for (const auto& c : cases) {
         const auto formatter = localeDateFormatter(QLocale{c[0]});
         const std::string forms[] = {formatter->time(when, zone), formatter->hour(when, zone),

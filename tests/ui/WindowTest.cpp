@@ -255,6 +255,50 @@ TEST_F(WindowTest, TheTrayIconIsRedrawnWhenRecoveryChangesAndFollowsTheSetting) 
     EXPECT_NE(tray.icon(), nullptr);
 }
 
+TEST_F(WindowTest, TheJournalsProblemReachesTheScreensAndLeavesWhenTheJournalIsRead) {
+    auto problem = std::make_shared<std::string>("The system journal is not readable by mira: join the "
+                                                 "systemd-journal group so Rest can read the nights.");
+    StoreEnvironment env = environment();
+    env.loadPowerLog = [problem] {
+        PowerLogParser::SystemLog system;
+        system.problem = *problem;
+        system.source = problem->empty() ? NightSourceKind::journal : NightSourceKind::none;
+        return system;
+    };
+    store = std::make_unique<Store>(env);
+    store->apply(reader->read(clock), {}, std::nullopt, false);
+    MainWindow window{*store};
+    window.show();
+    SettingsWindow settings{*store};
+    const auto settingsShow = [&settings](const QString& text) {
+        const auto labels = settings.findChildren<QLabel*>();
+        return std::any_of(labels.begin(), labels.end(),
+                           [&](const QLabel* label) { return label->text() == text && !label->isHidden(); });
+    };
+    const auto load = [&] {
+        store->loadNight();
+        ASSERT_TRUE(QTest::qWaitFor([&] { return !store->loadingNight(); }));
+        QApplication::processEvents();
+    };
+
+    load();
+    const QString fix = QString::fromStdString(*problem);
+    EXPECT_TRUE(texts(window).contains(QStringLiteral("Can't read nights · see Health")));
+    window.setTab(Texts::Tab::health);
+    EXPECT_TRUE(texts(window).contains(fix));
+    EXPECT_TRUE(settingsShow(fix));
+
+    *problem = ""; // the user joined the group
+    load();
+    const QString journal = QStringLiteral("Nights read from the system journal");
+    EXPECT_FALSE(texts(window).contains(fix));
+    EXPECT_TRUE(texts(window).contains(journal));
+    EXPECT_FALSE(settingsShow(fix));
+    EXPECT_TRUE(settingsShow(journal));
+    window.setTab(Texts::Tab::today);
+    EXPECT_TRUE(texts(window).contains(QStringLiteral("No night recorded yet")));
+}
+
 TEST_F(WindowTest, ThePanelShowsTheThreeFiguresAndItsButtons) {
     checkUp();
     MenuBarPanel panel{*store};
