@@ -44,7 +44,7 @@ public:
                   QObject* parent = nullptr);
     ~PowerRecorder() override;
 
-    // The running machine's readings, with sysfs read below `root`.
+    // The running machine's readings, with sysfs and procfs read below `root`.
     static Machine systemMachine(const std::string& root = "/");
 
     // Whether this process keeps the record (logind answered).

@@ -49,7 +49,7 @@ StoreEnvironment StoreEnvironment::system() {
         auto* watchers = new QObject(parent);
         auto* logind = new LogindWatcher(QDBusConnection::systemBus(), watchers);
         auto* screenSaver = new ScreenSaverWatcher(QDBusConnection::sessionBus(), watchers);
-        // VITREK_SYS_ROOT points the recorder's sysfs reads (wakeup sources, battery) at a recorded tree.
+        // VITREK_SYS_ROOT points the recorder's reads (wakeup sources, battery, boot time) at a recorded tree.
         const char* root = std::getenv("VITREK_SYS_ROOT");
         auto* recorder = new PowerRecorder(files, *logind, screenSaver,
                                            PowerRecorder::systemMachine(root && *root ? root : "/"), watchers);

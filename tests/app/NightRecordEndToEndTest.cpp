@@ -1,0 +1,235 @@
+#include "powerlog/PowerRecord.h"
+#include "support/DBusMock.h"
+#include "support/ScratchDirectory.h"
+
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+#include <QDBusUnixFileDescriptor>
+#include <QDBusVariant>
+#include <QProcess>
+#include <QThread>
+#include <chrono>
+#include <cstdio>
+#include <ctime>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <string>
+
+namespace vitrek {
+namespace {
+
+namespace fs = std::filesystem;
+
+const QString kLogindPath = "/org/freedesktop/login1";
+const QString kManager = "org.freedesktop.login1.Manager";
+const QString kSaverPath = "/org/gnome/ScreenSaver";
+const QString kSaver = "org.gnome.ScreenSaver";
+
+// A zone with a whole-hour offset in which it is now between 02:00 and 03:00, inside the night window,
+// so the test need not wait for 23:00.
+std::string zoneAtTwoInTheMorning(int& offsetHours) {
+    const std::time_t now = std::time(nullptr);
+    std::tm utc{};
+    ::gmtime_r(&now, &utc);
+    offsetHours = ((2 - utc.tm_hour) % 24 + 24 + 12) % 24 - 12; // −12 … 11
+    if (offsetHours == 0) {
+        return "Etc/GMT";
+    }
+    // The Etc zones count the other way round: Etc/GMT-7 is seven hours ahead of UTC.
+    return (offsetHours > 0 ? "Etc/GMT-" : "Etc/GMT+") + std::to_string(std::abs(offsetHours));
+}
+
+std::string readAll(const fs::path& folder) {
+    std::string text;
+    std::error_code error;
+    for (const auto& entry : fs::directory_iterator(folder, error)) {
+        if (entry.path().filename().string().starts_with("power-")) {
+            std::ifstream in(entry.path());
+            text.append(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+        }
+    }
+    return text;
+}
+
+std::size_t count(const std::string& text, const std::string& part) {
+    std::size_t found = 0;
+    for (auto at = text.find(part); at != std::string::npos; at = text.find(part, at + 1)) {
+        ++found;
+    }
+    return found;
+}
+
+// Waits (ten seconds at most) until the record holds `times` lines of `kind`.
+bool waitForLines(const fs::path& folder, const std::string& kind, std::size_t times) {
+    for (int i = 0; i < 200; ++i) {
+        if (count(readAll(folder), "\"kind\":\"" + kind + "\"") >= times) {
+            return true;
+        }
+        QThread::msleep(50);
+    }
+    return false;
+}
+
+// A wakeup source as the kernel shows it, with its counts.
+void writeSource(const fs::path& root, const std::string& folder, const std::string& name, int count, int changedMs) {
+    const fs::path dir = root / "sys/class/wakeup" / folder;
+    fs::create_directories(dir);
+    std::ofstream(dir / "name") << name << "\n";
+    std::ofstream(dir / "event_count") << count << "\n";
+    std::ofstream(dir / "wakeup_count") << count << "\n";
+    std::ofstream(dir / "active_count") << count << "\n";
+    std::ofstream(dir / "last_change_ms") << changedMs << "\n";
+}
+
+class NightRecordEndToEndTest : public testing::Test {
+protected:
+    QProcessEnvironment environment(const std::string& zone) const {
+        QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+        env.insert("TZ", QString::fromStdString(zone));
+        env.insert("VITREK_DATA_DIR", QString::fromStdString((scratch.path() / "data").string()));
+        env.insert("VITREK_SYS_ROOT", QString::fromStdString((scratch.path() / "root").string()));
+        env.insert(system.environmentVariable(), QString::fromStdString(system.address()));
+        env.insert(session.environmentVariable(), QString::fromStdString(session.address()));
+        env.insert("QT_QPA_PLATFORM", "offscreen");
+        return env;
+    }
+
+    void setLid(bool closed) const {
+        system.call(kLogindPath, "org.freedesktop.DBus.Properties", "Set",
+                    {kManager, "LidClosed", QVariant::fromValue(QDBusVariant(closed))});
+    }
+    void prepareForSleep(bool start) const {
+        system.emitSignal(kLogindPath, kManager, "PrepareForSleep", "b", {start});
+    }
+
+    test::ScratchDirectory scratch{"vitrek-night-record"};
+    test::DBusMock system{test::DBusMock::Role::system};
+    test::DBusMock session{test::DBusMock::Role::session};
+};
+
+TEST_F(NightRecordEndToEndTest, HeadlessRecordsALidClosedNightThatNightsThenTells) {
+    ASSERT_TRUE(system.startTemplate("logind"));
+    ASSERT_TRUE(session.startTemplate("gnome_screensaver"));
+    system.addProperty(kLogindPath, kManager, "LidClosed", false);
+    int offset = 0;
+    const std::string zone = zoneAtTwoInTheMorning(offset);
+    const fs::path data = scratch.path() / "data";
+    const fs::path root = scratch.path() / "root";
+    writeSource(root, "wakeup0", "rtc0", 3, 1000);
+    writeSource(root, "wakeup1", "PNP0C0D:00", 1, 500);
+
+    // An earlier Vitrek recorded the evening up to a minute ago, from 22:30 on, with the screen off.
+    fs::create_directories(data);
+    {
+        const auto now = std::chrono::system_clock::now();
+        const Instant start = Instant{now} - Seconds{4 * 3600};
+        // The machine booted an hour before that.
+        fs::create_directories(root / "proc");
+        std::ofstream(root / "proc/stat") << "cpu  1 0 1 1 0 0 0 0 0 0\nbtime "
+                                          << static_cast<long long>(unixSeconds(start)) - 3600 << "\n";
+        std::ofstream seeded(data / "power-seeded.tmp");
+        auto begun = powerRecord(start, PowerRecordKind::start);
+        begun.pid = 1;
+        begun.screenOn = false;
+        seeded << compactText(toJson(begun)) << "\n";
+        for (Instant t = start + Seconds{270}; t < Instant{now} - Seconds{60}; t += Seconds{270}) {
+            seeded << compactText(toJson(powerRecord(t, PowerRecordKind::alive))) << "\n";
+        }
+    }
+    // The seeded lines go into the day files the program itself would use; a single file of the current
+    // day name is enough for the reader, whatever day the lines fall on.
+    std::time_t nowSeconds = std::time(nullptr) + offset * 3600;
+    std::tm local{};
+    ::gmtime_r(&nowSeconds, &local);
+    char dayFile[32];
+    std::strftime(dayFile, sizeof dayFile, "power-%Y-%m-%d.jsonl", &local);
+    fs::rename(data / "power-seeded.tmp", data / dayFile);
+
+    // A backup blocks sleep while the machine is awake.
+    const auto held = system.call(kLogindPath, kManager, "Inhibit",
+                                  {"sleep", "backup-tool", "Backing up your files", "block"})
+                          .arguments()
+                          .value(0)
+                          .value<QDBusUnixFileDescriptor>();
+    ASSERT_TRUE(held.isValid());
+
+    // The screen saver has blanked the screen: only an awake machine with its screen off counts as kept up.
+    session.call(kSaverPath, kSaver, "SetActive", {true});
+
+    QProcess headless;
+    headless.setProcessEnvironment(environment(zone));
+    headless.start(VITREK_EXECUTABLE, {"--headless"});
+    ASSERT_TRUE(headless.waitForStarted(10'000));
+    ASSERT_TRUE(waitForLines(data, "start", 2)) << readAll(data);
+    ASSERT_TRUE(waitForLines(data, "inhibitors", 1)) << readAll(data);
+    QThread::sleep(21); // the backup keeps the machine up for more than 20 s
+
+    // The lid closes; an RTC alarm wakes the machine, which goes back to sleep; the lid opens.
+    setLid(true);
+    prepareForSleep(true);
+    ASSERT_TRUE(waitForLines(data, "sleep", 1)) << readAll(data);
+    writeSource(root, "wakeup0", "rtc0", 4, 2000);
+    prepareForSleep(false);
+    ASSERT_TRUE(waitForLines(data, "wake", 1)) << readAll(data);
+    QThread::sleep(1);
+    prepareForSleep(true);
+    ASSERT_TRUE(waitForLines(data, "sleep", 2)) << readAll(data);
+    writeSource(root, "wakeup1", "PNP0C0D:00", 2, 3000);
+    setLid(false);
+    prepareForSleep(false);
+    ASSERT_TRUE(waitForLines(data, "wake", 2)) << readAll(data);
+    session.call(kSaverPath, kSaver, "SetActive", {false});
+    QThread::sleep(2);
+    headless.terminate();
+    ASSERT_TRUE(headless.waitForFinished(10'000));
+
+    QProcess nights;
+    nights.setProcessEnvironment(environment(zone));
+    nights.start(VITREK_EXECUTABLE, {"nights", "--source", "vitrek", "--json"});
+    ASSERT_TRUE(nights.waitForFinished(30'000));
+    EXPECT_EQ(nights.exitCode(), 0) << nights.readAllStandardError().toStdString();
+    const auto document = nlohmann::json::parse(nights.readAllStandardOutput().toStdString(), nullptr, false);
+    ASSERT_FALSE(document.is_discarded());
+    EXPECT_EQ(document["source"], "vitrek");
+    ASSERT_FALSE(document["nights"].empty()) << document.dump();
+    const auto& night = document["nights"].back();
+    EXPECT_EQ(night["inProgress"], true);
+    EXPECT_EQ(night["counts"]["darkWake"], 1) << night.dump();
+    std::vector<std::string> labels;
+    for (const auto& event : night["events"]) {
+        labels.push_back(event["kind"].get<std::string>() + ": " + event["label"].get<std::string>());
+    }
+    EXPECT_EQ(labels.front(), "awakeAtStart: Awake, screen off") << night.dump();
+    EXPECT_NE(std::find(labels.begin(), labels.end(), "fellAsleep: Lid closed — went to sleep"), labels.end())
+        << night.dump();
+    EXPECT_NE(std::find(labels.begin(), labels.end(), "darkWake: Scheduled timer"), labels.end()) << night.dump();
+    EXPECT_EQ(labels.back(), "screenOn: Screen lit up briefly") << night.dump();
+    ASSERT_EQ(night["keptAwake"].size(), 1u) << night.dump();
+    EXPECT_EQ(night["keptAwake"][0]["process"], "backup-tool");
+    EXPECT_EQ(night["keptAwake"][0]["detail"], "Backing up your files");
+    EXPECT_EQ(night["events"][0]["culprit"], "backup-tool") << night.dump();
+    // The lid that ended the night is the wake's cause.
+    const std::string record = readAll(data);
+    EXPECT_NE(record.find("\"source\":\"PNP0C0D:00\""), std::string::npos) << record;
+    EXPECT_EQ(count(record, "\"kind\":\"boot\""), 1u) << record;
+}
+
+TEST_F(NightRecordEndToEndTest, WithoutLogindHeadlessSaysSoOnceAndKeepsCheckingUp) {
+    ASSERT_TRUE(system.isRunning()); // a bus on which nothing answers for logind
+    QProcess headless;
+    headless.setProcessEnvironment(environment("Etc/GMT"));
+    headless.start(VITREK_EXECUTABLE, {"--headless"});
+    ASSERT_TRUE(headless.waitForStarted(10'000));
+    QThread::sleep(3);
+    headless.terminate();
+    ASSERT_TRUE(headless.waitForFinished(10'000));
+    const std::string err = headless.readAllStandardError().toStdString();
+    EXPECT_EQ(count(err, "cannot keep its own record of the nights"), 1u) << err;
+    EXPECT_TRUE(fs::exists(scratch.path() / "data" / "history.json"));
+    EXPECT_EQ(readAll(scratch.path() / "data"), "");
+}
+
+} // namespace
+} // namespace vitrek
