@@ -197,6 +197,35 @@ std::optional<std::string> dayFileKey(std::string_view name, std::string_view pr
     return std::string(key);
 }
 
+// The day keys of the last `days` calendar days, today included; a negative count keeps nothing, like 0.
+std::set<std::string, std::less<>> lastDays(int days, Instant now, const Calendar& calendar) {
+    std::set<std::string, std::less<>> kept;
+    for (int i = 0; i < days; ++i) {
+        if (const auto day = calendar.addingDays(now, -i)) {
+            kept.insert(History::dayID(*day, calendar));
+        }
+    }
+    return kept;
+}
+
+// Removes the entries of `folder` that `doomed` picks. It lists first and deletes afterwards; a folder that
+// cannot be listed completely is left alone.
+template <typename Doomed> void removeWhere(const fs::path& folder, Doomed doomed) {
+    std::vector<fs::path> picked;
+    std::error_code error;
+    for (fs::directory_iterator it(folder, error), end; !error && it != end; it.increment(error)) {
+        if (doomed(*it)) {
+            picked.push_back(it->path());
+        }
+    }
+    if (error) {
+        return;
+    }
+    for (const auto& path : picked) {
+        fs::remove(path, error);
+    }
+}
+
 // A JSON number exactly as the grammar allows it: -?(0|[1-9][0-9]*)(.[0-9]+)?([eE][+-]?[0-9]+)?
 bool isJsonNumber(std::string_view text) {
     std::size_t at = 0;
@@ -312,32 +341,13 @@ std::vector<Sample> VitrekFiles::samples(Instant date, const Calendar& calendar)
 }
 
 void VitrekFiles::pruneSamples(int keepingDays, Instant now, const Calendar& calendar) const {
-    // A negative count keeps nothing, like 0.
-    std::set<std::string, std::less<>> kept;
-    for (int i = 0; i < keepingDays; ++i) {
-        if (const auto day = calendar.addingDays(now, -i)) {
-            kept.insert(History::dayID(*day, calendar));
-        }
-    }
-    // List first and delete afterwards; a folder that cannot be listed completely is left alone.
-    std::vector<fs::path> doomed;
-    std::error_code error;
-    for (fs::directory_iterator it(m_dir, error), end; !error && it != end; it.increment(error)) {
-        const std::string name = it->path().filename().string();
-        if (!name.starts_with(kSamplesPrefix)) {
-            continue;
-        }
-        if (!kept.contains(std::string_view(name).substr(kSamplesPrefix.size(), kDayKeyLength))) {
-            doomed.push_back(it->path());
-        }
-    }
-    if (error) {
-        return;
-    }
-    for (const auto& path : doomed) {
-        // Not recursive: a folder that happens to carry the prefix is only removed when empty.
-        fs::remove(path, error);
-    }
+    const auto kept = lastDays(keepingDays, now, calendar);
+    // Not recursive: a folder that happens to carry the prefix is only removed when empty.
+    removeWhere(m_dir, [&](const fs::directory_entry& entry) {
+        const std::string name = entry.path().filename().string();
+        return name.starts_with(kSamplesPrefix) &&
+               !kept.contains(std::string_view(name).substr(kSamplesPrefix.size(), kDayKeyLength));
+    });
 }
 
 void VitrekFiles::appendPowerRecord(const PowerRecord& record, const Calendar& calendar) const {
@@ -381,27 +391,12 @@ std::vector<PowerRecord> VitrekFiles::powerRecords() const {
 }
 
 void VitrekFiles::prunePowerRecords(int keepingDays, Instant now, const Calendar& calendar) const {
-    std::set<std::string, std::less<>> kept;
-    for (int i = 0; i < keepingDays; ++i) {
-        if (const auto day = calendar.addingDays(now, -i)) {
-            kept.insert(History::dayID(*day, calendar));
-        }
-    }
-    std::vector<fs::path> doomed;
-    std::error_code error;
-    for (fs::directory_iterator it(m_dir, error), end; !error && it != end; it.increment(error)) {
-        const auto key = dayFileKey(it->path().filename().string(), kPowerPrefix);
-        std::error_code kindError;
-        if (key && !kept.contains(*key) && it->symlink_status(kindError).type() == fs::file_type::regular) {
-            doomed.push_back(it->path());
-        }
-    }
-    if (error) {
-        return;
-    }
-    for (const auto& path : doomed) {
-        fs::remove(path, error);
-    }
+    const auto kept = lastDays(keepingDays, now, calendar);
+    removeWhere(m_dir, [&](const fs::directory_entry& entry) {
+        const auto key = dayFileKey(entry.path().filename().string(), kPowerPrefix);
+        std::error_code error;
+        return key && !kept.contains(*key) && entry.symlink_status(error).type() == fs::file_type::regular;
+    });
 }
 
 History VitrekFiles::loadHistory() const {

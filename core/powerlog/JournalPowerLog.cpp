@@ -507,13 +507,6 @@ private:
     bool m_lidClosed = false;
 };
 
-template <typename T, typename Date> void sortByDate(std::vector<T>& list, Date date) {
-    const auto earlier = [&](const T& a, const T& b) { return date(a) < date(b); };
-    if (!std::is_sorted(list.begin(), list.end(), earlier)) {
-        std::stable_sort(list.begin(), list.end(), earlier);
-    }
-}
-
 } // namespace
 
 PowerLog fromRecords(const JournalRecords& records) {
@@ -535,9 +528,7 @@ PowerLog fromRecords(const JournalRecords& records) {
         mapper.add(*record);
     }
     mapper.finish();
-    sortByDate(log.events, [](const PowerEvent& e) { return e.date; });
-    sortByDate(log.display, [](const DisplayChange& d) { return d.date; });
-    sortByDate(log.releases, [](const AssertionRelease& r) { return r.end; });
+    sortByDates(log);
     return log;
 }
 

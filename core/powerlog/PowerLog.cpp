@@ -1,5 +1,7 @@
 #include "powerlog/PowerLog.h"
 
+#include <algorithm>
+
 namespace vitrek {
 
 namespace {
@@ -10,7 +12,21 @@ constexpr std::array<std::string_view, 4> kStateLabels{"Asleep", "Dark wake", "A
 constexpr std::array<std::string_view, 6> kKindRawValues{"sleep", "enterDark",  "darkWake",
                                                          "wake",  "darkToFull", "boot"};
 
+template <typename T> void sortByDate(std::vector<T>& items, Instant T::*date) {
+    const auto earlier = [date](const T& a, const T& b) { return a.*date < b.*date; };
+    if (!std::is_sorted(items.begin(), items.end(), earlier)) {
+        std::stable_sort(items.begin(), items.end(), earlier);
+    }
+}
+
 } // namespace
+
+void sortByDates(PowerLog& log) {
+    sortByDate(log.events, &PowerEvent::date);
+    sortByDate(log.display, &DisplayChange::date);
+    sortByDate(log.requests, &WakeRequest::logged);
+    sortByDate(log.releases, &AssertionRelease::end);
+}
 
 std::string_view rawValue(PowerState state) { return kStateRawValues.at(static_cast<std::size_t>(state)); }
 

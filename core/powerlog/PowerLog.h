@@ -87,4 +87,8 @@ struct PowerLog {
     bool operator==(const PowerLog&) const = default;
 };
 
+// Sorts each list of the log stably by its first date field, as the night builder needs them; a list
+// already in order (the usual case) is left as it is.
+void sortByDates(PowerLog& log);
+
 } // namespace vitrek

@@ -242,14 +242,6 @@ void convertLine(std::string_view line, Candidate::Kind kind, PowerLog& log) {
     }
 }
 
-// Stable, and skipped when the log was already in order (the usual case).
-template <typename T> void sortByDate(std::vector<T>& items, Instant T::*date) {
-    const auto earlier = [date](const T& a, const T& b) { return a.*date < b.*date; };
-    if (!std::is_sorted(items.begin(), items.end(), earlier)) {
-        std::stable_sort(items.begin(), items.end(), earlier);
-    }
-}
-
 // ---- Wake requests
 
 // The value of `key=` ("process=") in an entry: quoted up to the next quote, else up to the next blank.
@@ -328,10 +320,7 @@ PowerLog parse(std::string_view text) {
         convertLine(text.substr(candidate.offset, candidate.length), candidate.kind, log);
     }
 
-    sortByDate(log.events, &PowerEvent::date);
-    sortByDate(log.display, &DisplayChange::date);
-    sortByDate(log.requests, &WakeRequest::logged);
-    sortByDate(log.releases, &AssertionRelease::end);
+    sortByDates(log);
     return log;
 }
 

@@ -300,10 +300,6 @@ private:
     bool m_screenKnown = false;
 };
 
-template <typename T, typename Date> void sortByDate(std::vector<T>& list, Date date) {
-    std::stable_sort(list.begin(), list.end(), [&](const T& a, const T& b) { return date(a) < date(b); });
-}
-
 } // namespace
 
 Recorded fromRecords(std::span<const PowerRecord> records, Instant now) {
@@ -320,9 +316,7 @@ Recorded fromRecords(std::span<const PowerRecord> records, Instant now) {
         mapper.add(*record);
     }
     mapper.finish();
-    sortByDate(recorded.log.events, [](const PowerEvent& e) { return e.date; });
-    sortByDate(recorded.log.display, [](const DisplayChange& d) { return d.date; });
-    sortByDate(recorded.log.releases, [](const AssertionRelease& r) { return r.end; });
+    sortByDates(recorded.log);
     return recorded;
 }
 
