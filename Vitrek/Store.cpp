@@ -24,6 +24,8 @@ namespace {
 constexpr int kKeptDays = 400;
 constexpr int kKeptSampleDays = 3;
 
+constexpr NightWindow kNightWindow{23, 7};
+
 // Fills the functions a caller left empty with neutral values, so a partial environment never reaches
 // the running machine by accident.
 StoreEnvironment completed(StoreEnvironment environment) {
@@ -131,10 +133,15 @@ void Store::tick(Instant now) {
     if (m_recorder) {
         m_recorder->checkUp(now);
     }
-    if (m_nightAt && secondsBetween(*m_nightAt, now) > m_env.nightReloadAfter) {
+    if (m_nightAt && (secondsBetween(*m_nightAt, now) > m_env.nightReloadAfter || nightEndedSince(*m_nightAt, now))) {
         loadNight();
     }
     apply(m_env.reader->read(now), m_env.files.samples(now, calendar), m_night, true);
+}
+
+bool Store::nightEndedSince(Instant loaded, Instant now) const {
+    const auto bounds = kNightWindow.bounds(now, m_env.calendar());
+    return bounds && loaded < bounds->second && bounds->second <= now;
 }
 
 void Store::apply(const Reading& reading, std::vector<Sample> samples, std::optional<Night> night,
@@ -191,7 +198,7 @@ void Store::loadNight() {
     m_nightAt = now;
     auto load = [loadPowerLog = m_env.loadPowerLog, now, calendar] {
         auto system = loadPowerLog();
-        auto night = lastNight(NightSource::build(system, NightWindow{23, 7}, now, calendar));
+        auto night = lastNight(NightSource::build(system, kNightWindow, now, calendar));
         return NightLoad{std::move(night), std::move(system.problem), system.source,
                          NightSource::recordedSince(system)};
     };

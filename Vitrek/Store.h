@@ -101,7 +101,7 @@ public:
     // period). Call once.
     void start();
     // One scheduled check-up at `now`: records a sample of the load since the previous one, reloads the
-    // night when it is old, reads the machine and applies.
+    // night when it is old or has just ended, reads the machine and applies.
     void tick(Instant now);
     // Publishes every figure for one reading, today's samples and a night; with `record`, also records
     // today's Day and saves the History. Needs no event loop.
@@ -153,6 +153,9 @@ private:
         std::optional<Instant> recordedSince;
     };
     void finishNightLoad(NightLoad loaded);
+    // Whether this morning's night window closed after `loaded` and by `now`: the night is then finished and
+    // worth loading at once rather than within the hour.
+    bool nightEndedSince(Instant loaded, Instant now) const;
 
     StoreEnvironment m_env;
 

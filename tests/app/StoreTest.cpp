@@ -123,9 +123,20 @@ TEST_F(StoreTest, StartPublishesTodaysStoredSamplesAndTheFirstTickCoversTheTimeS
     EXPECT_EQ(store.history().days[0].strain, store.strain());
 }
 
-TEST_F(StoreTest, ATickReloadsTheNightOnlyMoreThanAnHourAfterTheLastLoadStarted) {
-    for (const auto& [after, reloads] : {std::pair{3600s, false}, std::pair{3601s, true}}) {
-        clock = test::at("2024-03-05T12:00:00+01:00");
+TEST_F(StoreTest, ATickReloadsTheNightMoreThanAnHourAfterTheLastLoadOrOnceTheNightHasEnded) {
+    const struct {
+        const char* loaded;
+        std::chrono::seconds after;
+        bool reloads;
+    } cases[] = {
+        {"2024-03-05T12:00:00+01:00", 3600s, false},
+        {"2024-03-05T12:00:00+01:00", 3601s, true},
+        // The night ends at 07:00: the first check-up after it shows it, not one an hour later.
+        {"2024-03-05T06:50:00+01:00", 600s, true},
+        {"2024-03-05T06:00:00+01:00", 3000s, false},
+    };
+    for (const auto& [loaded, after, reloads] : cases) {
+        clock = test::at(loaded);
         Store store{environment()};
         store.tick(clock);
         EXPECT_TRUE(store.loadingNight()) << "no load has started, so a tick never reloads";
@@ -133,7 +144,7 @@ TEST_F(StoreTest, ATickReloadsTheNightOnlyMoreThanAnHourAfterTheLastLoadStarted)
         ASSERT_TRUE(runUntil([&] { return !store.loadingNight(); }));
         clock += after;
         store.tick(clock);
-        EXPECT_EQ(store.loadingNight(), reloads) << after.count();
+        EXPECT_EQ(store.loadingNight(), reloads) << loaded << " + " << after.count();
         ASSERT_TRUE(runUntil([&] { return !store.loadingNight(); }));
     }
 }
