@@ -83,7 +83,7 @@ std::vector<Check> checks(const Store& store, const QString& dir) {
 
     const auto& age = store.age();
     add(age && age->vitrekYears() < age->realYears,
-        "the demo Mac's Vitrek Age is younger than it is (" + (age ? plain(age->vitrekYears()) : std::string("none")) +
+        "the demo computer's Vitrek Age is younger than it is (" + (age ? plain(age->vitrekYears()) : std::string("none")) +
             ")");
 
     const auto& vitals = store.vitals();

@@ -126,7 +126,7 @@ std::string nightSourceLine(const NightStatus& status, Instant now, const Calend
 
 Dial recoveryDial(bool hasReading, int recovery) {
     if (!hasReading) {
-        return Dial{std::nullopt, kMissing, Theme::Role::ink3, "Recovery", kReadingMac};
+        return Dial{std::nullopt, kMissing, Theme::Role::ink3, "Recovery", kReadingComputer};
     }
     return Dial{recovery / 100.0, std::to_string(recovery) + "%", Theme::color(Theme::recoveryBand(recovery)),
                 "Recovery", recoveryWord(recovery)};
@@ -152,7 +152,7 @@ Dial restDial(const NightStatus& status, const std::optional<Night>& night) {
 
 std::string modelName(const std::optional<Reading>& reading) {
     if (!reading || reading->model.empty()) {
-        return "Your Mac";
+        return "Your computer";
     }
     return reading->model;
 }
@@ -179,7 +179,7 @@ std::string shareHelp(const std::string& shortcut) {
     return withShortcut("Share today's card as an image", shortcut);
 }
 
-std::string refreshHelp(const std::string& shortcut) { return withShortcut("Read your Mac again", shortcut); }
+std::string refreshHelp(const std::string& shortcut) { return withShortcut("Read your computer again", shortcut); }
 
 std::optional<int> bannerMilestone(int streak, int seenMilestone) {
     const auto reached = Milestone::reached(streak);
@@ -190,7 +190,7 @@ std::optional<int> bannerMilestone(int streak, int seenMilestone) {
 }
 
 std::string milestoneDetail(int streak) {
-    std::string detail = "Vitrek has checked your Mac " + std::to_string(streak) + " days in a row.";
+    std::string detail = "Vitrek has checked your computer " + std::to_string(streak) + " days in a row.";
     const auto next = Milestone::next(streak);
     if (!next) {
         return detail;
@@ -280,7 +280,7 @@ std::string averageRecovery(std::span<const Day> days) {
     return std::to_string(sum / static_cast<long long>(days.size())) + "%";
 }
 
-std::string tipText(const std::string& tip) { return tip.empty() ? kReadingMac : tip; }
+std::string tipText(const std::string& tip) { return tip.empty() ? kReadingComputer : tip; }
 
 std::string realLine(const MacAge& age, const Calendar& calendar) {
     const std::string years = VFmt::age(age.realYears);
@@ -407,21 +407,21 @@ std::string trayToolTip(int recovery) { return "Vitrek · Recovery " + std::to_s
 
 const std::array<GlossaryEntry, 5> kGlossary{{
     {"Recovery",
-     "How ready your Mac is today, 0–100%. A weighted mix of battery health (20), free storage (25), memory "
+     "How ready your computer is today, 0–100%. A weighted mix of battery health (20), free storage (25), memory "
      "pressure (20), temperature (15), days since a restart (10) and last night's rest (10). 67% and up is "
      "green, 34–66% amber."},
     {"Strain",
-     "How hard your Mac worked today, 0–21. It adds up processor load minute by minute, with extra for time "
+     "How hard your computer worked today, 0–21. It adds up processor load minute by minute, with extra for time "
      "spent warm or hot, and gets harder to push near the top. Measured while Vitrek runs."},
     {"Rest",
-     "How well your Mac slept last night, from the power log macOS keeps: wake-ups, time spent awake and "
+     "How well your computer slept last night, from the system's own records of sleep and wake: wake-ups, time spent awake and "
      "battery lost."},
     {"Vitrek Age",
-     "Your Mac's real age (since you got it, or since macOS was first set up), plus or minus time for how "
+     "Your computer's real age (since you got it, or since the system was first set up), plus or minus time for how "
      "it's been treated: battery health against what's usual for its age, charge cycles a year, how full the "
-     "disk is, average recovery and strain, and restarts. Vitrek's own estimate, not an Apple figure."},
+     "disk is, average recovery and strain, and restarts. Vitrek's own estimate, not a maker's figure."},
     {"Privacy",
-     "Vitrek only reads the numbers macOS gives every app, and nothing leaves your Mac except the check for "
+     "Vitrek only reads the numbers Linux gives every app, and nothing leaves your computer except the check for "
      "updates."},
 }};
 

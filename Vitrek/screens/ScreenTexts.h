@@ -28,17 +28,17 @@ namespace Texts {
 
 // Placeholders and fixed lines.
 inline constexpr const char* kMissing = "–"; // a missing dial or card value
-inline constexpr const char* kReadingMac = "Reading your Mac…";
+inline constexpr const char* kReadingComputer = "Reading your computer…";
 inline constexpr const char* kRecoveryHelp =
-    "How ready your Mac is today: battery health, free storage, memory, temperature, time since a restart "
+    "How ready your computer is today: battery health, free storage, memory, temperature, time since a restart "
     "and last night's rest.";
 inline constexpr const char* kStrainHelp =
-    "How hard your Mac worked today, 0–21: processor load over time, with extra for running warm. Vitrek "
-    "measures it once a minute while it's open or in the menu bar, so turn on Open at login in Settings to "
+    "How hard your computer worked today, 0–21: processor load over time, with extra for running warm. Vitrek "
+    "measures it once a minute while it's open or in the tray, so turn on Open at login in Settings to "
     "count the whole day.";
 inline constexpr const char* kRestHelp =
-    "How well your Mac slept last night: wake-ups, time spent awake and battery lost, read from the power log "
-    "macOS keeps.";
+    "How well your computer slept last night: wake-ups, time spent awake and battery lost, read from the system's own "
+    "records of sleep and wake.";
 
 // One dial with its label and sub-line. `fraction` is absent when the dial has no value.
 struct Dial {
@@ -82,7 +82,7 @@ Dial strainDial(std::optional<double> strain, std::optional<Instant> measuredSin
                 std::optional<Instant> readingDate, double heavy, const Calendar& calendar);
 Dial restDial(const NightStatus& status, const std::optional<Night>& night);
 
-// Header: the model name ("Your Mac" before the first reading) and today's long date.
+// Header: the model name ("Your computer" before the first reading) and today's long date.
 std::string modelName(const std::optional<Reading>& reading);
 std::string headerDate(Instant today, const Calendar& calendar);
 // The streak badge is shown from 2 days on; its help is "15 days in a row".
@@ -94,13 +94,13 @@ enum class Tab { today, health };
 std::string tabLabel(Tab tab);
 std::string tabHelp(Tab tab, const std::string& shortcut);
 // Toolbar help with the shortcut's native text: "Share today's card as an image (Ctrl+Shift+S)",
-// "Read your Mac again (Ctrl+R)".
+// "Read your computer again (Ctrl+R)".
 std::string shareHelp(const std::string& shortcut);
 std::string refreshHelp(const std::string& shortcut);
 
 // The milestone the banner shows: the one the streak has reached unless it is the one last dismissed.
 std::optional<int> bannerMilestone(int streak, int seenMilestone);
-// "Vitrek has checked your Mac 15 days in a row. Next: 1 month in 15 days."
+// "Vitrek has checked your computer 15 days in a row. Next: 1 month in 15 days."
 std::string milestoneDetail(int streak);
 inline constexpr const char* kMilestoneKicker = "Milestone";
 inline constexpr const char* kMilestoneCloseHelp = "Hide this milestone";
@@ -157,15 +157,15 @@ double barHeight(int recovery);
 // The integer average recovery of the days followed by "%"; "–" for none.
 std::string averageRecovery(std::span<const Day> days);
 
-// The tip card's text: the tip, or "Reading your Mac…" while it is empty.
+// The tip card's text: the tip, or "Reading your computer…" while it is empty.
 std::string tipText(const std::string& tip);
 
 // Health tab: the orb.
 inline constexpr const char* kOrbKicker = "VITREK AGE";
 inline constexpr const char* kOrbHelp =
-    "Vitrek's own estimate: your Mac's real age, plus or minus time for how it's been treated. Set the date "
+    "Vitrek's own estimate: your computer's real age, plus or minus time for how it's been treated. Set the date "
     "you got it in Settings.";
-inline constexpr const char* kOrbNoAge = "Set the date you got this Mac in Settings to see its Vitrek Age.";
+inline constexpr const char* kOrbNoAge = "Set the date you got this computer in Settings to see its Vitrek Age.";
 // "Real age 3.4 years, since you got it on 4 Mar 2024", "Real age 2 years, set up 4 Mar 2024",
 // "Real age about 3 years, from its model year".
 std::string realLine(const MacAge& age, const Calendar& calendar);
@@ -181,7 +181,7 @@ std::string orbAccessibleName(std::optional<double> years, std::optional<double>
 // Pace card.
 inline constexpr const char* kPaceKicker = "Pace of ageing";
 inline constexpr const char* kPaceCaption =
-    "1× is the usual pace for a Mac that's used normally. Below 1×, it's ageing more slowly than the calendar.";
+    "1× is the usual pace for a computer that's used normally. Below 1×, it's ageing more slowly than the calendar.";
 // "No change vs last week", "2 months younger than last week"; absent without an age or last week's gap.
 std::optional<std::string> weekLine(const std::optional<MacAge>& age, std::optional<double> lastWeekGap);
 // "1.2×" or "–".
@@ -215,7 +215,7 @@ std::string outOfRangeLine(const std::vector<Vital>& vitals);
 inline constexpr const char* kStressKicker = "Stress Monitor";
 inline constexpr const char* kStressHelp =
     "High stress is time the processor was more than half busy. Vitrek measures it once a minute while it's "
-    "open or in the menu bar.";
+    "open or in the tray.";
 inline constexpr const char* kStressToday = "Today's high stress";
 inline constexpr const char* kStressHours = "hrs";
 struct StressComparison {
@@ -230,8 +230,8 @@ std::optional<StressComparison> stressComparison(double heavy, const std::option
 std::optional<std::string> stressNowLine(std::optional<double> stressNow);
 
 inline constexpr const char* kHealthFootnote =
-    "Vitrek Age, the Health Monitor and the Stress Monitor are Vitrek's own estimates from what macOS tells any "
-    "app. They aren't Apple diagnostics and can't find a fault inside your Mac.";
+    "Vitrek Age, the Health Monitor and the Stress Monitor are Vitrek's own estimates from what Linux tells any "
+    "app. They aren't the maker's diagnostics and can't find a fault inside your computer.";
 
 // The tray icon's tool tip: "Vitrek · Recovery 72%".
 std::string trayToolTip(int recovery);
@@ -244,16 +244,16 @@ inline constexpr const char* kSettingsMenu = "Settings…";
 inline constexpr const char* kGeneralTab = "General";
 inline constexpr const char* kUpdatesTab = "Updates";
 inline constexpr const char* kHowItWorksTab = "How It Works";
-inline constexpr const char* kShowInMenuBar = "Show Vitrek in the menu bar";
+inline constexpr const char* kShowInMenuBar = "Show Vitrek in the tray";
 inline constexpr const char* kOpenAtLogin = "Open Vitrek when you log in";
 inline constexpr const char* kOpenAtLoginCaption =
-    "Strain is measured while Vitrek is open or in the menu bar, once a minute. Opening it at login gives a "
+    "Strain is measured while Vitrek is open or in the tray, once a minute. Opening it at login gives a "
     "full day.";
 inline constexpr const char* kAgeSection = "Vitrek Age";
-inline constexpr const char* kSetBought = "Set the date I got this Mac";
+inline constexpr const char* kSetBought = "Set the date I got this computer";
 inline constexpr const char* kGotItOn = "Got it on";
 inline constexpr const char* kSetBoughtCaption =
-    "Otherwise Vitrek uses the day macOS was first set up on this Mac, which a clean reinstall resets.";
+    "Otherwise Vitrek uses the day the system was first set up on this computer, which a clean reinstall resets.";
 
 // The long definitions of the figures, shown under "How It Works", then the privacy note.
 struct GlossaryEntry {

@@ -6,7 +6,7 @@ namespace vitrek {
 
 class Store;
 
-// The Settings window, 520 × 400: General (menu bar, login, purchase date), Updates (the kit's section)
+// The Settings window, 520 × 400: General (tray, login, purchase date), Updates (the kit's section)
 // and How It Works. Built anew each time it opens, so the login switch shows the real entry.
 class SettingsWindow : public QWidget {
     Q_OBJECT

@@ -296,7 +296,7 @@ void TodayTab::refreshFactors() {
         return made;
     };
     if (factors.empty()) {
-        auto* placeholder = label(Fonts::body(), Theme::Role::ink2, Texts::kReadingMac);
+        auto* placeholder = label(Fonts::body(), Theme::Role::ink2, Texts::kReadingComputer);
         placeholder->setContentsMargins(0, 12, 0, 12);
         p.factorRows->addWidget(placeholder);
         return;

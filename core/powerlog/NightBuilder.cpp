@@ -177,10 +177,10 @@ std::vector<NightEvent> timeline(std::span<const Segment> segments, const PowerL
             const auto wakeReason = reason();
             if (k == 0) {
                 event.kind = NightEvent::Kind::awakeAtStart;
-                event.label = "You were still using your Mac";
+                event.label = "You were still using your computer";
             } else {
                 event.kind = NightEvent::Kind::screenOn;
-                event.label = segment.seconds() >= kLongAwake ? "You used your Mac" : "Screen lit up briefly";
+                event.label = segment.seconds() >= kLongAwake ? "You used your computer" : "Screen lit up briefly";
             }
             event.symbol = wakeReason ? wakeReason->symbol : "display";
             if (event.raw.empty()) {

@@ -150,7 +150,7 @@ WakeReason WakeReason::classify(std::string_view cause, PowerEventKind kind) {
         return {"Temperature check", "thermometer.medium", false};
     }
     if (kind == PowerEventKind::boot) {
-        return {"Mac started up", "power", true};
+        return {"Computer started up", "power", true};
     }
     if (const auto text = Ascii::trimmed(cause); !text.empty()) {
         return {"Other (" + std::string(prefixOfCharacters(text, 24)) + ")", "questionmark", false};

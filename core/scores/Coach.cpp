@@ -21,7 +21,7 @@ std::string tipFor(const Factor& factor, const Reading& reading, std::optional<i
     switch (factor.kind) {
     case Factor::Kind::battery:
         return "Battery health is " + factor.value +
-               ". Keep Optimized Battery Charging on in Battery settings to slow the wear.";
+               ". Set a charge limit of about 80% in your power settings to slow the wear.";
     case Factor::Kind::storage: {
         const auto freePercent =
             reading.totalBytes < 1 ? 100
@@ -34,17 +34,17 @@ std::string tipFor(const Factor& factor, const Reading& reading, std::optional<i
     case Factor::Kind::memory:
         return "Memory is tight. Quit apps you're not using, especially browsers with many tabs.";
     case Factor::Kind::heat:
-        return "Your Mac is running " + lowercased(title(reading.heat)) +
+        return "Your computer is running " + lowercased(title(reading.heat)) +
                ". Give it some air, or check which app is keeping it busy.";
     case Factor::Kind::uptime:
         return "Restart tonight. It's been " + VFmt::uptime(reading.uptime()) +
                ", and a fresh start clears memory and pending updates.";
     case Factor::Kind::rest:
         if (!wakes || *wakes < 1) {
-            return "Your Mac didn't rest well last night. Close the lid or let it sleep when you're done.";
+            return "Your computer didn't rest well last night. Close the lid or let it sleep when you're done.";
         }
-        return "Your Mac woke " + std::to_string(*wakes) +
-               " times last night. Turn off Wake for network access if you don't need it.";
+        return "Your computer woke " + std::to_string(*wakes) + (*wakes == 1 ? " time" : " times") +
+               " last night. Turn off wake-up by USB devices and Wake-on-LAN if you don't need them.";
     }
     return {};
 }
@@ -66,7 +66,7 @@ std::string tip(const std::vector<Factor>& factors, int /*recovery*/, const Read
         }
     }
     if (costliest == nullptr) {
-        return "Everything looks good. Your Mac is ready for a heavy day.";
+        return "Everything looks good. Your computer is ready for a heavy day.";
     }
     return tipFor(*costliest, reading, wakes);
 }

@@ -114,7 +114,7 @@ TEST(NightsCommandTest, TellsTheStoryToAPerson) {
                           "  Asleep 7 h 49 m, dark wake 1 m, awake 0 s, screen on 10 m\n"
                           "  23:00  Already asleep, 2 h\n"
                           "  01:00  Maintenance / Power Nap, 1 m — scheduled by dasd · com.example.refresh\n"
-                          "  06:50  You used your Mac, 10 m — woken by You opened the lid\n");
+                          "  06:50  You used your computer, 10 m — woken by You opened the lid\n");
 }
 
 TEST(NightsCommandTest, AnEmptyOrUnrelatedLogHasNoNights) {

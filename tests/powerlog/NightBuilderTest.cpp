@@ -140,7 +140,7 @@ TEST(NightBuilderTest, AwakeSpellsAreToldByTheirLengthAndASleepAfterALongOneIsTo
         {t("02:00:00"), Kind::stayedAwake, "Stayed awake with the screen off", "Woken by: You were back"},
         {t("03:00:00"), Kind::stayedAwake, "Stayed awake with the screen off", "Woken by: You were back"},
         {t("03:05:00"), Kind::fellAsleep, "Fell asleep after sitting idle", std::nullopt},
-        {t("04:00:00"), Kind::screenOn, "You used your Mac", "Woken by: You opened the lid"},
+        {t("04:00:00"), Kind::screenOn, "You used your computer", "Woken by: You opened the lid"},
         {t("04:06:00"), Kind::fellAsleep, "Lid closed — went to sleep", std::nullopt},
         {t("05:00:01"), Kind::screenOn, "Screen lit up briefly", "Woken by: Power button pressed"},
         {t("05:02:00"), Kind::fellAsleep, "Power button — went to sleep", std::nullopt},
@@ -232,7 +232,7 @@ TEST(NightBuilderTest, NightsAreBuiltOnlyOnceLongEnoughAndWhileTheMachineWasOn) 
             EXPECT_EQ(nights[0].id, "2024-03-05");
             EXPECT_TRUE(nights[0].inProgress);
             EXPECT_EQ(nights[0].end, test::at(now));
-            EXPECT_EQ(nights[0].events.front().label, "You were still using your Mac");
+            EXPECT_EQ(nights[0].events.front().label, "You were still using your computer");
         }
     }
 }

@@ -122,11 +122,11 @@ TEST(RecordedPowerLogTest, TellsALidClosedNightWithItsDarkWakeCausesAndCulprit) 
                         (event.culprit ? " [" + *event.culprit + "]" : ""));
     }
     EXPECT_EQ(story, (std::vector<std::string>{
-                         "awakeAtStart: You were still using your Mac",
+                         "awakeAtStart: You were still using your computer",
                          "stayedAwake: Stayed awake with the screen off [backup-tool]",
                          "fellAsleep: Lid closed — went to sleep",
                          "darkWake: Scheduled timer",
-                         "screenOn: You used your Mac",
+                         "screenOn: You used your computer",
                      }));
 }
 

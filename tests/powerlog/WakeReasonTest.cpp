@@ -22,7 +22,7 @@ const WakeReason kTimer{"Scheduled timer", "timer", false};
 const WakeReason kUsb{"USB device", "cable.connector", false};
 const WakeReason kBluetooth{"Bluetooth device", "dot.radiowaves.left.and.right", false};
 const WakeReason kThermal{"Temperature check", "thermometer.medium", false};
-const WakeReason kStartUp{"Mac started up", "power", true};
+const WakeReason kStartUp{"Computer started up", "power", true};
 const WakeReason kUnknown{"Unknown reason", "questionmark", false};
 
 WakeReason other(const std::string& shown) {

@@ -19,21 +19,27 @@ const auto f = [](auto kind, double s = 0.3, double w = 10) { return Factor{kind
 
 // Each tip once, for a lone factor and last night's wakes.
 const std::tuple<Factor, std::optional<int>, const char*> kTips[] = {
-    {f(storage, 0.85, 25), {}, "Everything looks good. Your Mac is ready for a heavy day."},
+    {f(storage, 0.85, 25), {}, "Everything looks good. Your computer is ready for a heavy day."},
     {f(battery),
      {},
-     "Battery health is 78%. Keep Optimized Battery Charging on in Battery settings to slow the wear."},
+     "Battery health is 78%. Set a charge limit of about 80% in your power settings to slow the wear."},
     {f(storage),
      {},
      "Only 13% of your disk is free, which slows updates and builds. Caches and old downloads are the easy "
      "wins."},
     {f(memory), {}, "Memory is tight. Quit apps you're not using, especially browsers with many tabs."},
-    {f(heat), {}, "Your Mac is running very hot. Give it some air, or check which app is keeping it busy."},
+    {f(heat), {}, "Your computer is running very hot. Give it some air, or check which app is keeping it busy."},
     {f(uptime), {}, "Restart tonight. It's been 1 day, and a fresh start clears memory and pending updates."},
-    {f(rest), {}, "Your Mac didn't rest well last night. Close the lid or let it sleep when you're done."},
-    {f(rest), 0, "Your Mac didn't rest well last night. Close the lid or let it sleep when you're done."},
-    {f(rest), 1, "Your Mac woke 1 times last night. Turn off Wake for network access if you don't need it."},
-    {f(rest), 4, "Your Mac woke 4 times last night. Turn off Wake for network access if you don't need it."}};
+    {f(rest), {}, "Your computer didn't rest well last night. Close the lid or let it sleep when you're done."},
+    {f(rest), 0, "Your computer didn't rest well last night. Close the lid or let it sleep when you're done."},
+    {f(rest),
+     1,
+     "Your computer woke 1 time last night. Turn off wake-up by USB devices and Wake-on-LAN if you don't need "
+     "them."},
+    {f(rest),
+     4,
+     "Your computer woke 4 times last night. Turn off wake-up by USB devices and Wake-on-LAN if you don't need "
+     "them."}};
 
 TEST(CoachTest, TipsAimAtTheCostliestWeakFactorAndQuoteItsValueTheReadingAndTheWakes) {
     for (const auto& [factor, wakes, tip] : kTips) {

@@ -101,7 +101,7 @@ TEST(CardTexts, TheHeaderShoutsTheDayAndTheModel) {
     // The day of the card's zone, not of UTC, where it is still Monday.
     EXPECT_EQ(CardTexts::headerDate(test::at("2026-11-23T23:30:00Z"), test::berlin()), "TUESDAY 24 NOV");
     EXPECT_EQ(CardTexts::modelName("MacBook Pro (14-inch, M3, 2023)"), "MACBOOK PRO (14-INCH, M3, 2023)");
-    EXPECT_EQ(CardTexts::modelName(""), "YOUR MAC");
+    EXPECT_EQ(CardTexts::modelName(""), "YOUR COMPUTER");
 }
 
 // A factor with a detail long enough to need all of a row.

@@ -148,7 +148,7 @@ TEST_F(DemoStoreTest, DemoModeWritesNothingThroughTheWindowSettingsOrRefresh) {
     {
         SettingsWindow settings{*store, true};
         for (auto* box : settings.findChildren<QCheckBox*>()) {
-            if (box->text() != "Show Vitrek in the menu bar") {
+            if (box->text() != "Show Vitrek in the tray") {
                 box->setChecked(!box->isChecked());
             }
         }

@@ -67,13 +67,13 @@ Vital vital(const char* title, const char* range, bool inRange) {
 
 TEST(ScreenTextsDialsTest, BeforeTheFirstReadingEveryFigureWaits) {
     EXPECT_EQ(Texts::recoveryDial(false, 0),
-              (Texts::Dial{std::nullopt, "–", Role::ink3, "Recovery", "Reading your Mac…"}));
+              (Texts::Dial{std::nullopt, "–", Role::ink3, "Recovery", "Reading your computer…"}));
     EXPECT_EQ(Texts::strainDial(std::nullopt, std::nullopt, std::nullopt, 0, berlin()),
               (Texts::Dial{std::nullopt, "–", Role::strain, "Strain", "First reading in under a minute"}));
     EXPECT_EQ(Texts::restDial({true, false, NightSourceKind::none, std::nullopt, ""}, std::nullopt),
               (Texts::Dial{std::nullopt, "–", Role::rest, "Rest", "Reading last night…"}));
-    EXPECT_EQ(Texts::tipText(""), "Reading your Mac…");
-    EXPECT_EQ(Texts::modelName(std::nullopt), "Your Mac");
+    EXPECT_EQ(Texts::tipText(""), "Reading your computer…");
+    EXPECT_EQ(Texts::modelName(std::nullopt), "Your computer");
 }
 
 TEST(ScreenTextsDialsTest, RecoveryBandsChooseColourAndWordAt67And34) {
@@ -202,7 +202,7 @@ TEST(ScreenTextsDialsTest, WithoutANightRestSaysWhyAndWhereTheNightsComeFrom) {
 TEST(ScreenTextsHeaderTest, ModelDateStreakAndHelpTexts) {
     useEnglishDates();
     Reading reading;
-    EXPECT_EQ(Texts::modelName(reading), "Your Mac");
+    EXPECT_EQ(Texts::modelName(reading), "Your computer");
     reading.model = "Lab machine 7";
     EXPECT_EQ(Texts::modelName(reading), "Lab machine 7");
     EXPECT_EQ(Texts::headerDate(at("2024-03-05T23:30:00+01:00"), berlin()), "Tuesday 5 March");
@@ -213,7 +213,7 @@ TEST(ScreenTextsHeaderTest, ModelDateStreakAndHelpTexts) {
 
     EXPECT_EQ(Texts::tabHelp(Texts::Tab::today, "Ctrl+1"), "Today (Ctrl+1)");
     EXPECT_EQ(Texts::shareHelp("Ctrl+Shift+S"), "Share today's card as an image (Ctrl+Shift+S)");
-    EXPECT_EQ(Texts::refreshHelp("Ctrl+R"), "Read your Mac again (Ctrl+R)");
+    EXPECT_EQ(Texts::refreshHelp("Ctrl+R"), "Read your computer again (Ctrl+R)");
     EXPECT_EQ(Texts::trayToolTip(72), "Vitrek · Recovery 72%");
 }
 
@@ -222,10 +222,10 @@ TEST(ScreenTextsMilestoneTest, BannerUntilDismissedAndDetailNamingTheNextOne) {
         int streak;
         const char* detail;
     } rows[] = {
-        {15, "Vitrek has checked your Mac 15 days in a row. Next: 1 month in 15 days."},
-        {29, "Vitrek has checked your Mac 29 days in a row. Next: 1 month in 1 day."},
-        {2, "Vitrek has checked your Mac 2 days in a row. Next: 3 days in 1 day."},
-        {365, "Vitrek has checked your Mac 365 days in a row."},
+        {15, "Vitrek has checked your computer 15 days in a row. Next: 1 month in 15 days."},
+        {29, "Vitrek has checked your computer 29 days in a row. Next: 1 month in 1 day."},
+        {2, "Vitrek has checked your computer 2 days in a row. Next: 3 days in 1 day."},
+        {365, "Vitrek has checked your computer 365 days in a row."},
     };
     for (const auto& row : rows) {
         EXPECT_EQ(Texts::milestoneDetail(row.streak), row.detail);

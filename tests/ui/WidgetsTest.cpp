@@ -235,7 +235,7 @@ TEST(WidgetsMilestoneBanner, ShowsTheMilestoneAndAsksToClose) {
     EXPECT_EQ(banner.title(), QStringLiteral("2 weeks of check-ups"));
     // The detail counts the streak, which runs a day past the milestone it reached.
     EXPECT_EQ(banner.detail(),
-              QStringLiteral("Vitrek has checked your Mac 15 days in a row. Next: 1 month in 15 days."));
+              QStringLiteral("Vitrek has checked your computer 15 days in a row. Next: 1 month in 15 days."));
 
     auto* close = banner.findChild<QToolButton*>();
     ASSERT_NE(close, nullptr);

@@ -132,7 +132,7 @@ TEST_F(WindowTest, BeforeTheFirstReadingEveryFigureWaits) {
     MainWindow window{*store};
     window.show();
     const auto shown = texts(window);
-    for (const char* text : {"Your Mac", "Reading your Mac…", "First reading in under a minute",
+    for (const char* text : {"Your computer", "Reading your computer…", "First reading in under a minute",
                              "Reading last night…", "Your recovery shows up here day by day.", "Not known yet"}) {
         EXPECT_TRUE(shown.contains(QString::fromUtf8(text))) << text;
     }
@@ -215,7 +215,7 @@ TEST_F(WindowTest, DismissingAMilestoneKeepsItHiddenUntilTheNextOne) {
     QApplication::processEvents();
     auto* banner = window.findChild<MilestoneBanner*>();
     ASSERT_TRUE(banner->isVisibleTo(&window));
-    EXPECT_EQ(banner->detail(), QStringLiteral("Vitrek has checked your Mac 7 days in a row. Next: 2 weeks in 7 days."));
+    EXPECT_EQ(banner->detail(), QStringLiteral("Vitrek has checked your computer 7 days in a row. Next: 2 weeks in 7 days."));
     emit banner->closeRequested();
     QApplication::processEvents();
     EXPECT_EQ(Preferences::shared().seenMilestone(), 7);
@@ -229,7 +229,7 @@ TEST_F(WindowTest, SwitchingThePurchaseDateOffFallsBackToTheSetUpDateAtOnce) {
     SettingsWindow settings{*store};
     const auto boxes = settings.findChildren<QCheckBox*>();
     const auto toggle = std::find_if(boxes.begin(), boxes.end(),
-                                     [](const auto* box) { return box->text() == "Set the date I got this Mac"; });
+                                     [](const auto* box) { return box->text() == "Set the date I got this computer"; });
     ASSERT_NE(toggle, boxes.end());
     ASSERT_TRUE((*toggle)->isChecked());
     (*toggle)->setChecked(false);
