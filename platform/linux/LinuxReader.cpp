@@ -45,9 +45,11 @@
 //              reports 20.8 °C) are ignored. Nothing readable gives cool.
 // bootedAt     btime of proc/stat; read() falls back to now − proc/uptime (the boot-time clock, which
 //              keeps counting during sleep).
-// model        sys/class/dmi/id: see marketingName; then proc/device-tree/model (ARM boards, NUL-ended);
-//              then uname's machine field, read only when the root is "/" so recorded trees stay
-//              deterministic.
+// model        sys/class/dmi/id: see marketingName; then proc/device-tree/model (ARM boards, NUL-ended).
+//              Without either (virtual machines, some boards) the machine goes by the name its owner
+//              gave it: PRETTY_HOSTNAME of etc/machine-info, then etc/hostname (first line), then
+//              proc/sys/kernel/hostname, then uname's node name, read only when the root is "/" so
+//              recorded trees stay deterministic. The processor architecture names no machine.
 // CPUTicks     the first "cpu " line of proc/stat (CPUTicks::fromProcStat).
 // set-up date  the earliest trustworthy time among files an installation creates once: lost+found
 //              (made with the file system), etc/machine-id (written at the first boot and never again),
@@ -251,17 +253,53 @@ std::string joined(const std::string& vendor, const std::string& product) {
     return spoken + " " + product;
 }
 
+// The value of a shell assignment: quotes removed, and backslash escapes undone where the shell undoes
+// them (anywhere outside quotes; inside double quotes only before " \\ ` and $). Unquoted blanks are
+// kept, as systemd keeps them when it reads the file.
+std::string shellWord(std::string_view text) {
+    std::string word;
+    char quote = 0;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        const char c = text[i];
+        if (quote == '\'') {
+            if (c == '\'') {
+                quote = 0;
+            } else {
+                word += c;
+            }
+        } else if (c == '\\' && i + 1 < text.size() &&
+                   (quote == 0 || std::string_view("\"\\`$").find(text[i + 1]) != std::string_view::npos)) {
+            word += text[++i];
+        } else if (quote == '"' && c == '"') {
+            quote = 0;
+        } else if (quote == 0 && (c == '"' || c == '\'')) {
+            quote = c;
+        } else {
+            word += c;
+        }
+    }
+    return word;
+}
+
+// The first line, trimmed; empty when it holds control characters.
+std::string hostNameLine(std::string_view text) {
+    const auto line = Ascii::trimmed(text.substr(0, text.find('\n')));
+    const bool control = std::any_of(
+        line.begin(), line.end(), [](char c) { return static_cast<unsigned char>(c) < 0x20 || c == 0x7f; });
+    return control ? std::string{} : std::string(line);
+}
+
 } // namespace
 
 LinuxReader::LinuxReader(std::filesystem::path root) : m_root(std::move(root)) {
     struct utsname names {};
     if (m_root == "/" && ::uname(&names) == 0) {
-        m_machine = cleaned(names.machine);
+        m_hostName = hostNameLine(names.nodename);
     }
 }
 
-LinuxReader::LinuxReader(std::filesystem::path root, std::string machine)
-    : m_root(std::move(root)), m_machine(std::move(machine)) {}
+LinuxReader::LinuxReader(std::filesystem::path root, std::string hostName)
+    : m_root(std::move(root)), m_hostName(std::move(hostName)) {}
 
 std::optional<std::string> LinuxReader::text(std::string_view relativePath) const {
     return readFile(m_root / relativePath);
@@ -393,7 +431,32 @@ std::string LinuxReader::modelName() const {
     if (name.empty()) {
         name = cleaned(text("proc/device-tree/model").value_or(""));
     }
-    return name.empty() ? m_machine : name;
+    if (name.empty()) {
+        name = prettyHostName(text("etc/machine-info").value_or(""));
+    }
+    for (const char* file : {"etc/hostname", "proc/sys/kernel/hostname"}) {
+        if (name.empty()) {
+            name = hostNameLine(text(file).value_or(""));
+        }
+    }
+    return name.empty() ? m_hostName : name;
+}
+
+std::string LinuxReader::prettyHostName(std::string_view machineInfoText) {
+    std::string found;
+    while (!machineInfoText.empty()) {
+        const auto end = machineInfoText.find('\n');
+        auto line = Ascii::trimmed(machineInfoText.substr(0, end));
+        machineInfoText.remove_prefix(end == std::string_view::npos ? machineInfoText.size() : end + 1);
+        const auto equals = line.find('=');
+        if (line.empty() || line[0] == '#' || line[0] == ';' || equals == std::string_view::npos ||
+            Ascii::trimmed(line.substr(0, equals)) != "PRETTY_HOSTNAME") {
+            continue;
+        }
+        // The later assignment wins, as when the file is sourced by a shell.
+        found = shellWord(Ascii::trimmed(line.substr(equals + 1)));
+    }
+    return hostNameLine(found);
 }
 
 std::string LinuxReader::marketingName(const DmiNames& names) {

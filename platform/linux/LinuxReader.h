@@ -23,10 +23,10 @@ public:
         std::string boardName;   // board_name
     };
 
-    // Below `root`; the last-resort model name is uname's machine field when `root` is "/", else empty.
+    // Below `root`; the last-resort name is uname's node name when `root` is "/", else empty.
     explicit LinuxReader(std::filesystem::path root = "/");
-    // Below `root`, with `machine` as the last-resort model name.
-    LinuxReader(std::filesystem::path root, std::string machine);
+    // Below `root`, with `hostName` as the last-resort name.
+    LinuxReader(std::filesystem::path root, std::string hostName);
 
     std::optional<BatteryInfo> battery() const override;
     Storage storage() const override;
@@ -48,12 +48,15 @@ public:
     // A clean name such as "ThinkPad X1 Carbon Gen 9" or "Dell XPS 13 9310"; empty when the firmware left
     // only placeholders.
     static std::string marketingName(const DmiNames& names);
+    // PRETTY_HOSTNAME from the text of /etc/machine-info (shell-like KEY=value lines, quotes and backslash
+    // escapes undone); empty when it is missing or blank.
+    static std::string prettyHostName(std::string_view machineInfoText);
 
 private:
     std::optional<std::string> text(std::string_view relativePath) const;
 
     std::filesystem::path m_root;
-    std::string m_machine;
+    std::string m_hostName;
 };
 
 } // namespace vitrek

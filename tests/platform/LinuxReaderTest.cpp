@@ -19,7 +19,7 @@ namespace {
 namespace fs = std::filesystem;
 
 fs::path recorded(const std::string& machine) { return fs::path(VITREK_TEST_DATA) / "sysfs" / machine; }
-LinuxReader reader(const std::string& machine) { return LinuxReader{recorded(machine), "x86_64"}; }
+LinuxReader reader(const std::string& machine) { return LinuxReader{recorded(machine), "node"}; }
 
 // A root folder of the test's own, optionally starting as a copy of a recorded tree; removed afterwards.
 class ScratchRoot {
@@ -43,7 +43,7 @@ public:
         const timespec times[2] = {{0, UTIME_OMIT}, {static_cast<time_t>(unixSeconds(time)), 0}};
         ASSERT_EQ(::utimensat(AT_FDCWD, (m_path / relative).c_str(), times, 0), 0) << relative;
     }
-    LinuxReader reader() const { return LinuxReader{m_path, "x86_64"}; }
+    LinuxReader reader() const { return LinuxReader{m_path, "node"}; }
 
 private:
     fs::path m_path;
@@ -196,7 +196,7 @@ TEST(LinuxReaderTest, ModelNamesAreWhatPeopleCallTheMachine) {
         EXPECT_EQ(LinuxReader::marketingName(names), name) << fields[0] << "|" << fields[1];
     }
 
-    EXPECT_EQ(reader("desktop-x570").modelName(), "x86_64");
+    EXPECT_EQ(reader("desktop-x570").modelName(), "node");
     EXPECT_EQ(LinuxReader(recorded("desktop-x570"), "").modelName(), "");
     EXPECT_EQ(reader("raspberry-pi-4b").modelName(), "Raspberry Pi 4 Model B Rev 1.4");
     const ScratchRoot root{"raspberry-pi-4b"};
@@ -207,6 +207,41 @@ TEST(LinuxReaderTest, ModelNamesAreWhatPeopleCallTheMachine) {
     EXPECT_EQ(root.reader().modelName(), "Dell Latitude 7490");
 }
 
+TEST(LinuxReaderTest, AMachineWithoutAModelNameGoesByItsHostName) {
+    // The build VM has no DMI names; its kernel's host name is all there is.
+    EXPECT_EQ(reader("debian-vm").modelName(), "vm");
+
+    const ScratchRoot root{"debian-vm"};
+    root.write("etc/hostname", "  build-box \nsecond line\n");
+    EXPECT_EQ(root.reader().modelName(), "build-box");
+    root.write("etc/machine-info", "# written by hostnamectl\nPRETTY_HOSTNAME=\"Anna\\'s \\\"Build\\\" Box\"\n");
+    EXPECT_EQ(root.reader().modelName(), "Anna\\'s \"Build\" Box");
+    root.write("etc/machine-info", "PRETTY_HOSTNAME=\n");
+    EXPECT_EQ(root.reader().modelName(), "build-box");
+    // A model name from the firmware still comes first.
+    root.write("proc/device-tree/model", std::string("Raspberry Pi 4 Model B Rev 1.4") + '\0');
+    EXPECT_EQ(root.reader().modelName(), "Raspberry Pi 4 Model B Rev 1.4");
+
+    const ScratchRoot empty;
+    EXPECT_EQ(empty.reader().modelName(), "node");
+}
+
+TEST(LinuxReaderTest, ThePrettyHostNameIsReadAsTheShellWouldReadIt) {
+    const std::vector<std::pair<std::string, std::string>> cases = {
+        {"PRETTY_HOSTNAME=\"Lennart's Laptop\"\n", "Lennart's Laptop"},
+        {"PRETTY_HOSTNAME='Say \"hi\" \\ there'\n", "Say \"hi\" \\ there"},
+        {"PRETTY_HOSTNAME=Anna\\'s\\ Desk\n", "Anna's Desk"},
+        {"PRETTY_HOSTNAME=\"Tab\\t \\$HOME\"", "Tab\\t $HOME"},
+        {"CHASSIS=laptop\n  PRETTY_HOSTNAME = \"Mia’s Zenbook\"  \nDEPLOYMENT=production\n", "Mia’s Zenbook"},
+        {"PRETTY_HOSTNAME=first\nPRETTY_HOSTNAME=second\n", "second"},
+        {"#PRETTY_HOSTNAME=commented\nICON_NAME=computer-laptop\n", ""},
+        {"PRETTY_HOSTNAME=\"  \"\n", ""},
+        {"", ""}};
+    for (const auto& [text, name] : cases) {
+        EXPECT_EQ(LinuxReader::prettyHostName(text), name) << text;
+    }
+}
+
 TEST(LinuxReaderTest, ProcStatGivesBootTimeAndTicksAndTheUptimeIsTheFallback) {
     const auto now = test::at("2026-11-23T12:00:00Z");
     const auto vm = reader("debian-vm");
@@ -214,7 +249,7 @@ TEST(LinuxReaderTest, ProcStatGivesBootTimeAndTicksAndTheUptimeIsTheFallback) {
     EXPECT_EQ(vm.cpuTicks(), (CPUTicks{7126, 160622}));
     const auto reading = vm.read(now);
     EXPECT_EQ(reading.bootedAt, fromUnixSeconds(1795421848));
-    EXPECT_EQ(reading.model, "x86_64");
+    EXPECT_EQ(reading.model, "vm");
     EXPECT_EQ(reading.battery, std::nullopt);
     EXPECT_EQ(reading.heat, Heat::cool);
 
