@@ -22,7 +22,7 @@ QList<QColor> brand();
 // the update window.
 Updater& updater();
 
-// The program's display name: its Info.json's "CFBundleName", else the application's name.
+// The program's display name: its Info.json's "name", else the application's name.
 QString appName();
 
 // A check the user asked for: shows the update window and reports the result there.

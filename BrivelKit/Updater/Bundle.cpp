@@ -17,6 +17,13 @@ std::optional<std::string> text(const nlohmann::json& info, const char* key) {
     return found->get<std::string>();
 }
 
+// The key as written now, else the key the first release (0.1.0) wrote, so that an installed copy of it
+// still knows itself and can update.
+std::optional<std::string> text(const nlohmann::json& info, const char* key, const char* firstReleaseKey) {
+    auto value = text(info, key);
+    return value ? value : text(info, firstReleaseKey);
+}
+
 } // namespace
 
 std::optional<Bundle> Bundle::open(const std::filesystem::path& path) {
@@ -30,9 +37,9 @@ std::optional<Bundle> Bundle::open(const std::filesystem::path& path) {
         return std::nullopt;
     }
     return Bundle{path,
-                  text(info, "CFBundleIdentifier"),
-                  text(info, "CFBundleName"),
-                  text(info, "CFBundleShortVersionString"),
+                  text(info, "id", "CFBundleIdentifier"),
+                  text(info, "name", "CFBundleName"),
+                  text(info, "version", "CFBundleShortVersionString"),
                   text(info, "BrivelUpdateFeedURL"),
                   text(info, "BrivelUpdatePublicKey")};
 }

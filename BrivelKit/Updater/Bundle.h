@@ -8,12 +8,13 @@ namespace brivel {
 
 // An installed program folder (`bin/<program>`, its libraries and resources, and `Info.json` at its
 // root) with the keys of its information file. Every key is absent when the file or the key is missing
-// or not a string.
+// or not a string; "id", "name" and "version" are also read under the keys 0.1.0 wrote them with
+// ("CFBundleIdentifier", "CFBundleName", "CFBundleShortVersionString").
 struct Bundle {
     std::filesystem::path path;
-    std::optional<std::string> identifier;      // "CFBundleIdentifier"
-    std::optional<std::string> name;            // "CFBundleName"
-    std::optional<std::string> shortVersion;    // "CFBundleShortVersionString"
+    std::optional<std::string> identifier;      // "id"
+    std::optional<std::string> name;            // "name"
+    std::optional<std::string> shortVersion;    // "version"
     std::optional<std::string> feedURL;         // "BrivelUpdateFeedURL"
     std::optional<std::string> publicKey;       // "BrivelUpdatePublicKey"
 

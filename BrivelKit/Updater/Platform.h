@@ -6,7 +6,7 @@
 //   and resources, and `Info.json` at its root; the running one is the folder above the directory of
 //   /proc/self/exe (Bundle::main).
 // - The information dictionary is that `Info.json`, written by the build, with the keys
-//   "CFBundleIdentifier", "CFBundleName", "CFBundleShortVersionString", "BrivelUpdateFeedURL" and
+//   "id", "name", "version", "BrivelUpdateFeedURL" and
 //   "BrivelUpdatePublicKey" (Bundle).
 // - User defaults are QSettings under the application's organisation and name.
 // - The caches folder is $XDG_CACHE_HOME, else ~/.cache (stagingFolder).

@@ -53,9 +53,9 @@ void writeProgram(const fs::path& folder, const std::string& identifier, const s
                   const std::optional<std::string>& feedURL, const std::optional<std::string>& publicKey,
                   const std::map<std::string, std::string>& extra) {
     nlohmann::json info{
-        {"CFBundleIdentifier", identifier},
-        {"CFBundleName", "Vitrek"},
-        {"CFBundleShortVersionString", version},
+        {"id", identifier},
+        {"name", "Vitrek"},
+        {"version", version},
     };
     if (feedURL) {
         info["BrivelUpdateFeedURL"] = *feedURL;
