@@ -40,7 +40,7 @@ bool isActive() {
 Reading reading(Instant now) {
     Reading reading;
     reading.date = now;
-    reading.model = "MacBook Pro (14-inch, M3, 2023)";
+    reading.model = "ThinkPad X1 Carbon Gen 11 (2023)";
     reading.battery = BatteryInfo{0.91, 412, 76, false};
     reading.freeBytes = 41'300'000'000;
     reading.totalBytes = 494'000'000'000;

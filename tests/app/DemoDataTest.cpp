@@ -124,7 +124,7 @@ TEST(DemoDataFill, GivesTheFiguresTheSelfTestExpectsAndRecordsNothing) {
     store.start();
     store.refresh();
 
-    EXPECT_EQ(store.reading()->model, "MacBook Pro (14-inch, M3, 2023)");
+    EXPECT_EQ(store.reading()->model, "ThinkPad X1 Carbon Gen 11 (2023)");
     EXPECT_FALSE(store.loadingNight());
     EXPECT_EQ(store.factors().size(), 6u);
     EXPECT_GE(store.recovery(), 34);

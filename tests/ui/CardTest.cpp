@@ -100,7 +100,7 @@ TEST(CardTexts, TheHeaderShoutsTheDayAndTheModel) {
     EXPECT_EQ(CardTexts::headerDate(test::at("2026-11-24T00:30:00+01:00"), test::berlin()), "TUESDAY 24 NOV");
     // The day of the card's zone, not of UTC, where it is still Monday.
     EXPECT_EQ(CardTexts::headerDate(test::at("2026-11-23T23:30:00Z"), test::berlin()), "TUESDAY 24 NOV");
-    EXPECT_EQ(CardTexts::modelName("MacBook Pro (14-inch, M3, 2023)"), "MACBOOK PRO (14-INCH, M3, 2023)");
+    EXPECT_EQ(CardTexts::modelName("ThinkPad X1 Carbon Gen 11 (2023)"), "THINKPAD X1 CARBON GEN 11 (2023)");
     EXPECT_EQ(CardTexts::modelName(""), "YOUR COMPUTER");
 }
 
@@ -113,7 +113,7 @@ Factor factor(Factor::Kind kind, double score) {
 ShareCard cardWith(bool age, std::size_t factors, std::string tip) {
     ShareCard card;
     card.reading.date = test::at("2026-11-24T14:30:00+01:00");
-    card.reading.model = "MacBook Pro (14-inch, M3, 2023)";
+    card.reading.model = "ThinkPad X1 Carbon Gen 11 (2023)";
     for (std::size_t i = 0; i < factors; ++i) {
         card.factors.push_back(factor(Factor::kAllKinds[i], 0.3 * static_cast<double>(i)));
     }

@@ -144,7 +144,7 @@ TEST_F(DemoStoreTest, DemoModeWritesNothingThroughTheWindowSettingsOrRefresh) {
     ASSERT_TRUE(store->reading().has_value());
     MainWindow window{*store};
     window.refreshAction()->trigger();
-    EXPECT_EQ(store->reading()->model, "MacBook Pro (14-inch, M3, 2023)");
+    EXPECT_EQ(store->reading()->model, "ThinkPad X1 Carbon Gen 11 (2023)");
     {
         SettingsWindow settings{*store, true};
         for (auto* box : settings.findChildren<QCheckBox*>()) {
