@@ -151,10 +151,17 @@ void abbreviate(Pattern& pattern, QChar letter) {
 class LocaleDateFormatter final : public DateFormatter {
 public:
     explicit LocaleDateFormatter(const QLocale& locale) : m_locale(locale) {
-        Pattern hour = parse(locale.timeFormat(QLocale::ShortFormat));
+        // A clock time is hours and minutes in the locale's order and clock. Some short forms carry
+        // seconds (the C locale's is "HH:mm:ss") or a zone name, which is the machine's rather than the
+        // calendar's; both go.
+        Pattern time = parse(locale.timeFormat(QLocale::ShortFormat));
+        removeFields(time, u's');
+        removeFields(time, u'z');
+        removeFields(time, u't');
+        m_timeFormat = joined(time);
+
+        Pattern hour = time;
         removeFields(hour, u'm');
-        removeFields(hour, u's');
-        removeFields(hour, u'z');
         m_hourFormat = joined(hour);
 
         const Pattern full = parse(locale.dateFormat(QLocale::LongFormat));
@@ -183,7 +190,7 @@ public:
 
     std::string time(Instant date, const Calendar& calendar) const override {
         const auto local = calendar.local(date);
-        return local ? text(m_locale.toString(wallClock(*local), QLocale::ShortFormat)) : std::string{};
+        return local ? text(m_locale.toString(wallClock(*local), m_timeFormat)) : std::string{};
     }
     std::string hour(Instant date, const Calendar& calendar) const override {
         const auto local = calendar.local(date);
@@ -229,6 +236,7 @@ private:
     }
 
     QLocale m_locale;
+    QString m_timeFormat;
     QString m_hourFormat;
     QString m_longDayFormat;
     QString m_weekdayDayFormat;
