@@ -5,32 +5,30 @@
 #include "demo/DemoData.h"
 #include "files/VitrekFiles.h"
 #include "history/Milestone.h"
+#include "scores/VFmt.h"
 #include "shell/ImageFiles.h"
 
-#include <QDebug>
 #include <QDir>
 #include <QImage>
-
 #include <algorithm>
-#include <charconv>
+#include <array>
 #include <cmath>
+#include <cstdio>
 #include <iostream>
 
 namespace vitrek::SelfTest {
 
 namespace {
 
-// A number in its plain default form: integers as they are, reals in their shortest exact form.
-std::string plain(double value) {
+// Strain with one decimal, as the dial shows it.
+std::string oneDecimal(double value) {
     std::array<char, 32> buffer{};
-    const auto result = std::to_chars(buffer.data(), buffer.data() + buffer.size(), value);
-    return std::string(buffer.data(), result.ptr);
+    std::snprintf(buffer.data(), buffer.size(), "%.1f", value);
+    return buffer.data();
 }
 
 std::string sizeText(const QSize& size) {
-    QString text;
-    QDebug(&text).nospace() << size;
-    return text.toStdString();
+    return std::to_string(size.width()) + " × " + std::to_string(size.height());
 }
 
 // Two samples a minute apart go into a fresh sample store and must come back. A folder reused from an
@@ -77,14 +75,14 @@ std::vector<Check> checks(const Store& store, const QString& dir) {
 
     const auto strain = store.strain();
     add(strain && *strain > 0 && *strain <= 21,
-        "strain is on the 0–21 scale (" + (strain ? plain(*strain) : std::string("none")) + ")");
+        "strain is on the 0–21 scale (" + (strain ? oneDecimal(*strain) : std::string("none")) + ")");
 
     add(store.night().has_value() && !store.tip().empty(), "rest and a tip are shown");
 
     const auto& age = store.age();
     add(age && age->vitrekYears() < age->realYears,
-        "the demo computer's Vitrek Age is younger than it is (" + (age ? plain(age->vitrekYears()) : std::string("none")) +
-            ")");
+        "the demo computer's Vitrek Age is younger than it is (" +
+            (age ? VFmt::age(age->vitrekYears()) : std::string("none")) + ")");
 
     const auto& vitals = store.vitals();
     const auto inRange = std::count_if(vitals.begin(), vitals.end(), [](const Vital& vital) { return vital.inRange; });
