@@ -11,7 +11,7 @@
 namespace vitrek::cli {
 
 const char* const kNightsUsage =
-    "usage: vitrek nights [--log FILE|- | --journal FILE|- | --source journal|vitrek] [--now TIME] [--tz ZONE]\n"
+    "usage: vitrek nights [--source journal|vitrek | --journal FILE|- | --log FILE|-] [--now TIME] [--tz ZONE]\n"
     "                     [--json]\n"
     "\n"
     "Rebuilds each night (23:00 to 07:00) of the last two weeks and prints its rest score and story. The\n"
@@ -19,9 +19,10 @@ const char* const kNightsUsage =
     "wake, merged where both exist.\n"
     "\n"
     "  --source NAME   read the system's nights from one source: journal, or vitrek (Vitrek's own record)\n"
-    "  --log FILE      read a recorded power log (pmset -g log) instead (- reads standard input)\n"
-    "  --journal FILE  read a recorded journal instead: journalctl's -o json, short-iso or\n"
-    "                  short-iso-precise (the short forms take their year from --now)\n"
+    "  --journal FILE  read a recorded journal instead (- reads standard input): journalctl's -o json,\n"
+    "                  short-iso or short-iso-precise (the short forms take their year from --now)\n"
+    "  --log FILE      read a recorded power log instead (- reads standard input), in the text format\n"
+    "                  that macOS's pmset -g log writes\n"
     "  --now TIME      the current time: ISO 8601 with an offset (2024-03-05T12:00:00+01:00) or Unix\n"
     "                  seconds\n"
     "  --tz ZONE       the time zone of the nights, an IANA name (Europe/Berlin); default the system's\n"

@@ -22,15 +22,17 @@
 namespace vitrek::cli {
 
 const char* const kReportUsage =
-    "usage: vitrek report [--reading FILE] [--log FILE|-|--journal FILE|-] [--now TIME] [--tz ZONE] [--json]\n"
+    "usage: vitrek report [--reading FILE] [--journal FILE|-|--log FILE|-] [--now TIME] [--tz ZONE] [--json]\n"
     "\n"
     "Takes one check-up of this machine and prints it. It writes nothing: today's samples and the History\n"
-    "are read from the data folder, last night from the power log.\n"
+    "are read from the data folder, last night from the system journal and Vitrek's own record.\n"
     "\n"
     "  --reading FILE  a stored reading (the \"reading\" object of --json) instead of this machine's;\n"
     "                  its age then counts from the model's year alone\n"
-    "  --log FILE      read a recorded power log instead of the system's journal (- reads standard input)\n"
-    "  --journal FILE  read a recorded journal: journalctl's -o json, short-iso or short-iso-precise\n"
+    "  --journal FILE  read a recorded journal instead (- reads standard input): journalctl's -o json,\n"
+    "                  short-iso or short-iso-precise\n"
+    "  --log FILE      read a recorded power log instead (- reads standard input), in the text format\n"
+    "                  that macOS's pmset -g log writes\n"
     "  --now TIME      the current time: ISO 8601 with an offset or Unix seconds; default the reading's\n"
     "  --tz ZONE       the time zone, an IANA name (Europe/Berlin); default the system's\n"
     "  --json          print one JSON document instead of the check-up\n";

@@ -22,7 +22,7 @@ namespace vitrek::cli {
 namespace {
 
 constexpr const char* kCardUsage =
-    "usage: vitrek card [--out FILE] [--demo] [--reading FILE] [--log FILE|-|--journal FILE|-] [--now TIME]\n"
+    "usage: vitrek card [--out FILE] [--demo] [--reading FILE] [--journal FILE|-|--log FILE|-] [--now TIME]\n"
     "                   [--tz ZONE]\n"
     "\n"
     "Writes today's share card, a 1080 × 1350 PNG, without opening a window. It records nothing.\n"
