@@ -57,9 +57,13 @@ std::filesystem::path stagingFolder(const std::optional<std::string>& identifier
     return caches / name / "BrivelUpdate";
 }
 
+bool isSystemPackage(const std::filesystem::path& bundle) {
+    return startsWith(bundle.lexically_normal().string(), "/usr/");
+}
+
 bool canInstallInPlace(const std::filesystem::path& bundle) {
     const std::string path = bundle.lexically_normal().string();
-    if (path.empty() || startsWith(path, "/usr/")) {
+    if (path.empty() || isSystemPackage(bundle)) {
         return false;
     }
     // An AppImage runs from a read-only mount of itself; replacing the mount would change nothing.

@@ -38,7 +38,10 @@ constexpr const char* kFallbackIdentifier = "app.brivel.unidentified";
 // $XDG_CACHE_HOME (as Qt reads it), else $HOME/.cache, / identifier (or the fallback) / "BrivelUpdate".
 std::filesystem::path stagingFolder(const std::optional<std::string>& identifier);
 
-// False for a folder below /usr/ (a distribution's package manager updates it), inside an AppImage mount,
+// Whether `bundle` lies below /usr/, where a distribution's package manager installed it and updates it.
+bool isSystemPackage(const std::filesystem::path& bundle);
+
+// False for a folder below /usr/ (isSystemPackage), inside an AppImage mount,
 // or when the folder or its parent is not writable by this user; true otherwise.
 bool canInstallInPlace(const std::filesystem::path& bundle);
 

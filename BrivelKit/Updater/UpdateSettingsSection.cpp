@@ -69,6 +69,12 @@ UpdateSettingsSection::UpdateSettingsSection(Updater& updater, QWidget* parent)
     statusRow->addWidget(checkNow);
     layout->addLayout(statusRow);
 
+    if (m_updater.source() != UpdateSource::feed) {
+        m_toggle->hide();
+        caption->hide();
+        checkNow->hide();
+    }
+
     connect(m_toggle, &QCheckBox::toggled, this,
             [this](bool checked) { m_updater.setAutomaticallyDownloads(checked); });
     connect(checkNow, &QPushButton::clicked, this, [this] { m_updater.check(true); });
@@ -90,8 +96,11 @@ void UpdateSettingsSection::refresh() {
         const QSignalBlocker quiet(m_toggle);
         m_toggle->setChecked(m_updater.automaticallyDownloads());
     }
-    m_status->setText(QString::fromStdString(UpdateTexts::updateStatus(
-        m_updater.phase(), timePoint(m_updater.lastChecked()), std::chrono::system_clock::now())));
+    const auto source = UpdateTexts::sourceLine(m_updater.source());
+    m_status->setText(QString::fromStdString(
+        !source.empty() ? source
+                        : UpdateTexts::updateStatus(m_updater.phase(), timePoint(m_updater.lastChecked()),
+                                                    std::chrono::system_clock::now())));
 }
 
 } // namespace brivel

@@ -11,7 +11,8 @@ namespace brivel {
 class Updater;
 
 // The updates section of the program's Settings window: the version, the automatic-download toggle with
-// its caption, and the status line with "Check Now".
+// its caption, and the status line with "Check Now". Without a feed there is nothing to download or check:
+// the status line says where updates come from instead, in place of the toggle and the button.
 class UpdateSettingsSection : public QWidget {
     Q_OBJECT
 

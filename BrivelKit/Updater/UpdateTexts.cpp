@@ -46,8 +46,39 @@ bool offersDownload(const UpdateFeed& feed, const Context& context) {
     return feed.download.has_value() && context.hasPublicKey && context.canInstallInPlace;
 }
 
+std::string sourceLine(UpdateSource source) {
+    switch (source) {
+    case UpdateSource::feed:
+        return {};
+    case UpdateSource::packageManager:
+        return "Updates come from your package manager (apt).";
+    case UpdateSource::none:
+        return "This build has no update feed.";
+    }
+    return {};
+}
+
 Window window(const UpdatePhase& phase, const Context& context) {
     const auto& app = context.appName;
+    const auto installed = app + " " + context.currentVersion;
+    switch (context.source) {
+    case UpdateSource::feed:
+        break;
+    case UpdateSource::packageManager:
+        return {sourceLine(context.source),
+                Detail::lines,
+                {{installed + " came with the system’s packages; apt brings its new versions with theirs.",
+                  Style::body}},
+                0,
+                {ok()}};
+    case UpdateSource::none:
+        return {sourceLine(context.source),
+                Detail::lines,
+                {{installed + " can’t look for new versions by itself. Build a newer one from its source.",
+                  Style::body}},
+                0,
+                {ok()}};
+    }
     const auto& feed = feedOf(phase);
     switch (phase.kind) {
     case UpdatePhase::Kind::idle:
@@ -56,7 +87,7 @@ Window window(const UpdatePhase& phase, const Context& context) {
     case UpdatePhase::Kind::upToDate:
         return {"You’re up to date",
                 Detail::lines,
-                {{app + " " + context.currentVersion + " is the newest version.", Style::body}},
+                {{installed + " is the newest version.", Style::body}},
                 0,
                 {ok()}};
     case UpdatePhase::Kind::available: {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Updater/UpdatePhase.h"
+#include "Updater/UpdateSource.h"
 
 #include <chrono>
 #include <optional>
@@ -38,6 +39,7 @@ struct Context {
     std::string currentVersion;
     bool canInstallInPlace = true;
     bool hasPublicKey = false;
+    UpdateSource source = UpdateSource::feed;
     bool operator==(const Context&) const = default;
 };
 
@@ -50,7 +52,11 @@ struct Window {
     bool operator==(const Window&) const = default;
 };
 
-// The window's content for a phase.
+// Without a feed, where new versions come from: "Updates come from your package manager (apt)." or
+// "This build has no update feed."; empty with a feed.
+std::string sourceLine(UpdateSource source);
+
+// The window's content for a phase; without a feed, whatever the phase, where updates come from.
 Window window(const UpdatePhase& phase, const Context& context);
 
 // The feed's notes, else "You have " + current version + ".".

@@ -130,7 +130,8 @@ void UpdateView::showWindow(Updater& updater) {
 
 void UpdateView::refresh() {
     const UpdateTexts::Context context{m_updater.appName(), m_updater.currentVersion(),
-                                       m_updater.canInstallInPlace(), m_updater.publicKey().has_value()};
+                                       m_updater.canInstallInPlace(), m_updater.publicKey().has_value(),
+                                       m_updater.source()};
     const auto shown = UpdateTexts::window(m_updater.phase(), context);
 
     m_title->setText(QString::fromStdString(shown.title));

@@ -124,7 +124,13 @@ void Updater::start() {
 }
 
 void Updater::check(bool userInitiated) {
-    if (!m_feedURL || m_phase.kind == Phase::Kind::downloading || m_phase.kind == Phase::Kind::ready) {
+    if (!m_feedURL) {
+        if (userInitiated) {
+            emit windowRequested();
+        }
+        return;
+    }
+    if (m_phase.kind == Phase::Kind::downloading || m_phase.kind == Phase::Kind::ready) {
         return;
     }
     setPhase(Phase::checking());
@@ -300,6 +306,13 @@ void Updater::fail(const UpdateError& error) { setPhase(Phase::failed(error.mess
 void Updater::installAndRelaunch() {
     m_relaunchAfterInstall = true;
     QCoreApplication::quit();
+}
+
+UpdateSource Updater::source() const {
+    if (m_feedURL) {
+        return UpdateSource::feed;
+    }
+    return Platform::isSystemPackage(m_bundle.path) ? UpdateSource::packageManager : UpdateSource::none;
 }
 
 bool Updater::canInstallInPlace() const { return Platform::canInstallInPlace(m_bundle.path); }

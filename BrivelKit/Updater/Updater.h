@@ -6,6 +6,7 @@
 #include "Updater/UpdateFeed.h"
 #include "Updater/UpdateLogic.h"
 #include "Updater/UpdatePhase.h"
+#include "Updater/UpdateSource.h"
 
 #include <QDateTime>
 #include <QObject>
@@ -59,13 +60,16 @@ public:
     // Nothing without a feed address. Otherwise installs on quit (QCoreApplication::aboutToQuit), checks
     // quietly 8 s from now and then every 6 hours.
     void start();
-    // Checks the feed; does nothing without a feed address or while downloading or ready. A check the
-    // user asked for shows the window and reports its failure; an automatic one fails quietly to idle.
+    // Checks the feed; does nothing while downloading or ready. A check the user asked for shows the window
+    // and reports its failure; an automatic one fails quietly to idle. Without a feed address there is
+    // nothing to check: a check the user asked for only shows the window, which tells where updates come from.
     void check(bool userInitiated);
     // Downloads, verifies, stages and validates the feed's archive; ends ready or failed.
     void download(const UpdateFeed& feed);
     // Asks for the new version to start once the install has run, and quits the application.
     void installAndRelaunch();
+    // The feed when there is a feed address; else the package manager for a copy below /usr/, else none.
+    UpdateSource source() const;
     // Whether this copy of the program can replace itself (see Platform::canInstallInPlace).
     bool canInstallInPlace() const;
     // True the first time it is asked for a version (remembered in the settings), false afterwards.

@@ -28,7 +28,7 @@ UpdateFeed feed(bool withDownload = true, std::optional<std::string> notes = "Fa
     return result;
 }
 
-Context context(bool inPlace = true, bool key = true) { return {"Vitrek", "1.0", inPlace, key}; }
+Context context(bool inPlace = true, bool key = true) { return {"Vitrek", "1.0", inPlace, key, UpdateSource::feed}; }
 
 TEST(UpdateTextsTest, EachPhaseHasItsTitleDetailAndButtons) {
     const struct {

@@ -23,12 +23,15 @@
 namespace brivel::test {
 namespace {
 
-// A Vitrek 1.0 folder in a scratch directory, with no feed.
+constexpr const char* kFeed = "https://example.org/vitrek/feed.json";
+
+// A Vitrek 1.0 folder in a scratch directory, with the feed address given or none.
 class Program {
 public:
-    Program() {
+    explicit Program(const std::string& feed = {}) {
+        const auto address = feed.empty() ? std::string() : R"(, "BrivelUpdateFeedURL": ")" + feed + "\"";
         m_folder.write(Bundle::kInfoFile,
-                       R"({"CFBundleName": "Vitrek", "CFBundleShortVersionString": "1.0"})");
+                       R"({"CFBundleName": "Vitrek", "CFBundleShortVersionString": "1.0")" + address + "}");
     }
     Bundle bundle() const { return Bundle::at(m_folder.path()); }
 
@@ -65,7 +68,7 @@ bool waitFor(const std::function<bool()>& condition) {
 }
 
 TEST(UpdateViewTest, BeforeAnyCheckTheWindowShowsABusyIndicatorAndOK) {
-    Updater updater{Program().bundle()};
+    Updater updater{Program(kFeed).bundle()};
     const UpdateView view(updater);
     EXPECT_TRUE(texts<QLabel>(view).contains("Checking for updates…"));
     const auto bars = shown<QProgressBar>(view);
@@ -125,7 +128,7 @@ TEST(UpdateViewTest, TheUpdateWindowIsKeptOnceAndItsOKClosesIt) {
 }
 
 TEST(UpdateViewTest, TheSettingsToggleAndTheUpdaterStayInStep) {
-    Updater updater{Program().bundle()};
+    Updater updater{Program(kFeed).bundle()};
     updater.setAutomaticallyDownloads(true);
     const UpdateSettingsSection section(updater);
     auto* toggle = section.findChild<QCheckBox*>();
@@ -134,13 +137,46 @@ TEST(UpdateViewTest, TheSettingsToggleAndTheUpdaterStayInStep) {
 
     toggle->click();
     EXPECT_FALSE(updater.automaticallyDownloads());
-    EXPECT_FALSE(Updater{Program().bundle()}.automaticallyDownloads()); // written to the settings at once
+    EXPECT_FALSE(Updater{Program(kFeed).bundle()}.automaticallyDownloads()); // written to the settings at once
 
     updater.setAutomaticallyDownloads(true);
     EXPECT_TRUE(toggle->isChecked());
     EXPECT_TRUE(texts<QLabel>(section).contains("1.0"));
     EXPECT_TRUE(texts<QLabel>(section).contains(
         "New versions download in the background and install when you quit Vitrek."));
+}
+
+TEST(UpdateViewTest, WithoutAFeedCheckingTellsWhereUpdatesComeFromInsteadOfDoingNothing) {
+    const Program selfBuilt;
+    Bundle packaged;
+    packaged.path = "/usr/lib/vitrek";
+    packaged.name = "Vitrek";
+    packaged.shortVersion = "1.0";
+    const std::pair<Bundle, QString> cases[] = {
+        {selfBuilt.bundle(), "This build has no update feed."},
+        {packaged, "Updates come from your package manager (apt)."},
+    };
+    for (const auto& [bundle, line] : cases) {
+        Updater updater{bundle};
+        int windows = 0;
+        QObject::connect(&updater, &Updater::windowRequested, &updater, [&windows] { ++windows; });
+        updater.check(false);
+        EXPECT_EQ(windows, 0) << line.toStdString();
+        updater.check(true);
+        EXPECT_EQ(windows, 1) << line.toStdString();
+        EXPECT_EQ(updater.phase(), UpdatePhase::idle());
+
+        const UpdateView view(updater);
+        EXPECT_TRUE(texts<QLabel>(view).contains(line)) << texts<QLabel>(view).join(" | ").toStdString();
+        EXPECT_TRUE(shown<QProgressBar>(view).isEmpty()) << "no check is under way";
+        EXPECT_EQ(texts<QPushButton>(view), QStringList{"OK"});
+
+        // The section says it at once, with no download toggle or Check Now that could never act.
+        const UpdateSettingsSection section(updater);
+        EXPECT_TRUE(texts<QLabel>(section).contains(line)) << texts<QLabel>(section).join(" | ").toStdString();
+        EXPECT_TRUE(shown<QPushButton>(section).isEmpty());
+        EXPECT_TRUE(shown<QCheckBox>(section).isEmpty());
+    }
 }
 
 } // namespace
