@@ -245,6 +245,10 @@ inline constexpr const char* kGeneralTab = "General";
 inline constexpr const char* kUpdatesTab = "Updates";
 inline constexpr const char* kHowItWorksTab = "How It Works";
 inline constexpr const char* kShowInMenuBar = "Show Vitrek in the tray";
+// Under the tray setting when the desktop has no tray.
+inline constexpr const char* kNoTray =
+    "This desktop shows no tray icons, so closing the window quits Vitrek. On GNOME, the AppIndicator "
+    "extension adds them.";
 inline constexpr const char* kOpenAtLogin = "Open Vitrek when you log in";
 inline constexpr const char* kOpenAtLoginCaption =
     "Strain is measured while Vitrek is open or in the tray, once a minute. Opening it at login gives a "

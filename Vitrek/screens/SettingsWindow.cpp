@@ -69,7 +69,7 @@ struct SettingsWindow::Parts {
     QLabel* nightSource = nullptr;
 };
 
-SettingsWindow::SettingsWindow(Store& store, bool demo, QWidget* parent)
+SettingsWindow::SettingsWindow(Store& store, bool demo, bool trayAvailable, QWidget* parent)
     : QWidget(parent), m_store(store), m_demo(demo), m_parts(new Parts) {
     setWindowTitle(QStringLiteral("Vitrek Settings"));
     setObjectName(QStringLiteral("settings"));
@@ -90,6 +90,9 @@ SettingsWindow::SettingsWindow(Store& store, bool demo, QWidget* parent)
     p.openAtLogin = new QCheckBox(Labels::q(Texts::kOpenAtLogin), startup);
     p.openAtLogin->setChecked(Autostart::isEnabled());
     startupColumn->addWidget(p.showInMenuBar);
+    if (!trayAvailable) {
+        startupColumn->addWidget(caption(Texts::kNoTray));
+    }
     startupColumn->addWidget(p.openAtLogin);
     startupColumn->addWidget(caption(Texts::kOpenAtLoginCaption));
     generalColumn->addWidget(startup);

@@ -12,8 +12,9 @@ class SettingsWindow : public QWidget {
     Q_OBJECT
 
 public:
-    // `demo` keeps the login and purchase-date controls on screen only.
-    explicit SettingsWindow(Store& store, bool demo = false, QWidget* parent = nullptr);
+    // `demo` keeps the login and purchase-date controls on screen only. Without `trayAvailable`, a note
+    // under the tray setting says there is no tray and how to get one.
+    explicit SettingsWindow(Store& store, bool demo = false, bool trayAvailable = true, QWidget* parent = nullptr);
     ~SettingsWindow() override;
 
 private:

@@ -15,6 +15,7 @@
 
 #include <QApplication>
 #include <QPointer>
+#include <QSystemTrayIcon>
 
 #include <clocale>
 #include <cstdlib>
@@ -69,7 +70,7 @@ public:
         // Built anew each time, so the login switch shows the entry as it is now.
         delete m_settings;
         const bool demo = m_store.environment().isDemo && m_store.environment().isDemo();
-        m_settings = new SettingsWindow(m_store, demo);
+        m_settings = new SettingsWindow(m_store, demo, QSystemTrayIcon::isSystemTrayAvailable());
         m_settings->setWindowIcon(QApplication::windowIcon());
         m_settings->show();
         m_settings->raise();
@@ -84,6 +85,15 @@ private:
 };
 
 } // namespace
+
+void quitWhenClosedWithoutTray(QObject& context, std::function<bool()> trayAvailable) {
+    QObject::connect(qApp, &QGuiApplication::lastWindowClosed, &context,
+                     [trayAvailable = std::move(trayAvailable)] {
+                         if (!trayAvailable()) {
+                             QCoreApplication::quit();
+                         }
+                     });
+}
 
 bool hasDisplay() {
     return qEnvironmentVariableIsSet("QT_QPA_PLATFORM") || !qEnvironmentVariableIsEmpty("DISPLAY") ||
@@ -104,7 +114,7 @@ int runApplication(int argc, char** argv) {
     QApplication::setApplicationDisplayName(QStringLiteral("Vitrek"));
     QApplication::setApplicationVersion(QStringLiteral(VITREK_VERSION));
     QApplication::setDesktopFileName(QStringLiteral("vitrek"));
-    // The process lives on with its check-ups and tray after the last window closes.
+    // The process lives on with its check-ups and tray after the last window closes, where there is a tray.
     QApplication::setQuitOnLastWindowClosed(false);
 
     // A harness run renders, checks and quits: it neither waits for nor wakes a Vitrek already running.
@@ -128,6 +138,7 @@ int runApplication(int argc, char** argv) {
         return QApplication::exec();
     }
     Shell shell(store);
+    quitWhenClosedWithoutTray(shell, &QSystemTrayIcon::isSystemTrayAvailable);
     QObject::connect(&instance, &SingleInstance::activated, &shell, &Shell::showMain);
     shell.showMain();
     return QApplication::exec();

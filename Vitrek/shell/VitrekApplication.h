@@ -2,6 +2,10 @@
 
 #include <QIcon>
 
+#include <functional>
+
+class QObject;
+
 namespace vitrek {
 
 // The application's icon: the installed icon theme's "vitrek" when there is one, else the same drawing
@@ -11,6 +15,11 @@ QIcon applicationIcon();
 // The windowed program: claims the single instance, starts the kit and the Store, shows the main window
 // and the tray, and runs until the user quits. Returns the exit status.
 int runApplication(int argc, char** argv);
+
+// Quits when the last window closes and `trayAvailable` says the desktop has no tray: with no icon to
+// reopen it from, Vitrek would run on unseen. Asked at each close, since a tray can come up after launch.
+// Lasts as long as `context`.
+void quitWhenClosedWithoutTray(QObject& context, std::function<bool()> trayAvailable);
 
 // Whether a display is there to open windows on (X11, Wayland, or a platform chosen with QT_QPA_PLATFORM).
 bool hasDisplay();

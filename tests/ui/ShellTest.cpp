@@ -3,11 +3,13 @@
 #include "shell/LocaleDates.h"
 #include "shell/Preferences.h"
 #include "shell/SingleInstance.h"
+#include "shell/VitrekApplication.h"
 #include "support/TestSupport.h"
 
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <QApplication>
 #include <QCoreApplication>
 #include <QDateTime>
 #include <QDeadlineTimer>
@@ -16,7 +18,9 @@
 #include <QFileInfo>
 #include <QSettings>
 #include <QTemporaryDir>
+#include <QTimer>
 #include <QUuid>
+#include <QWidget>
 
 namespace vitrek {
 namespace {
@@ -219,6 +223,29 @@ TEST(ShellAppearanceTest, ThePortalDecidesBeforeThePaletteAndSnapshotsStandStill
         EXPECT_EQ(Appearance::reduceMotionFrom(animations, snapshotting), expected)
             << animations.value_or(false) << snapshotting;
     }
+}
+
+TEST(ShellQuitTest, ClosingTheLastWindowQuitsOnlyWhereThereIsNoTray) {
+    // As in the program: the application itself never quits when its windows close.
+    const bool quitOnClose = QApplication::quitOnLastWindowClosed();
+    QApplication::setQuitOnLastWindowClosed(false);
+    constexpr int kStillRunning = 7;
+    for (const bool trayAvailable : {false, true}) {
+        QObject shell;
+        int asked = 0;
+        quitWhenClosedWithoutTray(shell, [&] {
+            ++asked;
+            return trayAvailable;
+        });
+        QWidget window;
+        window.show();
+        QTimer::singleShot(0, &window, &QWidget::close);
+        QTimer::singleShot(1000, &shell, [] { QCoreApplication::exit(kStillRunning); });
+        EXPECT_EQ(QApplication::exec(), trayAvailable ? kStillRunning : 0) << trayAvailable;
+        // Decided when the window closed, not before.
+        EXPECT_EQ(asked, 1) << trayAvailable;
+    }
+    QApplication::setQuitOnLastWindowClosed(quitOnClose);
 }
 
 // 23:30 UTC is already Tuesday in Berlin, whatever zone the machine runs in; its seconds never show.

@@ -238,6 +238,18 @@ TEST_F(WindowTest, SwitchingThePurchaseDateOffFallsBackToTheSetUpDateAtOnce) {
     EXPECT_EQ(settings.size(), QSize(520, 400));
 }
 
+TEST_F(WindowTest, OnlyADesktopWithoutATraySaysSoUnderTheTraySetting) {
+    for (const bool trayAvailable : {true, false}) {
+        SettingsWindow settings{*store, false, trayAvailable};
+        const auto labels = settings.findChildren<QLabel*>();
+        const bool noted = std::any_of(labels.begin(), labels.end(), [](const QLabel* label) {
+            return label->text() == QString::fromUtf8(Texts::kNoTray) && !label->isHidden();
+        });
+        EXPECT_EQ(noted, !trayAvailable) << trayAvailable;
+        EXPECT_EQ(settings.size(), QSize(520, 400));
+    }
+}
+
 TEST_F(WindowTest, TheTrayIconIsRedrawnWhenRecoveryChangesAndFollowsTheSetting) {
     store->apply(reader->read(clock), {}, std::nullopt, false);
     Tray tray{*store};
