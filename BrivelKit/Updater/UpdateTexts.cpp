@@ -93,7 +93,8 @@ Window window(const UpdatePhase& phase, const Context& context) {
     case UpdatePhase::Kind::available: {
         std::vector<Line> lines{{notes(feed, context.currentVersion), Style::secondary}};
         if (!context.canInstallInPlace) {
-            lines.push_back({"Move " + app + " to your Applications folder to get updates automatically.",
+            lines.push_back({app + " can’t replace itself in the folder it runs from. Install it in a folder "
+                             "you own, such as ~/.local/opt, to get updates automatically.",
                              Style::warning});
         }
         const auto install = offersDownload(feed, context)

@@ -91,7 +91,8 @@ TEST(UpdateTextsTest, DownloadIsOfferedOnlyWithAnArchiveAKeyAndAWritableInstall)
                                            : Button{"Open Download Page", Action::openDownloadPage};
         EXPECT_EQ(shown.buttons, (std::vector<Button>{{"Later", Action::close}, install}));
         // The orange hint is about where the program lives, not about the feed or the key.
-        const Line hint{"Move Vitrek to your Applications folder to get updates automatically.",
+        const Line hint{"Vitrek can’t replace itself in the folder it runs from. Install it in a folder you "
+                        "own, such as ~/.local/opt, to get updates automatically.",
                         Style::warning};
         EXPECT_EQ(shown.lines.back() == hint, !row.inPlace);
     }
