@@ -43,8 +43,9 @@ constexpr const char* kSnapshotUsage =
     "usage: vitrek snapshot DIR [--only light|dark]\n"
     "\n"
     "Renders the screens on the demo machine to PNG files in DIR: the main window (01, 02), the tray\n"
-    "panel (03), Settings (04) and Health (07) in the light and dark appearances, the share card (05) and\n"
-    "a day that needs care (06). Your own data is not touched.\n"
+    "panel (03), Settings (04), Health (07) and Settings on a desktop without a tray (08) in the light\n"
+    "and dark appearances, the share card (05) and a day that needs care (06). Your own data is not\n"
+    "touched.\n"
     "\n"
     "  --only light|dark  render only that appearance (05 and 06 are always made)\n";
 

@@ -105,6 +105,9 @@ brivel::DemoTask run(QString dir, Store& store, int* written) {
         shots.push_back(mainWindow(store, Texts::Tab::health, kHealth, QStringLiteral("07-health-") + suffix));
         shots.push_back(Shot{std::make_unique<MenuBarPanel>(store), QStringLiteral("03-menubar-") + suffix, true});
         shots.push_back(Shot{std::make_unique<SettingsWindow>(store, true), QStringLiteral("04-settings-") + suffix, false});
+        // A desktop without a tray (stock GNOME) shows Settings with the note on how to get one.
+        shots.push_back(Shot{std::make_unique<SettingsWindow>(store, true, false),
+                             QStringLiteral("08-settings-no-tray-") + suffix, false});
         co_await render(std::move(shots), dir, written);
     }
 
@@ -158,8 +161,10 @@ std::string liveLine(const Store& store) {
         line += "none";
     }
     const auto& vitals = store.vitals();
-    const auto inRange = std::count_if(vitals.begin(), vitals.end(), [](const Vital& vital) { return vital.inRange; });
-    line += " · vitals " + std::to_string(inRange) + "/" + std::to_string(vitals.size());
+    const auto count = [&](bool (Vital::*test)() const) {
+        return std::to_string(std::count_if(vitals.begin(), vitals.end(), [&](const Vital& v) { return (v.*test)(); }));
+    };
+    line += " · vitals " + count(&Vital::within) + "/" + count(&Vital::measured);
     line += std::string(" · night ") + (store.night() ? "yes" : "none");
     return line;
 }

@@ -50,7 +50,7 @@ public:
     Memory memory() const override { return Memory{}; }
     std::string modelName() const override { return "The real machine"; }
     std::optional<Instant> bootTime() const override { return test::at("2026-11-20T08:00:00+01:00"); }
-    Heat heat() const override { return Heat::cool; }
+    std::optional<Heat> heat() const override { return Heat::cool; }
     double uptime() const override { return 0; }
     CPUTicks cpuTicks() const override { return {}; }
     std::optional<Instant> setUpDate() const override { return std::nullopt; }
@@ -228,12 +228,14 @@ TEST_F(HarnessRunTest, DarkSnapshotsWriteExactlyTheirFilesAtTheirSizes) {
     ASSERT_EQ(result.status, 0) << result.err;
     EXPECT_EQ(filesUnder(outDir()), (QStringList{"01-main-dark.png", "02-main-min-dark.png", "03-menubar-dark.png",
                                                  "04-settings-dark.png", "05-share-card.png",
-                                                 "06-main-needs-care-dark.png", "07-health-dark.png"}));
+                                                 "06-main-needs-care-dark.png", "07-health-dark.png",
+                                                 "08-settings-no-tray-dark.png"}));
     EXPECT_EQ(sizeOf("01-main-dark.png"), QSize(980, 820));
     EXPECT_EQ(sizeOf("02-main-min-dark.png"), QSize(820, 700));
     EXPECT_EQ(sizeOf("03-menubar-dark.png").width(), 320);
     EXPECT_GT(sizeOf("03-menubar-dark.png").height(), 200);
     EXPECT_EQ(sizeOf("04-settings-dark.png"), QSize(520, 400));
+    EXPECT_EQ(sizeOf("08-settings-no-tray-dark.png"), QSize(520, 400));
     EXPECT_EQ(sizeOf("05-share-card.png"), QSize(1080, 1350));
     EXPECT_EQ(sizeOf("06-main-needs-care-dark.png"), QSize(980, 820));
     EXPECT_EQ(sizeOf("07-health-dark.png"), QSize(980, 1060));
