@@ -34,7 +34,7 @@ StoreEnvironment completed(StoreEnvironment environment) {
     }
     if (!environment.heat) {
         auto reader = environment.reader;
-        environment.heat = [reader] { return reader ? reader->heat() : Heat::cool; };
+        environment.heat = [reader] { return reader ? reader->heat() : std::nullopt; };
     }
     if (!environment.loadPowerLog) {
         environment.loadPowerLog = [] { return PowerLogParser::SystemLog{}; };
@@ -128,7 +128,8 @@ void Store::tick(Instant now) {
     const Calendar calendar = m_env.calendar();
     const CPUTicks current = m_env.cpuTicks();
     const double load = CPUTicks::load(m_ticks, current);
-    m_env.files.append(Sample{now, load, m_env.heat()}, calendar);
+    // A sample always carries a level; without a sensor it adds no heat to the day's strain.
+    m_env.files.append(Sample{now, load, m_env.heat().value_or(Heat::cool)}, calendar);
     m_ticks = current;
     if (m_recorder) {
         m_recorder->checkUp(now);

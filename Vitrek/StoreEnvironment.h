@@ -28,7 +28,7 @@ class Store;
 struct StoreEnvironment {
     std::shared_ptr<const Reader> reader;
     std::function<CPUTicks()> cpuTicks;
-    std::function<Heat()> heat;
+    std::function<std::optional<Heat>()> heat;
     VitrekFiles files;
     // Runs on a background thread: it must not touch the Store. The problem, if any, is shown as a hint.
     std::function<PowerLogParser::SystemLog()> loadPowerLog;

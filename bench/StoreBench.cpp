@@ -28,7 +28,7 @@ public:
     Memory memory() const override { return {Pressure::normal, 1'200'000'000}; }
     std::string modelName() const override { return "ThinkPad X1 Carbon Gen 9 2021"; }
     std::optional<Instant> bootTime() const override { return fromUnixSeconds(1'709'280'000); }
-    Heat heat() const override { return Heat::cool; }
+    std::optional<Heat> heat() const override { return Heat::cool; }
     double uptime() const override { return 0; }
     CPUTicks cpuTicks() const override { return {}; }
     std::optional<Instant> setUpDate() const override { return fromUnixSeconds(1'640'000'000); }

@@ -39,6 +39,15 @@ const char* const kReportUsage =
 
 namespace {
 
+template <class T> void writeOptional(JsonWriter& json, std::string_view key, const std::optional<T>& value) {
+    json.key(key);
+    if (value) {
+        json.value(*value);
+    } else {
+        json.null();
+    }
+}
+
 void writeReading(JsonWriter& json, const Reading& reading) {
     json.beginObject();
     json.key("date").value(unixSeconds(reading.date));
@@ -60,19 +69,11 @@ void writeReading(JsonWriter& json, const Reading& reading) {
     json.key("totalBytes").value(reading.totalBytes);
     json.key("pressure").value(rawValue(reading.pressure));
     json.key("swapBytes").value(reading.swapBytes);
-    json.key("heat").value(rawValue(reading.heat));
+    writeOptional(json, "heat", reading.heat ? std::optional<int>(rawValue(*reading.heat)) : std::nullopt);
     json.key("bootedAt").value(unixSeconds(reading.bootedAt));
     json.endObject();
 }
 
-template <class T> void writeOptional(JsonWriter& json, std::string_view key, const std::optional<T>& value) {
-    json.key(key);
-    if (value) {
-        json.value(*value);
-    } else {
-        json.null();
-    }
-}
 
 std::optional<int> restOf(const Store& store) {
     return store.night() ? std::optional<int>(store.night()->score()) : std::nullopt;
@@ -114,12 +115,17 @@ std::optional<Reading> readingFromReportJson(std::string_view text, std::string&
         reading.freeBytes = asInteger<std::int64_t>(member(*document, "freeBytes"));
         reading.totalBytes = asInteger<std::int64_t>(member(*document, "totalBytes"));
         const auto pressure = pressureFromRawValue(asInteger<int>(member(*document, "pressure")));
-        const auto heat = heatFromRawValue(asInteger<int>(member(*document, "heat")));
-        if (!pressure || !heat) {
-            throw DecodeError(!pressure ? "pressure is not 1, 2 or 4" : "heat is not 0 to 3");
+        if (!pressure) {
+            throw DecodeError("pressure is not 1, 2 or 4");
         }
         reading.pressure = *pressure;
-        reading.heat = *heat;
+        // null or missing: the machine had no sensor that could be read.
+        if (const auto* heat = optionalMember(*document, "heat")) {
+            reading.heat = heatFromRawValue(asInteger<int>(*heat));
+            if (!reading.heat) {
+                throw DecodeError("heat is not 0 to 3 or null");
+            }
+        }
         reading.swapBytes = asInteger<std::int64_t>(member(*document, "swapBytes"));
         reading.bootedAt = fromUnixSeconds(asDouble(member(*document, "bootedAt")));
         return reading;
@@ -164,7 +170,7 @@ void writeReportJson(std::ostream& out, const Store& store) {
         json.key("symbol").value(vital.symbol);
         json.key("value").value(vital.value);
         json.key("range").value(vital.range);
-        json.key("inRange").value(vital.inRange);
+        writeOptional(json, "inRange", vital.inRange);
         json.endObject();
     }
     json.endArray();
@@ -235,7 +241,10 @@ std::string reportText(const Store& store, const Calendar& calendar) {
     text << "\nVitals\n";
     for (const auto& vital : store.vitals()) {
         text << "  " << vital.title << ": " << vital.value << " (healthy: " << vital.range << ")"
-             << (vital.inRange ? "" : "  ← outside its healthy range") << "\n";
+             << (!vital.measured() ? "  ← no sensor could be read"
+                 : vital.within()  ? ""
+                                   : "  ← outside its healthy range")
+             << "\n";
     }
 
     text << "\nAge\n";

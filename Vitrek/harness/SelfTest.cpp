@@ -6,6 +6,7 @@
 #include "files/VitrekFiles.h"
 #include "history/Milestone.h"
 #include "scores/VFmt.h"
+#include "screens/ScreenTexts.h"
 #include "shell/ImageFiles.h"
 
 #include <QDir>
@@ -19,13 +20,6 @@
 namespace vitrek::SelfTest {
 
 namespace {
-
-// Strain with one decimal, as the dial shows it.
-std::string oneDecimal(double value) {
-    std::array<char, 32> buffer{};
-    std::snprintf(buffer.data(), buffer.size(), "%.1f", value);
-    return buffer.data();
-}
 
 std::string sizeText(const QSize& size) {
     return std::to_string(size.width()) + " × " + std::to_string(size.height());
@@ -75,7 +69,7 @@ std::vector<Check> checks(const Store& store, const QString& dir) {
 
     const auto strain = store.strain();
     add(strain && *strain > 0 && *strain <= 21,
-        "strain is on the 0–21 scale (" + (strain ? oneDecimal(*strain) : std::string("none")) + ")");
+        "strain is on the 0–21 scale (" + (strain ? Texts::oneDecimal(*strain) : std::string("none")) + ")");
 
     add(store.night().has_value() && !store.tip().empty(), "rest and a tip are shown");
 
@@ -85,7 +79,7 @@ std::vector<Check> checks(const Store& store, const QString& dir) {
             (age ? VFmt::age(age->vitrekYears()) : std::string("none")) + ")");
 
     const auto& vitals = store.vitals();
-    const auto inRange = std::count_if(vitals.begin(), vitals.end(), [](const Vital& vital) { return vital.inRange; });
+    const auto inRange = std::count_if(vitals.begin(), vitals.end(), [](const Vital& vital) { return vital.within(); });
     add(vitals.size() == 5 && inRange == 4, "the Health Monitor flags the nearly full disk");
 
     add(store.streak() == 15 && Milestone::reached(15) == 14, "a 15-day streak shows the two-week milestone");

@@ -313,7 +313,14 @@ void HealthTab::refresh() {
             layout->addWidget(symbol);
             layout->addWidget(new Kicker(Labels::q(vital.title), tile));
             layout->addWidget(p.rowLabel(Fonts::system(17, QFont::Bold, true), Theme::Role::ink, vital.value));
-            layout->addWidget(new InRangeBadge(vital.inRange, 18, tile));
+            if (vital.measured()) {
+                layout->addWidget(new InRangeBadge(vital.within(), 18, tile));
+            } else {
+                // No badge for a value nobody measured; the space keeps the tiles' rows aligned.
+                auto* blank = new QWidget(tile);
+                blank->setFixedSize(18, 18);
+                layout->addWidget(blank);
+            }
             tile->setToolTip(Labels::q(Texts::vitalHelp(vital)));
             tile->setAccessibleName(Labels::q(Texts::vitalAccessibleName(vital)));
             p.tiles->addWidget(tile, 1);

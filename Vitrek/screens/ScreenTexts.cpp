@@ -26,8 +26,6 @@ constexpr const char* kMiddleDot = " · ";
 
 bool rightOnItsAge(double years) { return std::fabs(years) < kRightOnYears; }
 
-std::string oneDecimal(double value) { return printfText("%.1f", value); }
-
 std::string percentOf(double fraction) { return std::to_string(roundHalfAway(fraction * 100)) + "%"; }
 
 std::string withShortcut(const std::string& label, const std::string& shortcut) {
@@ -35,8 +33,13 @@ std::string withShortcut(const std::string& label, const std::string& shortcut) 
 }
 
 int inRangeCount(const std::vector<Vital>& vitals) {
+    return static_cast<int>(std::count_if(vitals.begin(), vitals.end(), [](const Vital& v) { return v.within(); }));
+}
+
+// A vital nobody could measure counts neither way.
+int measuredCount(const std::vector<Vital>& vitals) {
     return static_cast<int>(
-        std::count_if(vitals.begin(), vitals.end(), [](const Vital& v) { return v.inRange; }));
+        std::count_if(vitals.begin(), vitals.end(), [](const Vital& v) { return v.measured(); }));
 }
 
 // Ranges are written as sentences ("Under 80%") but read mid-line here; they start with ASCII letters.
@@ -50,6 +53,8 @@ std::string lowerFirst(std::string text) {
 } // namespace
 
 namespace Texts {
+
+std::string oneDecimal(double value) { return printfText("%.1f", value); }
 
 std::string recoveryWord(int recovery) { return std::string(Recovery::word(recovery)); }
 
@@ -236,7 +241,7 @@ AgeMini ageMini(const std::optional<MacAge>& age) {
 
 HealthMini healthMini(const std::vector<Vital>& vitals) {
     const int inRange = inRangeCount(vitals);
-    const int total = static_cast<int>(vitals.size());
+    const int total = measuredCount(vitals);
     const std::string caption = std::to_string(inRange) + "/" + std::to_string(total) + " metrics";
     if (inRange == total) {
         return HealthMini{"Within range", Theme::Role::good, caption};
@@ -361,21 +366,27 @@ double paceMarkerLeft(double pace, double width) {
 std::string ageFactorAmount(double years) { return (years < 0 ? kMinus : "+") + VFmt::age(std::fabs(years)); }
 
 std::string vitalHelp(const Vital& vital) {
+    if (!vital.measured()) {
+        return vital.title + ": not measured on this computer. Healthy range: " + vital.range + ".";
+    }
     return vital.title + ": " + vital.value + ". Healthy range: " + vital.range + ".";
 }
 
 std::string vitalAccessibleName(const Vital& vital) {
-    return vital.title + " " + vital.value + ", " + (vital.inRange ? "within range" : "outside range");
+    if (!vital.measured()) {
+        return vital.title + ", not measured";
+    }
+    return vital.title + " " + vital.value + ", " + (vital.within() ? "within range" : "outside range");
 }
 
 std::string healthFooter(const std::vector<Vital>& vitals) {
-    return std::to_string(inRangeCount(vitals)) + "/" + std::to_string(vitals.size()) + " within range";
+    return std::to_string(inRangeCount(vitals)) + "/" + std::to_string(measuredCount(vitals)) + " within range";
 }
 
 std::string outOfRangeLine(const std::vector<Vital>& vitals) {
     std::string line;
     for (const auto& vital : vitals) {
-        if (vital.inRange) {
+        if (!vital.measured() || vital.within()) {
             continue;
         }
         line += (line.empty() ? "" : kMiddleDot) + vital.title + ": healthy is " + lowerFirst(vital.range);

@@ -26,6 +26,9 @@ class Calendar;
 // of the Store's values. The widgets only paint what these return.
 namespace Texts {
 
+// A figure with one decimal, as the dials and cards show strain and age ("13.9").
+std::string oneDecimal(double value);
+
 // Placeholders and fixed lines.
 inline constexpr const char* kMissing = "–"; // a missing dial or card value
 inline constexpr const char* kReadingComputer = "Reading your computer…";
@@ -202,9 +205,9 @@ std::string ageFactorAmount(double years);
 // Health Monitor card.
 inline constexpr const char* kHealthKicker = "Health Monitor";
 inline constexpr const char* kHealthChecked = "Checked every minute";
-// "Memory: 62%. Healthy range: Under 80%."
+// "Memory: 62%. Healthy range: Under 80%."; "Temp: not measured on this computer. …" without a value.
 std::string vitalHelp(const Vital& vital);
-// "Memory 62%, within range" / "…, outside range".
+// "Memory 62%, within range" / "…, outside range" / "Temp, not measured".
 std::string vitalAccessibleName(const Vital& vital);
 // "4/5 within range".
 std::string healthFooter(const std::vector<Vital>& vitals);

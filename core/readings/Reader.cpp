@@ -13,7 +13,7 @@ Reading Reader::read(Instant now) const {
     const Memory memoryState = memory();
     auto model = modelName();
     auto ownBattery = battery();
-    const Heat thermal = heat();
+    const auto thermal = heat();
     const auto booted = bootTime();
     const Instant bootedAt = booted ? *booted : now - Seconds{uptime()};
     return Reading{now,

@@ -43,8 +43,8 @@ public:
     virtual std::string modelName() const = 0;
     // When the system last started; absent when unknown.
     virtual std::optional<Instant> bootTime() const = 0;
-    // The processor's thermal level; cool when unknown.
-    virtual Heat heat() const = 0;
+    // The processor's thermal level; absent when no sensor can be read.
+    virtual std::optional<Heat> heat() const = 0;
     // Seconds since the system started, by the clock that keeps counting during sleep; 0 when unknown.
     virtual double uptime() const = 0;
     // The cumulative processor counters; both 0 when unreadable.

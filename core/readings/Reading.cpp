@@ -39,7 +39,9 @@ Json toJson(const Reading& reading) {
     json["totalBytes"] = reading.totalBytes;
     json["pressure"] = rawValue(reading.pressure);
     json["swapBytes"] = reading.swapBytes;
-    json["heat"] = rawValue(reading.heat);
+    if (reading.heat) {
+        json["heat"] = rawValue(*reading.heat);
+    }
     json["bootedAt"] = referenceSeconds(reading.bootedAt);
     return json;
 }
@@ -53,6 +55,10 @@ BatteryInfo decodeBattery(const Json& object) {
         .percent = json::asInteger<int>(json::member(object, "percent")),
         .onAC = json::asBool(json::member(object, "onAC")),
     };
+}
+
+Heat decodeHeat(const Json& value) {
+    return json::required(heatFromRawValue(json::asInteger<int>(value)), "unknown heat");
 }
 
 } // namespace
@@ -74,8 +80,7 @@ std::optional<Reading> fromJson<Reading>(const Json& object) {
             .pressure = json::required(pressureFromRawValue(json::asInteger<int>(json::member(object, "pressure"))),
                                 "unknown pressure"),
             .swapBytes = json::asInteger<std::int64_t>(json::member(object, "swapBytes")),
-            .heat = json::required(heatFromRawValue(json::asInteger<int>(json::member(object, "heat"))),
-                            "unknown heat"),
+            .heat = json::optionalValue(object, "heat", decodeHeat),
             .bootedAt = fromReferenceSeconds(json::asDouble(json::member(object, "bootedAt"))),
         };
     });

@@ -28,7 +28,7 @@ struct Reading {
     std::int64_t totalBytes = 0;
     Pressure pressure = Pressure::normal;
     std::int64_t swapBytes = 0;
-    Heat heat = Heat::cool;
+    std::optional<Heat> heat;           // absent when no sensor can be read
     Instant bootedAt;
 
     // free ÷ total, 0…1; an unknown volume (total below 1 byte) counts as entirely free.
@@ -39,8 +39,9 @@ struct Reading {
     bool operator==(const Reading&) const = default;
 };
 
-// JSON forms with the field names as keys; dates as seconds since 2001-01-01 UTC. "battery", "health" and
-// "cycles" are omitted when absent and optional on decoding; every other key is required.
+// JSON forms with the field names as keys; dates as seconds since 2001-01-01 UTC. "battery", "health",
+// "cycles" and "heat" are omitted when absent and optional on decoding (a null "heat" too); every other
+// key is required.
 Json toJson(const BatteryInfo& battery);
 Json toJson(const Reading& reading);
 template <>

@@ -34,7 +34,7 @@ std::string tipFor(const Factor& factor, const Reading& reading, std::optional<i
     case Factor::Kind::memory:
         return "Memory is tight. Quit apps you're not using, especially browsers with many tabs.";
     case Factor::Kind::heat:
-        return "Your computer is running " + lowercased(title(reading.heat)) +
+        return "Your computer is running " + lowercased(title(reading.heat.value_or(Heat::cool))) +
                ". Give it some air, or check which app is keeping it busy.";
     case Factor::Kind::uptime:
         return "Restart tonight. It's been " + VFmt::uptime(reading.uptime()) +

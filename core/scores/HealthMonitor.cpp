@@ -13,8 +13,12 @@ std::vector<Vital> vitals(const Reading& reading) {
                       "Normal pressure", reading.pressure == Pressure::normal});
     result.push_back({Vital::Kind::swap, "Swap", "arrow.left.arrow.right", VFmt::bytes(reading.swapBytes),
                       "Under 8 GB", reading.swapBytes < swapLimit});
-    result.push_back({Vital::Kind::heat, "Temp", "thermometer.medium", std::string(title(reading.heat)),
-                      "Cool or warm", reading.heat == Heat::cool || reading.heat == Heat::warm});
+    if (reading.heat) {
+        result.push_back({Vital::Kind::heat, "Temp", "thermometer.medium", std::string(title(*reading.heat)),
+                          "Cool or warm", *reading.heat == Heat::cool || *reading.heat == Heat::warm});
+    } else {
+        result.push_back({Vital::Kind::heat, "Temp", "thermometer.medium", "–", "Cool or warm", std::nullopt});
+    }
 
     // The badge uses the exact ratio, so 9.96 % free shows "10% free" and is still out of range.
     const bool unknownVolume = reading.totalBytes < 1;

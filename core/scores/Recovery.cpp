@@ -100,8 +100,11 @@ std::vector<Factor> factors(const Reading& reading, std::optional<int> rest) {
                                                            : std::string{},
                       memory, 20});
 
-    result.push_back(
-        {Factor::Kind::heat, "Temperature", std::string(title(reading.heat)), {}, heatScore(reading.heat), 15});
+    // Without a sensor there is nothing to judge; a made-up "Cool" would be a false reading.
+    if (reading.heat) {
+        result.push_back({Factor::Kind::heat, "Temperature", std::string(title(*reading.heat)), {},
+                          heatScore(*reading.heat), 15});
+    }
 
     const double sinceBoot = secondsBetween(reading.bootedAt, reading.date);
     result.push_back({Factor::Kind::uptime, "Since last restart", VFmt::uptime(std::max(sinceBoot, 0.0)), {},

@@ -13,7 +13,7 @@ namespace vitrek {
 namespace Recovery {
 
 // The factors battery, storage, memory, heat, uptime and rest in that order; battery is left out without
-// a known battery health, rest without last night's rest score.
+// a known battery health, heat without a readable sensor, rest without last night's rest score.
 std::vector<Factor> factors(const Reading& reading, std::optional<int> rest);
 // The weighted mean of the factors' scores as a percentage; 0 for no factors.
 int score(const std::vector<Factor>& factors);

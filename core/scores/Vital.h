@@ -1,5 +1,6 @@
 #pragma once
 
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -14,7 +15,10 @@ struct Vital {
     std::string symbol; // name of the row's icon
     std::string value;
     std::string range; // the healthy range in words
-    bool inRange = false;
+    std::optional<bool> inRange; // absent when nothing was measured, which counts neither way
+
+    bool measured() const { return inRange.has_value(); }
+    bool within() const { return inRange.value_or(false); }
 
     Kind id() const { return kind; }
     bool operator==(const Vital&) const = default;

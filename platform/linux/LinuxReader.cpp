@@ -42,7 +42,7 @@
 //              critical from 95; a sensor with its own critical point C is hot from C − 15 and critical
 //              from C − 5. Readings outside 0…150 °C (0 is what a sensor that cannot be read reports;
 //              65261 °C occurs) and critical points below 60 °C (a firmware placeholder; one X570 board
-//              reports 20.8 °C) are ignored. Nothing readable gives cool.
+//              reports 20.8 °C) are ignored. Nothing readable gives no heat at all, never a made-up cool.
 // bootedAt     btime of proc/stat; read() falls back to now − proc/uptime (the boot-time clock, which
 //              keeps counting during sleep).
 // model        sys/class/dmi/id: see marketingName; then proc/device-tree/model (ARM boards, NUL-ended).
@@ -511,7 +511,7 @@ std::optional<Instant> LinuxReader::bootTime() const {
     return fromUnixSeconds(static_cast<double>(*seconds));
 }
 
-Heat LinuxReader::heat() const {
+std::optional<Heat> LinuxReader::heat() const {
     std::optional<Heat> hottest;
     const auto consider = [&](double temperature, std::optional<double> critical) {
         const Heat level = heatLevel(temperature, critical);
@@ -567,7 +567,7 @@ Heat LinuxReader::heat() const {
         }
         consider(*temperature, critical);
     }
-    return hottest.value_or(Heat::cool);
+    return hottest;
 }
 
 Heat LinuxReader::heatLevel(double celsius, std::optional<double> criticalCelsius) {

@@ -33,7 +33,7 @@ public:
     Memory memory() const override;
     std::string modelName() const override;
     std::optional<Instant> bootTime() const override;
-    Heat heat() const override;
+    std::optional<Heat> heat() const override;
     double uptime() const override;
     CPUTicks cpuTicks() const override;
     std::optional<Instant> setUpDate() const override;

@@ -105,7 +105,7 @@ public:
     Memory memory() const override { return Memory{}; }
     std::string modelName() const override { return "The real machine"; }
     std::optional<Instant> bootTime() const override { return std::nullopt; }
-    Heat heat() const override { return Heat::cool; }
+    std::optional<Heat> heat() const override { return Heat::cool; }
     double uptime() const override { return 0; }
     CPUTicks cpuTicks() const override { return {}; }
     std::optional<Instant> setUpDate() const override { return std::nullopt; }
@@ -134,7 +134,7 @@ TEST(DemoDataFill, GivesTheFiguresTheSelfTestExpectsAndRecordsNothing) {
     EXPECT_NEAR(store.age()->realYears, 2.8, 0.01);
     EXPECT_LT(store.age()->vitrekYears(), store.age()->realYears);
     const auto inRange = std::count_if(store.vitals().begin(), store.vitals().end(),
-                                       [](const Vital& vital) { return vital.inRange; });
+                                       [](const Vital& vital) { return vital.within(); });
     EXPECT_EQ(store.vitals().size(), 5u);
     EXPECT_EQ(inRange, 4);
     EXPECT_EQ(store.streak(), 15);

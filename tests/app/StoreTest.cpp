@@ -29,7 +29,7 @@ public:
     Memory memory() const override { return {}; }
     std::string modelName() const override { return "ThinkPad X1 Carbon Gen 9"; }
     std::optional<Instant> bootTime() const override { return test::at("2024-03-01T08:00:00+01:00"); }
-    Heat heat() const override { return Heat::warm; }
+    std::optional<Heat> heat() const override { return Heat::warm; }
     double uptime() const override { return 0; }
     CPUTicks cpuTicks() const override { return {}; }
     std::optional<Instant> setUpDate() const override { return test::at("2022-06-01T00:00:00Z"); }

@@ -68,6 +68,27 @@ TEST_F(ReportCommandTest, ReportsAStoredReadingWithLastNightAndWritesNothing) {
     EXPECT_FALSE(fs::exists(folder / "data"));
 }
 
+TEST_F(ReportCommandTest, AReadingWithoutATemperatureLeavesHeatOutRatherThanCallingItCool) {
+    auto reading = nlohmann::json::parse(kReading);
+    reading["heat"] = nullptr;
+    std::ofstream(folder / "sensorless.json") << reading.dump();
+    std::string out, err;
+    ASSERT_EQ(run({"--reading", (folder / "sensorless.json").string(), "--json"}, out, err), 0) << err;
+    const auto json = nlohmann::json::parse(out);
+    EXPECT_EQ(json["reading"], reading);
+    for (const auto& factor : json["factors"]) {
+        EXPECT_NE(factor["kind"], "heat");
+    }
+    const auto heat = std::find_if(json["vitals"].begin(), json["vitals"].end(),
+                                   [](const auto& vital) { return vital["kind"] == "heat"; });
+    ASSERT_NE(heat, json["vitals"].end());
+    EXPECT_EQ((*heat)["value"], "–");
+    EXPECT_EQ((*heat)["inRange"], nullptr);
+
+    ASSERT_EQ(run({"--reading", (folder / "sensorless.json").string(), "--tz", "UTC"}, out, err), 0) << err;
+    EXPECT_NE(out.find("Temp: – (healthy: Cool or warm)  ← no sensor could be read"), std::string::npos) << out;
+}
+
 TEST_F(ReportCommandTest, NamesWhatIsWrongWithAStoredReading) {
     std::ofstream(folder / "bad.json")
         << R"({"date": 1709636400, "model": "x", "freeBytes": 1, "totalBytes": 2,

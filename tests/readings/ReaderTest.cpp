@@ -22,7 +22,7 @@ struct CannedReader final : Reader {
     Memory memory() const override { return {Pressure::warning, 4096}; }
     std::string modelName() const override { return "ThinkPad X1 Carbon Gen 9"; }
     std::optional<Instant> bootTime() const override { return cannedBootTime; }
-    Heat heat() const override { return Heat::hot; }
+    std::optional<Heat> heat() const override { return Heat::hot; }
     double uptime() const override { return cannedUptime; }
     CPUTicks cpuTicks() const override { return {}; }
     std::optional<Instant> setUpDate() const override { return std::nullopt; }

@@ -49,13 +49,17 @@ TEST(ReadingJsonTest, EncodesInFieldOrderOmittingAbsentPartsAndRoundTrips) {
     EXPECT_EQ(fromJson<BatteryInfo>(toJson(unknownHealth)), unknownHealth);
 }
 
-TEST(ReadingJsonTest, EveryKeyButBatteryIsRequiredAndAWrongTypeFailsTheWholeReading) {
+TEST(ReadingJsonTest, EveryKeyButBatteryAndHeatIsRequiredAndAWrongTypeFailsTheWholeReading) {
     const auto line = toJson(kLaptop);
     for (const auto& item : line.items()) {
         auto json = line;
         json.erase(item.key());
-        EXPECT_EQ(fromJson<Reading>(json).has_value(), item.key() == "battery") << "without " << item.key();
+        const bool optional = item.key() == "battery" || item.key() == "heat";
+        EXPECT_EQ(fromJson<Reading>(json).has_value(), optional) << "without " << item.key();
     }
+    auto unmeasured = line;
+    unmeasured["heat"] = nullptr;
+    EXPECT_EQ(fromJson<Reading>(unmeasured).value().heat, std::nullopt);
     for (const auto* change : {R"({"pressure":3})", R"({"heat":4})", R"({"heat":"hot"})", R"({"model":2023})",
                                R"({"bootedAt":null})", R"({"battery":{"onAC":true}})",
                                R"({"battery":{"health":"0.9","percent":80,"onAC":true}})"}) {

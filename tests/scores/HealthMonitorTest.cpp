@@ -13,7 +13,7 @@ const Reading kEdge{{}, "", BatteryInfo{0.8, {}, 0, false}, 1000, 10'000, Pressu
 std::string summary(const Reading& reading) {
     std::string text;
     for (const auto& vital : HealthMonitor::vitals(reading)) {
-        text += vital.value + (vital.inRange ? " in; " : " out; ");
+        text += vital.value + (!vital.measured() ? " unmeasured; " : vital.within() ? " in; " : " out; ");
     }
     return text;
 }
@@ -38,6 +38,9 @@ TEST(HealthMonitorTest, JustPastTheEdgesVitalsAreOutThoughTheirRoundedTextsMatch
     EXPECT_EQ(summary(worst), "Critical out; 12.3 GB out; Very hot out; 100% free in; ");
     worst.battery.reset();
     EXPECT_EQ(summary(worst), "Critical out; 12.3 GB out; Very hot out; 100% free in; ");
+    // No sensor: the row stays, shows a dash and counts neither way.
+    worst.heat.reset();
+    EXPECT_EQ(summary(worst), "Critical out; 12.3 GB out; – unmeasured; 100% free in; ");
 }
 
 } // namespace

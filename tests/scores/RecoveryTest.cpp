@@ -27,7 +27,7 @@ std::string shown(std::size_t index, Set set, std::initializer_list<Input> input
     return text.str();
 }
 
-TEST(RecoveryTest, FactorsComeInFixedOrderLeavingOutAnUnknownBatteryHealthAndAMissingRest) {
+TEST(RecoveryTest, FactorsComeInFixedOrderLeavingOutWhatIsUnknown) {
     const std::vector<Factor> all = {
         {Factor::Kind::battery, "Battery health", "95%", "312 cycles", 1, 20},
         {Factor::Kind::storage, "Free storage", "300 GB", "30% left", 1, 25},
@@ -42,6 +42,11 @@ TEST(RecoveryTest, FactorsComeInFixedOrderLeavingOutAnUnknownBatteryHealthAndAMi
     EXPECT_EQ(Recovery::factors(desktop, 82), std::vector<Factor>(all.begin() + 1, all.end()));
     desktop.battery.reset();
     EXPECT_EQ(Recovery::factors(desktop, std::nullopt), std::vector<Factor>(all.begin() + 1, all.end() - 1));
+    auto noSensor = kLaptop;
+    noSensor.heat.reset();
+    auto withoutHeat = all;
+    withoutHeat.erase(withoutHeat.begin() + 3);
+    EXPECT_EQ(Recovery::factors(noSensor, 82), withoutHeat);
 }
 
 TEST(RecoveryTest, EachFactorsScoreBendsAtItsEdges) {

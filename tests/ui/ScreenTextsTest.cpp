@@ -61,7 +61,7 @@ Day dayOf(std::string id, int recovery, std::optional<double> strain = std::null
     return day;
 }
 
-Vital vital(const char* title, const char* range, bool inRange) {
+Vital vital(const char* title, const char* range, std::optional<bool> inRange) {
     return Vital{Vital::Kind::memory, title, "memorychip", "62%", range, inRange};
 }
 
@@ -356,6 +356,16 @@ TEST(ScreenTextsHealthTest, AllInRangeOrSomeToCheckAndTileTexts) {
     EXPECT_EQ(Texts::vitalHelp(vital("Swap", "Under 8 GB", true)), "Swap: 62%. Healthy range: Under 8 GB.");
     EXPECT_EQ(Texts::vitalAccessibleName(vital("Swap", "Under 8 GB", true)), "Swap 62%, within range");
     EXPECT_EQ(Texts::vitalAccessibleName(vital("Swap", "Under 8 GB", false)), "Swap 62%, outside range");
+
+    // A vital nobody could measure counts neither way.
+    const auto noSensor = vital("Temp", "Cool or warm", std::nullopt);
+    const std::vector<Vital> oneUnmeasured{vital("Memory", "Normal pressure", true), noSensor,
+                                           vital("Storage", "10% or more free", false)};
+    EXPECT_EQ(Texts::healthMini(oneUnmeasured), (Texts::HealthMini{"1 to check", Role::fair, "1/2 metrics"}));
+    EXPECT_EQ(Texts::healthFooter(oneUnmeasured), "1/2 within range");
+    EXPECT_EQ(Texts::outOfRangeLine(oneUnmeasured), "Storage: healthy is 10% or more free");
+    EXPECT_EQ(Texts::vitalAccessibleName(noSensor), "Temp, not measured");
+    EXPECT_EQ(Texts::vitalHelp(noSensor), "Temp: not measured on this computer. Healthy range: Cool or warm.");
 }
 
 TEST(ScreenTextsStressTest, MiniCardLevelsAndNowLine) {

@@ -44,7 +44,7 @@ public:
     std::optional<Instant> bootTime() const override {
         return test::at(needsCare ? "2024-02-01T08:00:00+01:00" : "2024-03-05T08:00:00+01:00");
     }
-    Heat heat() const override { return needsCare ? Heat::hot : Heat::cool; }
+    std::optional<Heat> heat() const override { return needsCare ? Heat::hot : Heat::cool; }
     double uptime() const override { return 0; }
     CPUTicks cpuTicks() const override { return {}; }
     std::optional<Instant> setUpDate() const override { return test::at("2022-06-01T00:00:00Z"); }
