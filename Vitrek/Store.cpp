@@ -106,13 +106,22 @@ void Store::start() {
     }
     const Calendar calendar = m_env.calendar();
     const Instant now = m_env.now();
-    setHistory(m_env.files.loadHistory());
-    m_env.files.pruneSamples(kKeptSampleDays, now, calendar);
-    if (m_env.startRecording && !m_recorder) {
+    m_writer = std::make_unique<WriterLock>(m_env.files.dir());
+    auto loaded = m_env.files.loadHistory(now, calendar);
+    setHistory(std::move(loaded.history));
+    if (loaded.problem) {
+        // Told once; the file itself is kept as it was, and saving goes on with what could be read.
+        emit storageTrouble(loaded.problem->text());
+    }
+    if (mayWrite()) {
+        m_env.files.pruneSamples(kKeptSampleDays, now, calendar);
+    }
+    // The night record is written by the one process that writes this folder.
+    if (m_env.startRecording && !m_recorder && m_writer->mayWrite()) {
         m_recorder = m_env.startRecording(this, m_env.files);
         publish(m_recording, m_recorder != nullptr && m_recorder->isRecording(), &Store::recordingChanged);
     }
-    apply(m_env.reader->read(now), m_env.files.samples(now, calendar), m_night, true);
+    apply(m_env.reader->read(now), samplesOf(now, calendar), m_night, true);
     loadNight();
 
     QTimer::singleShot(m_env.firstCheckUp, this, [this] { tick(m_env.now()); });
@@ -129,7 +138,15 @@ void Store::tick(Instant now) {
     const CPUTicks current = m_env.cpuTicks();
     const double load = CPUTicks::load(m_ticks, current);
     // A sample always carries a level; without a sensor it adds no heat to the day's strain.
-    m_env.files.append(Sample{now, load, m_env.heat().value_or(Heat::cool)}, calendar);
+    m_unsaved.push_back(Sample{now, load, m_env.heat().value_or(Heat::cool)});
+    // Three days of check-ups at most wait in memory; older ones could not be shown anyway.
+    constexpr std::size_t kMostUnsaved = 3 * 24 * 60;
+    if (m_unsaved.size() > kMostUnsaved) {
+        m_unsaved.erase(m_unsaved.begin(), m_unsaved.end() - static_cast<std::ptrdiff_t>(kMostUnsaved));
+    }
+    if (mayWrite()) {
+        flushSamples(calendar);
+    }
     m_ticks = current;
     if (m_recorder) {
         m_recorder->checkUp(now);
@@ -137,7 +154,73 @@ void Store::tick(Instant now) {
     if (m_nightAt && (secondsBetween(*m_nightAt, now) > m_env.nightReloadAfter || nightEndedSince(*m_nightAt, now))) {
         loadNight();
     }
-    apply(m_env.reader->read(now), m_env.files.samples(now, calendar), m_night, true);
+    apply(m_env.reader->read(now), samplesOf(now, calendar), m_night, true);
+}
+
+bool Store::mayWrite() {
+    if (!m_writer) {
+        return true;
+    }
+    const bool wasElsewhere = m_writer->state() == WriterLock::State::elsewhere;
+    m_writer->retry();
+    if (m_writer->state() == WriterLock::State::elsewhere) {
+        const auto holder = m_writer->holder();
+        noteWrite(Trouble::folder,
+                  FileProblem{m_env.files.dir(), "another Vitrek" +
+                                                     (holder ? " (process " + std::to_string(*holder) + ")"
+                                                             : std::string()) +
+                                                     " is recording here; this one only shows what it records"});
+        return false;
+    }
+    if (wasElsewhere) {
+        noteWrite(Trouble::folder, std::nullopt);
+    }
+    return true;
+}
+
+void Store::flushSamples(const Calendar& calendar) {
+    std::size_t written = 0;
+    std::optional<FileProblem> failed;
+    for (; written < m_unsaved.size(); ++written) {
+        if ((failed = m_env.files.append(m_unsaved[written], calendar))) {
+            break;
+        }
+    }
+    m_unsaved.erase(m_unsaved.begin(), m_unsaved.begin() + static_cast<std::ptrdiff_t>(written));
+    noteWrite(Trouble::samples, failed);
+}
+
+std::vector<Sample> Store::samplesOf(Instant date, const Calendar& calendar) const {
+    auto samples = m_env.files.samples(date, calendar);
+    const auto day = History::dayID(date, calendar);
+    for (const auto& sample : m_unsaved) {
+        if (History::dayID(sample.date, calendar) == day) {
+            samples.push_back(sample);
+        }
+    }
+    return samples;
+}
+
+void Store::noteWrite(Trouble kind, const std::optional<FileProblem>& problem) {
+    if (problem) {
+        const auto text = problem->text();
+        const auto [at, isNew] = m_troubles.try_emplace(kind, text);
+        at->second = text;
+        // Another writer is not trouble with the disk; the window shows it and --headless refuses.
+        if (isNew && kind != Trouble::folder) {
+            emit storageTrouble(text);
+        }
+    } else if (m_troubles.erase(kind) == 0) {
+        return;
+    }
+    std::string shown;
+    if (!m_troubles.empty()) {
+        const auto& first = m_troubles.begin()->second;
+        shown = m_troubles.begin()->first == Trouble::folder
+                    ? "Not saving: " + first + "."
+                    : "Can't save to " + first + ". Vitrek keeps checking up and saves when it can.";
+    }
+    publish(m_storageProblem, std::move(shown), &Store::storageProblemChanged);
 }
 
 bool Store::nightEndedSince(Instant loaded, Instant now) const {
@@ -185,7 +268,10 @@ void Store::apply(const Reading& reading, std::vector<Sample> samples, std::opti
             Day{History::dayID(reading.date, calendar), m_recovery, m_strain, rest, m_heavy, ageGap},
             kKeptDays);
         setHistory(std::move(history));
-        m_env.files.save(m_history);
+        // Kept in memory whatever happens on disk: the next save that works writes every day of it.
+        if (mayWrite()) {
+            noteWrite(Trouble::history, m_env.files.save(m_history));
+        }
     }
     publish(m_streak, m_history.streak(reading.date, calendar), &Store::streakChanged);
 }
@@ -235,7 +321,7 @@ void Store::finishNightLoad(NightLoad loaded) {
         return;
     }
     const Reading reading = *m_reading;
-    apply(reading, m_env.files.samples(reading.date, m_env.calendar()), m_night, true);
+    apply(reading, samplesOf(reading.date, m_env.calendar()), m_night, true);
 }
 
 void Store::updateAge() {
@@ -261,7 +347,7 @@ void Store::refresh() {
         return;
     }
     const Instant now = m_env.now();
-    apply(m_env.reader->read(now), m_env.files.samples(now, m_env.calendar()), m_night, true);
+    apply(m_env.reader->read(now), samplesOf(now, m_env.calendar()), m_night, true);
     loadNight();
 }
 

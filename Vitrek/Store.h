@@ -1,6 +1,7 @@
 #pragma once
 
 #include "StoreEnvironment.h"
+#include "files/WriterLock.h"
 #include "history/History.h"
 #include "powerlog/Night.h"
 #include "powerlog/NightSource.h"
@@ -14,6 +15,8 @@
 #include "time/Instant.h"
 
 #include <QObject>
+#include <map>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -46,6 +49,8 @@ class Store : public QObject {
     Q_PROPERTY(std::optional<vitrek::Instant> recordedSince READ recordedSince NOTIFY recordedSinceChanged)
     // Whether this process keeps Vitrek's own record of the nights (logind answered).
     Q_PROPERTY(bool recording READ recording NOTIFY recordingChanged)
+    // Why this session's check-ups are not reaching the data folder; empty while saving works.
+    Q_PROPERTY(std::string storageProblem READ storageProblem NOTIFY storageProblemChanged)
     Q_PROPERTY(std::optional<vitrek::MacAge> age READ age NOTIFY ageChanged)
     Q_PROPERTY(std::vector<vitrek::Sample> samples READ samples NOTIFY samplesChanged)
     Q_PROPERTY(std::vector<vitrek::Vital> vitals READ vitals NOTIFY vitalsChanged)
@@ -71,6 +76,10 @@ public:
     NightSourceKind nightSource() const { return m_nightSource; }
     std::optional<Instant> recordedSince() const { return m_recordedSince; }
     bool recording() const { return m_recording; }
+    const std::string& storageProblem() const { return m_storageProblem; }
+    // Whether another process holds the data folder's writer lock (after `start`), and which one.
+    bool writerElsewhere() const { return m_writer && m_writer->state() == WriterLock::State::elsewhere; }
+    std::optional<long> writerHolder() const { return m_writer ? m_writer->holder() : std::nullopt; }
     const History& history() const { return m_history; }
     const std::string& tip() const { return m_tip; }
     bool loadingNight() const { return m_loadingNight; }
@@ -140,6 +149,9 @@ signals:
     void stressNowChanged();
     void streakChanged();
     void measuredSinceChanged();
+    void storageProblemChanged();
+    // Each kind of trouble with the data folder, once until it works again: for the terminal modes.
+    void storageTrouble(const std::string& text);
 
 private:
     template <typename T> void publish(T& field, T value, void (Store::*changed)());
@@ -156,6 +168,15 @@ private:
     // Whether this morning's night window closed after `loaded` and by `now`: the night is then finished and
     // worth loading at once rather than within the hour.
     bool nightEndedSince(Instant loaded, Instant now) const;
+
+    enum class Trouble { folder, samples, history };
+    // Records the outcome of a write of that kind: a new problem is told once, a success clears it.
+    void noteWrite(Trouble kind, const std::optional<FileProblem>& problem);
+    bool mayWrite();
+    // Writes the samples kept while the disk failed, oldest first, stopping at the first failure.
+    void flushSamples(const Calendar& calendar);
+    // Today's stored samples and the ones still waiting to be written.
+    std::vector<Sample> samplesOf(Instant date, const Calendar& calendar) const;
 
     StoreEnvironment m_env;
 
@@ -178,6 +199,10 @@ private:
     std::optional<double> m_stressNow;
     int m_streak = 0;
     std::optional<Instant> m_measuredSince;
+    std::string m_storageProblem;
+    std::map<Trouble, std::string> m_troubles;
+    std::vector<Sample> m_unsaved; // check-ups the disk refused, kept for when it works again
+    std::unique_ptr<WriterLock> m_writer;
 
     std::optional<Instant> m_demoSetUp;
     CPUTicks m_ticks;

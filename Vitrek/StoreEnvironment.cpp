@@ -44,6 +44,14 @@ StoreEnvironment StoreEnvironment::system() {
     environment.boughtAt = [] { return storedBoughtAt(); };
     environment.setUpDate = [reader] { return reader->setUpDate(); };
     environment.isDemo = [] { return DemoData::isActive(); };
+    // A shorter interval lets tests watch many check-ups (and crashes between them) in a few seconds.
+    if (const char* every = std::getenv("VITREK_CHECKUP_MS")) {
+        const long milliseconds = std::strtol(every, nullptr, 10);
+        if (milliseconds >= 10 && milliseconds <= 60'000) {
+            environment.firstCheckUp = environment.secondCheckUp = environment.period =
+                std::chrono::milliseconds(milliseconds);
+        }
+    }
     environment.demoFill = [](Store& store) { DemoData::fill(store); };
     environment.startRecording = [](QObject* parent, const VitrekFiles& files) {
         auto* watchers = new QObject(parent);

@@ -115,7 +115,7 @@ void BM_SaveHistory(benchmark::State& state) {
     fs::remove_all(dir);
     const VitrekFiles files{dir};
     fill(files, now, calendar);
-    const History history = files.loadHistory();
+    const History history = files.loadHistory(now, calendar).history;
     for (auto _ : state) {
         files.save(history);
     }

@@ -9,6 +9,9 @@
 #include <QCoreApplication>
 #include <clocale>
 #include <csignal>
+#include <cstdlib>
+#include <iostream>
+#include <string>
 #include <ostream>
 
 namespace vitrek::cli {
@@ -21,6 +24,15 @@ extern "C" void leaveAtOnce(int) { _exit(0); }
 } // namespace
 
 int headless(int argc, char** argv, std::ostream& out) {
+    // Those variables turn the program into the demo machine, which records nothing: refuse rather than
+    // pretend to check up.
+    for (const char* harness : {"VITREK_SNAPSHOT_DIR", "VITREK_DEMO_DIR", "VITREK_SELFTEST"}) {
+        if (std::getenv(harness) != nullptr) {
+            std::cerr << "vitrek: --headless records this machine, so it does not run with " << harness
+                      << " set\n";
+            return 2;
+        }
+    }
     QCoreApplication application(argc, argv);
     // The application object adopts the user's locale; the figures are formatted with the C library and
     // must keep their decimal point.
@@ -42,7 +54,15 @@ int headless(int argc, char** argv, std::ostream& out) {
             << "  load " << Fmt::percent(static_cast<int>(roundHalfAway(store.samples().back().load * 100)))
             << std::endl;
     });
+    QObject::connect(&store, &Store::storageTrouble, &application,
+                     [](const std::string& text) { std::cerr << "vitrek: " << text << std::endl; });
     store.start();
+    if (store.writerElsewhere()) {
+        const auto holder = store.writerHolder();
+        std::cerr << "vitrek: another Vitrek" << (holder ? " (process " + std::to_string(*holder) + ")" : "")
+                  << " is already checking up into " << store.files().dir().string() << "\n";
+        return 2;
+    }
     out << "vitrek: checking up every minute into " << store.files().dir().string() << "; stop with Ctrl-C"
         << std::endl;
     return QCoreApplication::exec();

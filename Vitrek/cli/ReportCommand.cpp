@@ -313,7 +313,7 @@ std::unique_ptr<Store> checkUp(const CommandOptions& options, CommandContext& co
     // This machine's check-up, even in a process whose environment asks for the demo one.
     environment.isDemo = [] { return false; };
     auto store = std::make_unique<Store>(environment);
-    store->setHistory(store->files().peekHistory());
+    store->setHistory(store->files().peekHistory(now, *calendar));
     store->apply(*reading, store->files().samples(now, *calendar), night, false);
     return store;
 }

@@ -62,6 +62,8 @@ struct TodayTab::Parts {
     Glyph* tipSymbol = nullptr;
     QLabel* tip = nullptr;
 
+    QLabel* storage = nullptr; // why check-ups are not being saved; hidden while saving works
+
     std::vector<QLabel*> labels; // every label with a theme role, re-tinted on refresh
     std::vector<Kicker*> kickers;
 };
@@ -71,6 +73,12 @@ TodayTab::TodayTab(Store& store, QWidget* parent) : QWidget(parent), m_store(sto
     column->setContentsMargins(24, 8, 24, 24);
     column->setSpacing(16);
     buildDials(column);
+
+    m_parts->storage = Labels::make(Fonts::body(), Theme::Role::fair);
+    m_parts->storage->setWordWrap(true);
+    m_parts->storage->setVisible(false);
+    m_parts->labels.push_back(m_parts->storage);
+    column->addWidget(m_parts->storage);
 
     m_parts->banner = new MilestoneBanner(this);
     column->addWidget(m_parts->banner);
@@ -91,7 +99,7 @@ TodayTab::TodayTab(Store& store, QWidget* parent) : QWidget(parent), m_store(sto
                            &Store::historyChanged, &Store::tipChanged, &Store::loadingNightChanged,
                            &Store::recordingChanged, &Store::powerLogProblemChanged, &Store::ageChanged,
                            &Store::vitalsChanged, &Store::stressNowChanged, &Store::streakChanged,
-                           &Store::measuredSinceChanged},
+                           &Store::measuredSinceChanged, &Store::storageProblemChanged},
                           [this] { refresh(); });
     refresh();
 }
@@ -232,6 +240,9 @@ void TodayTab::refresh() {
         Labels::setText(block.sub, dials[i].sub);
         block.dial->setAccessibleName(Labels::q(dials[i].label + " " + dials[i].value));
     }
+
+    Labels::setText(p.storage, m_store.storageProblem());
+    p.storage->setVisible(!m_store.storageProblem().empty());
 
     const auto milestone = Texts::bannerMilestone(m_store.streak(), Preferences::shared().seenMilestone());
     if (milestone) {

@@ -1,6 +1,7 @@
 #include "files/VitrekFiles.h"
 
 #include "json/Json.h"
+#include "json/JsonFields.h"
 #include "time/Calendar.h"
 
 #include <fcntl.h>
@@ -13,6 +14,7 @@
 #include <cerrno>
 #include <charconv>
 #include <cmath>
+#include <cstring>
 #include <cstdlib>
 #include <set>
 #include <string>
@@ -32,6 +34,9 @@ constexpr std::string_view kPowerPrefix = "power-";
 constexpr std::string_view kDayFileSuffix = ".jsonl";
 constexpr const char* kHistoryName = "history.json";
 constexpr const char* kDamagedHistoryName = "history.json.damaged";
+constexpr std::size_t kKeptDamagedCopies = 5;
+// No day can lie after this one; used where there is no clock to say what tomorrow is.
+constexpr std::string_view kLastDayKey = "9999-12-31";
 
 std::optional<std::string> environment(const char* name) {
     const char* value = std::getenv(name);
@@ -72,16 +77,39 @@ fs::path defaultFolder() {
     return homeFolder().value_or(fs::path()) / ".local" / "share" / "Vitrek";
 }
 
-enum class ReadStatus { read, missing, failed };
+enum class ReadStatus { read, missing, notRegular, failed };
+
+constexpr const char* kNotRegular = "not a regular file";
+
+// Opens without following a link and without blocking, so a link, FIFO or device put in place of a data
+// file is neither followed nor waited on; only a regular file is ever read or written.
+int openDataFile(const fs::path& path, int flags, ReadStatus& status) {
+    int fd = -1;
+    do {
+        fd = ::open(path.c_str(), flags | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK, 0644);
+    } while (fd < 0 && errno == EINTR);
+    if (fd < 0) {
+        status = errno == ENOENT ? ReadStatus::missing
+                 : errno == ELOOP || errno == ENXIO || errno == EISDIR ? ReadStatus::notRegular
+                                                                          : ReadStatus::failed;
+        return -1;
+    }
+    struct stat info {};
+    if (::fstat(fd, &info) != 0 || !S_ISREG(info.st_mode)) {
+        ::close(fd);
+        status = ReadStatus::notRegular;
+        return -1;
+    }
+    status = ReadStatus::read;
+    return fd;
+}
 
 ReadStatus readFile(const fs::path& path, std::string& bytes) {
     bytes.clear();
-    int fd = -1;
-    do {
-        fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
-    } while (fd < 0 && errno == EINTR);
+    ReadStatus status = ReadStatus::read;
+    const int fd = openDataFile(path, O_RDONLY, status);
     if (fd < 0) {
-        return errno == ENOENT ? ReadStatus::missing : ReadStatus::failed;
+        return status;
     }
     char chunk[1 << 16];
     for (;;) {
@@ -111,17 +139,30 @@ bool writeAll(int fd, std::string_view bytes) {
     return true;
 }
 
+std::optional<FileProblem> problem(const fs::path& path, std::string reason) {
+    return FileProblem{path, std::move(reason)};
+}
+
+std::optional<FileProblem> problem(const fs::path& path, int error) {
+    return problem(path, std::generic_category().message(error));
+}
+
 // Appends the line with a single write: O_APPEND places it at the end atomically, so lines are never
 // interleaved and a crash leaves at worst a partial last line, which the reader skips. A short write is
 // therefore left as it is rather than completed by a second write. When an earlier crash left such a
 // partial line, the new line starts with a line feed, or it would be glued to the fragment and lost too.
-void appendLine(const fs::path& path, std::string_view line) {
-    int fd = -1;
-    do {
-        fd = ::open(path.c_str(), O_RDWR | O_APPEND | O_CREAT | O_CLOEXEC, 0644);
-    } while (fd < 0 && errno == EINTR);
+std::optional<FileProblem> appendLine(const fs::path& path, std::string_view line) {
+    ReadStatus opened = ReadStatus::read;
+    int fd = openDataFile(path, O_RDWR | O_APPEND, opened);
+    // A new file is created exclusively: whatever appeared under the name meanwhile is not written through.
+    for (int attempt = 0; fd < 0 && opened == ReadStatus::missing && attempt < 2; ++attempt) {
+        fd = openDataFile(path, O_RDWR | O_APPEND | O_CREAT | O_EXCL, opened);
+        if (fd < 0 && errno == EEXIST) {
+            fd = openDataFile(path, O_RDWR | O_APPEND, opened);
+        }
+    }
     if (fd < 0) {
-        return;
+        return opened == ReadStatus::notRegular ? problem(path, kNotRegular) : problem(path, errno);
     }
     std::string bytes;
     struct stat status {};
@@ -133,39 +174,118 @@ void appendLine(const fs::path& path, std::string_view line) {
         bytes += line;
         line = bytes;
     }
-    while (::write(fd, line.data(), line.size()) < 0 && errno == EINTR) {
+    ssize_t written = -1;
+    while ((written = ::write(fd, line.data(), line.size())) < 0 && errno == EINTR) {
     }
+    const int error = written < 0 ? errno : written < static_cast<ssize_t>(line.size()) ? ENOSPC : 0;
     ::close(fd);
+    return error != 0 ? problem(path, error) : std::nullopt;
 }
 
 // Replaces folder/name with `bytes` so that a reader, or a crash, sees either the old or the whole new
 // content: a temporary file in the same folder is written, flushed, and renamed over the name, and the
 // folder is flushed so the rename itself survives a power cut. On failure the old file stays untouched.
-bool replaceAtomically(const fs::path& folder, const std::string& name, std::string_view bytes) {
+std::optional<FileProblem> replaceAtomically(const fs::path& folder, const std::string& name,
+                                             std::string_view bytes) {
     std::string temporary = (folder / ("." + name + ".XXXXXX")).string();
     const int fd = ::mkostemp(temporary.data(), O_CLOEXEC);
     if (fd < 0) {
-        return false;
+        return problem(folder / name, errno);
     }
     const bool written = writeAll(fd, bytes) && ::fsync(fd) == 0;
-    if (::close(fd) != 0 || !written || ::rename(temporary.c_str(), (folder / name).c_str()) != 0) {
+    int error = written ? 0 : (errno != 0 ? errno : EIO);
+    if (::close(fd) != 0 && error == 0) {
+        error = errno;
+    }
+    if (error == 0 && ::rename(temporary.c_str(), (folder / name).c_str()) != 0) {
+        error = errno;
+    }
+    if (error != 0) {
         ::unlink(temporary.c_str());
-        return false;
+        return problem(folder / name, error);
     }
     if (const int folderFd = ::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC); folderFd >= 0) {
         ::fsync(folderFd);
         ::close(folderFd);
     }
-    return true;
+    return std::nullopt;
 }
 
-// Copies a History file that does not decode to the damaged copy. True when the file may be replaced:
-// it is missing, empty (nothing worth keeping), decodes, or has been copied.
-bool keepDamagedHistory(const fs::path& folder, const std::string& bytes) {
-    if (bytes.empty() || fromJsonText<History>(bytes)) {
-        return true;
+// The damaged copies of the History, oldest first: "history.json.damaged", then "-2", "-3" and so on.
+std::vector<std::pair<int, fs::path>> damagedCopies(const fs::path& folder) {
+    std::vector<std::pair<int, fs::path>> copies;
+    const std::string_view base = kDamagedHistoryName;
+    std::error_code error;
+    for (fs::directory_iterator it(folder, error), end; !error && it != end; it.increment(error)) {
+        const std::string name = it->path().filename().string();
+        if (!std::string_view(name).starts_with(base)) {
+            continue;
+        }
+        const std::string_view rest = std::string_view(name).substr(base.size());
+        int number = 1;
+        if (!rest.empty()) {
+            const auto [stop, failure] = std::from_chars(rest.data() + 1, rest.data() + rest.size(), number);
+            if (rest[0] != '-' || failure != std::errc{} || stop != rest.data() + rest.size() || number < 2) {
+                continue;
+            }
+        }
+        copies.emplace_back(number, it->path());
     }
-    return replaceAtomically(folder, kDamagedHistoryName, bytes);
+    std::sort(copies.begin(), copies.end());
+    return copies;
+}
+
+fs::path nextDamagedCopy(const fs::path& folder, const std::vector<std::pair<int, fs::path>>& copies) {
+    const int next = copies.empty() ? 1 : copies.back().first + 1;
+    return folder / (next == 1 ? std::string(kDamagedHistoryName)
+                               : std::string(kDamagedHistoryName) + "-" + std::to_string(next));
+}
+
+// Keeps the newest few damaged copies; each holds a History that could not be read whole.
+void pruneDamagedCopies(const fs::path& folder) {
+    auto copies = damagedCopies(folder);
+    std::error_code error;
+    for (std::size_t i = 0; i + kKeptDamagedCopies < copies.size(); ++i) {
+        fs::remove(copies[i].second, error);
+    }
+}
+
+// Keeps `bytes`, a History file that could not be read whole, as a new damaged copy, unless one of the
+// copies already holds exactly these bytes. An earlier copy is never replaced.
+std::optional<FileProblem> keepDamagedHistory(const fs::path& folder, const std::string& bytes) {
+    const auto copies = damagedCopies(folder);
+    std::string existing;
+    for (const auto& copy : copies) {
+        if (readFile(copy.second, existing) == ReadStatus::read && existing == bytes) {
+            return std::nullopt;
+        }
+    }
+    const auto target = nextDamagedCopy(folder, copies);
+    if (auto failed = replaceAtomically(folder, target.filename().string(), bytes)) {
+        return failed;
+    }
+    pruneDamagedCopies(folder);
+    return std::nullopt;
+}
+
+// Moves whatever that is not a regular file sits at history.json (a link, a FIFO, a folder) aside as a
+// damaged copy, without following or opening it, so a fresh History can be saved.
+std::optional<FileProblem> setAsideHistory(const fs::path& folder) {
+    const auto target = nextDamagedCopy(folder, damagedCopies(folder));
+    if (::rename((folder / kHistoryName).c_str(), target.c_str()) != 0) {
+        return problem(folder / kHistoryName, errno);
+    }
+    pruneDamagedCopies(folder);
+    return std::nullopt;
+}
+
+// How a stored History reads: absent when the bytes are not a History at all.
+std::optional<HistoryRead> readStoredHistory(std::string_view bytes, std::string_view latest) {
+    const Json document = json::parse(bytes);
+    if (document.is_discarded()) {
+        return std::nullopt;
+    }
+    return readHistory(document, latest);
 }
 
 fs::path sampleFile(const fs::path& folder, Instant date, const Calendar& calendar) {
@@ -179,19 +299,7 @@ std::optional<std::string> dayFileKey(std::string_view name, std::string_view pr
         return std::nullopt;
     }
     const auto key = name.substr(prefix.size(), kDayKeyLength);
-    int year = 0;
-    unsigned month = 0;
-    unsigned day = 0;
-    const auto number = [&](std::size_t at, std::size_t length, auto& value) {
-        const auto [end, error] = std::from_chars(key.data() + at, key.data() + at + length, value);
-        return error == std::errc{} && end == key.data() + at + length;
-    };
-    if (key[4] != '-' || key[7] != '-' || !number(0, 4, year) || !number(5, 2, month) || !number(8, 2, day)) {
-        return std::nullopt;
-    }
-    static constexpr unsigned kDays[] = {31, 29, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
-    const bool leap = (year % 4 == 0 && year % 100 != 0) || year % 400 == 0;
-    if (month < 1 || month > 12 || day < 1 || day > (month == 2 && !leap ? 28 : kDays[month - 1])) {
+    if (!History::isDayKey(key)) {
         return std::nullopt;
     }
     return std::string(key);
@@ -289,7 +397,8 @@ std::optional<Sample> writtenSample(std::string_view line) {
     const auto date = member(line, "\"date\":", ',');
     const auto load = member(line, "\"load\":", ',');
     const auto heatValue = member(line, "\"heat\":", '}');
-    if (!date || !load || !heatValue || !line.empty() || std::trunc(*heatValue) != *heatValue) {
+    if (!date || !load || !heatValue || !line.empty() || std::trunc(*heatValue) != *heatValue ||
+        !loadIfPossible(*load)) {
         return std::nullopt;
     }
     const auto heat = heatFromRawValue(static_cast<int>(std::clamp(*heatValue, -1.0, 4.0)));
@@ -304,14 +413,26 @@ std::optional<Sample> writtenSample(std::string_view line) {
 VitrekFiles::VitrekFiles(std::optional<std::filesystem::path> dir)
     : m_dir(dir ? std::move(*dir) : defaultFolder()) {}
 
-void VitrekFiles::append(const Sample& sample, const Calendar& calendar) const {
-    // JSON has no form for NaN or infinity; written as null the line could never be read back.
-    if (!std::isfinite(referenceSeconds(sample.date)) || !std::isfinite(sample.load)) {
-        return;
-    }
+std::string FileProblem::text() const { return path.string() + ": " + reason; }
+
+std::optional<FileProblem> VitrekFiles::createFolder() const {
     std::error_code error;
     fs::create_directories(m_dir, error);
-    appendLine(sampleFile(m_dir, sample.date, calendar), compactText(toJson(sample)) + '\n');
+    if (error) {
+        return FileProblem{m_dir, error.message()};
+    }
+    return std::nullopt;
+}
+
+std::optional<FileProblem> VitrekFiles::append(const Sample& sample, const Calendar& calendar) const {
+    // JSON has no form for NaN or infinity; written as null the line could never be read back.
+    if (!std::isfinite(referenceSeconds(sample.date)) || !std::isfinite(sample.load)) {
+        return std::nullopt;
+    }
+    if (auto failed = createFolder()) {
+        return failed;
+    }
+    return appendLine(sampleFile(m_dir, sample.date, calendar), compactText(toJson(sample)) + '\n');
 }
 
 std::vector<Sample> VitrekFiles::samples(Instant date, const Calendar& calendar) const {
@@ -342,22 +463,24 @@ std::vector<Sample> VitrekFiles::samples(Instant date, const Calendar& calendar)
 
 void VitrekFiles::pruneSamples(int keepingDays, Instant now, const Calendar& calendar) const {
     const auto kept = lastDays(keepingDays, now, calendar);
-    // Not recursive: a folder that happens to carry the prefix is only removed when empty.
+    // The folder may be one the user chose for other things too: only this program's own files go.
     removeWhere(m_dir, [&](const fs::directory_entry& entry) {
-        const std::string name = entry.path().filename().string();
-        return name.starts_with(kSamplesPrefix) &&
-               !kept.contains(std::string_view(name).substr(kSamplesPrefix.size(), kDayKeyLength));
+        const auto key = dayFileKey(entry.path().filename().string(), kSamplesPrefix);
+        std::error_code error;
+        return key && !kept.contains(*key) && entry.symlink_status(error).type() == fs::file_type::regular;
     });
 }
 
-void VitrekFiles::appendPowerRecord(const PowerRecord& record, const Calendar& calendar) const {
+std::optional<FileProblem> VitrekFiles::appendPowerRecord(const PowerRecord& record,
+                                                          const Calendar& calendar) const {
     if (!std::isfinite(unixSeconds(record.date))) {
-        return;
+        return std::nullopt;
     }
-    std::error_code error;
-    fs::create_directories(m_dir, error);
+    if (auto failed = createFolder()) {
+        return failed;
+    }
     const auto name = std::string(kPowerPrefix) + History::dayID(record.date, calendar) + std::string(kDayFileSuffix);
-    appendLine(m_dir / name, compactText(toJson(record)) + '\n');
+    return appendLine(m_dir / name, compactText(toJson(record)) + '\n');
 }
 
 std::vector<PowerRecord> VitrekFiles::powerRecords() const {
@@ -399,38 +522,76 @@ void VitrekFiles::prunePowerRecords(int keepingDays, Instant now, const Calendar
     });
 }
 
-History VitrekFiles::loadHistory() const {
+VitrekFiles::LoadedHistory VitrekFiles::loadHistory(Instant now, const Calendar& calendar) const {
+    const fs::path path = m_dir / kHistoryName;
+    std::string bytes;
+    switch (readFile(path, bytes)) {
+    case ReadStatus::missing: return {};
+    case ReadStatus::failed: return {{}, problem(path, errno)};
+    case ReadStatus::notRegular: {
+        auto failed = setAsideHistory(m_dir);
+        return {{}, failed ? failed : problem(path, "not a regular file; set aside, a new history starts")};
+    }
+    case ReadStatus::read: break;
+    }
+    const auto tomorrow = calendar.addingDays(now, 1);
+    const auto latest = tomorrow ? History::dayID(*tomorrow, calendar) : std::string(kLastDayKey);
+    auto read = readStoredHistory(bytes, latest);
+    if (read && read->dropped == 0) {
+        return {std::move(read->history), std::nullopt};
+    }
+    if (bytes.empty()) {
+        return {};
+    }
+    // Whatever could not be read stays on disk as it was, under its own name.
+    if (auto failed = keepDamagedHistory(m_dir, bytes)) {
+        return {read ? std::move(read->history) : History{}, failed};
+    }
+    const std::string kept = read ? std::to_string(read->history.days.size()) + " days kept, " +
+                                        std::to_string(read->dropped) + " unreadable left out"
+                                  : "unreadable";
+    return {read ? std::move(read->history) : History{},
+            problem(path, kept + "; the original is kept as a damaged copy")};
+}
+
+History VitrekFiles::peekHistory(Instant now, const Calendar& calendar) const {
     std::string bytes;
     if (readFile(m_dir / kHistoryName, bytes) != ReadStatus::read) {
         return {};
     }
-    if (auto history = fromJsonText<History>(bytes)) {
-        return std::move(*history);
-    }
-    keepDamagedHistory(m_dir, bytes);
-    return {};
+    const auto tomorrow = calendar.addingDays(now, 1);
+    auto read = readStoredHistory(bytes, tomorrow ? History::dayID(*tomorrow, calendar) : std::string(kLastDayKey));
+    return read ? std::move(read->history) : History{};
 }
 
-History VitrekFiles::peekHistory() const {
-    std::string bytes;
-    if (readFile(m_dir / kHistoryName, bytes) != ReadStatus::read) {
-        return {};
+std::optional<FileProblem> VitrekFiles::save(const History& history) const {
+    if (auto failed = createFolder()) {
+        return failed;
     }
-    return fromJsonText<History>(bytes).value_or(History{});
-}
-
-void VitrekFiles::save(const History& history) const {
-    std::error_code error;
-    fs::create_directories(m_dir, error);
     // A save may come without a load before it, so the damaged-file rule is checked here too. A file
     // that exists but cannot be read cannot be copied either, so it is not replaced.
+    const fs::path path = m_dir / kHistoryName;
     std::string existing;
-    const auto status = readFile(m_dir / kHistoryName, existing);
-    if (status == ReadStatus::failed ||
-        (status == ReadStatus::read && !keepDamagedHistory(m_dir, existing))) {
-        return;
+    switch (readFile(path, existing)) {
+    case ReadStatus::missing: break;
+    case ReadStatus::failed: return problem(path, std::string(std::strerror(errno)) + "; not replaced");
+    case ReadStatus::notRegular:
+        if (auto failed = setAsideHistory(m_dir)) {
+            return failed;
+        }
+        break;
+    case ReadStatus::read:
+        if (!existing.empty()) {
+            const auto read = readStoredHistory(existing, kLastDayKey);
+            if (!read || read->dropped > 0) {
+                if (auto failed = keepDamagedHistory(m_dir, existing)) {
+                    return failed;
+                }
+            }
+        }
+        break;
     }
-    replaceAtomically(m_dir, kHistoryName, compactText(toJson(history)));
+    return replaceAtomically(m_dir, kHistoryName, compactText(toJson(history)));
 }
 
 } // namespace vitrek

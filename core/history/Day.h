@@ -20,7 +20,8 @@ struct Day {
 };
 
 // {"id", "recovery", "strain", "rest", "stress", "ageGap"}; the optional members are written only when
-// present and read as absent when missing or null. A wrongly typed value fails the decoding.
+// present and read as absent when missing or null. A wrongly typed value, or one outside its range
+// (recovery and rest 0…100, strain 0…21, stress 0…90 000 s, age gap within ±100 years), fails the decoding.
 Json toJson(const Day& day);
 template <>
 std::optional<Day> fromJson<Day>(const Json& json);

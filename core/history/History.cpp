@@ -125,6 +125,25 @@ std::optional<double> History::ageGap(Instant now, const Calendar& calendar) con
     return best;
 }
 
+bool History::isDayKey(std::string_view id) {
+    if (id.size() != 10 || id[4] != '-' || id[7] != '-') {
+        return false;
+    }
+    int year = 0;
+    unsigned month = 0;
+    unsigned day = 0;
+    const auto number = [&](std::size_t at, std::size_t length, auto& value) {
+        const auto [end, error] = std::from_chars(id.data() + at, id.data() + at + length, value);
+        return error == std::errc{} && end == id.data() + at + length;
+    };
+    if (!number(0, 4, year) || !number(5, 2, month) || !number(8, 2, day)) {
+        return false;
+    }
+    static constexpr unsigned kDays[] = {31, 29, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
+    const bool leap = (year % 4 == 0 && year % 100 != 0) || year % 400 == 0;
+    return month >= 1 && month <= 12 && day >= 1 && day <= (month == 2 && !leap ? 28 : kDays[month - 1]);
+}
+
 Json toJson(const History& history) {
     auto days = Json::array();
     for (const auto& day : history.days) {
@@ -153,6 +172,33 @@ std::optional<History> fromJson<History>(const Json& object) {
         }
         return history;
     });
+}
+
+std::optional<HistoryRead> readHistory(const Json& object, std::string_view latest) {
+    const auto* list = object.is_object() && object.contains("days") ? &object["days"] : nullptr;
+    if (list == nullptr || !list->is_array()) {
+        return std::nullopt;
+    }
+    HistoryRead read;
+    read.history.days.reserve(list->size());
+    for (const auto& element : *list) {
+        auto day = fromJson<Day>(element);
+        // Keys compare as text: both are zero-padded "YYYY-MM-DD".
+        if (!day || !History::isDayKey(day->id) || day->id > latest) {
+            ++read.dropped;
+            continue;
+        }
+        read.history.days.push_back(std::move(*day));
+    }
+    auto& days = read.history.days;
+    std::stable_sort(days.begin(), days.end(), [](const Day& a, const Day& b) { return a.id < b.id; });
+    // Of a repeated id the later entry wins, as `record` would have replaced the earlier one.
+    const auto repeated = std::unique(days.rbegin(), days.rend(),
+                                      [](const Day& a, const Day& b) { return a.id == b.id; });
+    const auto kept = static_cast<std::size_t>(std::distance(days.rbegin(), repeated));
+    read.dropped += static_cast<int>(days.size() - kept);
+    days.erase(days.begin(), days.begin() + static_cast<std::ptrdiff_t>(days.size() - kept));
+    return read;
 }
 
 } // namespace vitrek

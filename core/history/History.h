@@ -21,6 +21,8 @@ struct History {
     static std::string dayID(Instant date, const Calendar& calendar);
     // The start of the day a key names (unpadded numbers are accepted); absent when the key is malformed.
     static std::optional<Instant> date(std::string_view id, const Calendar& calendar);
+    // Whether `id` is a key exactly as dayID writes it, "YYYY-MM-DD", naming a real calendar date.
+    static bool isDayKey(std::string_view id);
 
     // Inserts or replaces the record for day.id, keeping the list sorted and only the newest `keep` days.
     void record(Day day, int keep);
@@ -36,5 +38,15 @@ struct History {
 Json toJson(const History& history);
 template <>
 std::optional<History> fromJson<History>(const Json& json);
+
+// A stored History read day by day, so one bad entry costs that day and not the others.
+struct HistoryRead {
+    History history;
+    int dropped = 0; // entries left out
+};
+// Keeps every entry that decodes as a Day whose id is a real day key no later than `latest` (a day key);
+// the others are dropped and counted, and of a repeated id the last entry is kept. Absent when the
+// document has no "days" list at all.
+std::optional<HistoryRead> readHistory(const Json& json, std::string_view latest);
 
 } // namespace vitrek

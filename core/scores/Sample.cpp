@@ -12,12 +12,19 @@ Json toJson(const Sample& sample) {
     return json;
 }
 
+std::optional<double> loadIfPossible(double load) {
+    if (!(load >= 0 && load <= 1)) {
+        return std::nullopt;
+    }
+    return load;
+}
+
 template <>
 std::optional<Sample> fromJson<Sample>(const Json& object) {
     return json::guarded([&] {
         return Sample{
             .date = fromReferenceSeconds(json::asDouble(json::member(object, "date"))),
-            .load = json::asDouble(json::member(object, "load")),
+            .load = json::required(loadIfPossible(json::asDouble(json::member(object, "load"))), "load outside 0…1"),
             .heat = json::required(heatFromRawValue(json::asInteger<int>(json::member(object, "heat"))),
                                    "unknown heat"),
         };

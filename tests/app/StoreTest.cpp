@@ -204,7 +204,7 @@ TEST_F(StoreTest, CheckUpsOfOneDayShareOneDayAndTheFirstAfterMidnightStartsANewO
     EXPECT_EQ(store.history().days[0], evening);
     EXPECT_EQ(store.history().days[1].id, "2024-03-06");
     EXPECT_EQ(store.streak(), 2);
-    EXPECT_EQ(VitrekFiles{dir}.loadHistory(), store.history());
+    EXPECT_EQ(VitrekFiles{dir}.peekHistory(store.reading()->date, test::berlin()), store.history());
 }
 
 TEST_F(StoreTest, DerivedValuesAndTheAgeWaitForAReading) {
@@ -311,7 +311,7 @@ TEST_F(StoreTest, TheRealLoopRecordsSamplesAndTheHistory) {
     EXPECT_TRUE(runUntil([&] { return store.samples().size() >= 4 && !store.loadingNight(); }));
     EXPECT_TRUE(fs::exists(samples));
     EXPECT_TRUE(fs::exists(dir / "history.json"));
-    EXPECT_EQ(VitrekFiles{dir}.loadHistory(), store.history());
+    EXPECT_EQ(VitrekFiles{dir}.peekHistory(store.reading()->date, test::berlin()), store.history());
 }
 
 } // namespace

@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 #include <pwd.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cmath>
@@ -50,6 +51,9 @@ protected:
     ~VitrekFilesTest() override { fs::remove_all(folder); }
 
     VitrekFiles files() const { return VitrekFiles{folder}; }
+    History loaded() const { return files().loadHistory(kToday, test::berlin()).history; }
+
+    inline static const Instant kToday = test::local(test::berlin(), 2025, 1, 10, 12, 0, 0);
 
     const fs::path folder;
 };
@@ -118,11 +122,13 @@ TEST_F(VitrekFilesTest, BlankForeignAndIncompleteLinesAreSkipped) {
 
 TEST_F(VitrekFilesTest, PruningKeepsTheLastDaysSampleFilesOnly) {
     const auto now = test::local(kBerlin, 2025, 1, 10, 0, 30);
-    const std::set<std::string> others{"history.json", "notes.txt", "sample-2025-01-01.jsonl"};
-    const std::set<std::string> doomed{"samples-2025-01-07.jsonl", "samples-2025-01-11.jsonl",
-                                       "samples-junk.jsonl", "samples-"};
+    // The folder may be an ordinary one: only this program's own day files ever go.
+    const std::set<std::string> others{"history.json",       "notes.txt",  "sample-2025-01-01.jsonl",
+                                       "samples-junk.jsonl", "samples-",   "samples-of-my-thesis.docx",
+                                       "samples-2025-02-30.jsonl", "samples-2025-01-10.jsonl.old"};
+    const std::set<std::string> doomed{"samples-2025-01-07.jsonl", "samples-2025-01-11.jsonl"};
     const std::set<std::string> kept{"samples-2025-01-08.jsonl", "samples-2025-01-09.jsonl",
-                                     "samples-2025-01-10.jsonl", "samples-2025-01-10.jsonl.old"};
+                                     "samples-2025-01-10.jsonl"};
     for (const int days : {3, 0, -1}) {
         fs::create_directories(folder);
         for (const auto& set : {others, doomed, kept}) {
@@ -130,8 +136,12 @@ TEST_F(VitrekFilesTest, PruningKeepsTheLastDaysSampleFilesOnly) {
                 writeBytes(folder / name, "x");
             }
         }
+        fs::create_directories(folder / "samples-empty");
+        fs::create_directories(folder / "samples-2025-01-01.jsonl");
+        fs::create_symlink(folder / "notes.txt", folder / "samples-2025-01-02.jsonl");
         files().pruneSamples(days, now, kBerlin);
         auto expected = others;
+        expected.insert({"samples-empty", "samples-2025-01-01.jsonl", "samples-2025-01-02.jsonl"});
         if (days == 3) {
             expected.insert(kept.begin(), kept.end());
         }
@@ -178,41 +188,125 @@ TEST_F(VitrekFilesTest, SaveWritesCompactJSONAtomicallyAndLoadReadsItBack) {
               R"({"days":[{"id":"2025-01-05","recovery":70,"strain":12.5,"ageGap":-0.25},)"
               R"({"id":"2025-01-06","recovery":81,"rest":90,"stress":600.0}]})");
     EXPECT_EQ(names(folder), std::set<std::string>{"history.json"});
-    EXPECT_EQ(files().loadHistory(), history);
+    EXPECT_EQ(loaded(), history);
 }
 
 TEST_F(VitrekFilesTest, AMissingOrEmptyHistoryLoadsEmptyAndIsNotKept) {
-    EXPECT_EQ(files().loadHistory(), History{});
+    EXPECT_EQ(loaded(), History{});
     EXPECT_FALSE(fs::exists(folder));
     fs::create_directories(folder);
     writeBytes(folder / "history.json", "");
-    EXPECT_EQ(files().loadHistory(), History{});
+    EXPECT_EQ(loaded(), History{});
     files().save(History{{Day{"2025-01-05", 70, {}, {}, {}, {}}}});
     EXPECT_EQ(names(folder), std::set<std::string>{"history.json"});
 }
 
-// A History that does not decode is a person's record all the same: it must survive the next save.
-TEST_F(VitrekFilesTest, ADamagedHistoryIsKeptBeforeAnySaveReplacesIt) {
+// A History that does not decode is a person's record all the same: it must survive the next save, and
+// so must every earlier damaged copy.
+TEST_F(VitrekFilesTest, ADamagedHistoryIsKeptUnderItsOwnNameBeforeAnySaveReplacesIt) {
     const History fresh{{Day{"2025-01-06", 55, {}, {}, {}, {}}}};
-    const auto damaged = folder / "history.json.damaged";
+    const auto older = folder / "history.json.damaged";
+    const auto damaged = folder / "history.json.damaged-2";
     // Another shape, a truncated file, and bytes that are not text.
     for (const std::string bytes :
          {R"({"days":{"id":"2025-01-05"}})", R"({"days":[{"id":"2025-01-05","rec)", "\xff\xfe\r\n"}) {
         for (const bool loadFirst : {true, false}) {
             fs::create_directories(folder);
-            writeBytes(damaged, "an older damaged copy");
+            writeBytes(older, "an older damaged copy");
             writeBytes(folder / "history.json", bytes);
             if (loadFirst) {
-                EXPECT_EQ(files().loadHistory(), History{}) << bytes;
+                const auto load = files().loadHistory(kToday, kBerlin);
+                EXPECT_EQ(load.history, History{}) << bytes;
+                EXPECT_TRUE(load.problem.has_value());
                 EXPECT_EQ(readBytes(damaged), bytes);
             }
-            files().save(fresh);
+            EXPECT_EQ(files().save(fresh), std::nullopt);
             EXPECT_EQ(readBytes(damaged), bytes);
-            EXPECT_EQ(files().loadHistory(), fresh);
-            EXPECT_EQ(names(folder), (std::set<std::string>{"history.json", "history.json.damaged"}));
+            EXPECT_EQ(readBytes(older), "an older damaged copy");
+            EXPECT_EQ(loaded(), fresh);
+            EXPECT_EQ(names(folder),
+                      (std::set<std::string>{"history.json", "history.json.damaged", "history.json.damaged-2"}));
             fs::remove_all(folder);
         }
     }
+    // Each new damage gets the next number; the same bytes are not copied twice; five copies at most.
+    fs::create_directories(folder);
+    for (int damage = 1; damage <= 7; ++damage) {
+        writeBytes(folder / "history.json", "damage " + std::to_string(damage));
+        loaded();
+        files().save(fresh);
+    }
+    EXPECT_EQ(names(folder), (std::set<std::string>{"history.json", "history.json.damaged-3", "history.json.damaged-4",
+                                                    "history.json.damaged-5", "history.json.damaged-6",
+                                                    "history.json.damaged-7"}));
+    EXPECT_EQ(readBytes(folder / "history.json.damaged-7"), "damage 7");
+}
+
+// One bad day costs that day only, and a key that is no day (or lies after tomorrow) cannot push the
+// real days out of the 400 kept.
+TEST_F(VitrekFilesTest, AHistoryIsReadDayByDayAndKeysThatAreNoDaysAreLeftOut) {
+    std::string days;
+    for (int day = 1; day <= 9; ++day) {
+        days += R"({"id":"2025-01-0)" + std::to_string(day) + R"(","recovery":)" + std::to_string(50 + day) + "},";
+    }
+    const std::string bogus = R"({"id":"9999-15-08","recovery":50},{"id":"9999-01-01","recovery":50},)"
+                              R"({"id":"2025-01-12","recovery":50},{"id":"2025-1-10","recovery":50},)"
+                              R"({"id":"2025-01-03","recovery":"x"},{"id":"2025-01-04","recovery":101},)"
+                              R"({"id":"2025-01-05","recovery":60,"strain":1e308},[],)";
+    const std::string bytes = R"({"days":[)" + bogus + days + R"({"id":"2025-01-11","recovery":70}]})";
+    fs::create_directories(folder);
+    writeBytes(folder / "history.json", bytes);
+
+    const auto load = files().loadHistory(kToday, kBerlin);
+    ASSERT_EQ(load.history.days.size(), 10u);
+    EXPECT_EQ(load.history.days.front(), (Day{"2025-01-01", 51, {}, {}, {}, {}}));
+    EXPECT_EQ(load.history.days[4], (Day{"2025-01-05", 55, {}, {}, {}, {}})) << "a bad entry costs no good one";
+    EXPECT_EQ(load.history.days.back().id, "2025-01-11") << "tomorrow is a day";
+    ASSERT_TRUE(load.problem.has_value());
+    EXPECT_NE(load.problem->reason.find("10 days kept, 8 unreadable left out"), std::string::npos)
+        << load.problem->reason;
+    EXPECT_EQ(readBytes(folder / "history.json.damaged"), bytes);
+    EXPECT_EQ(files().peekHistory(kToday, kBerlin), load.history);
+}
+
+// A link is never followed and a FIFO never waited on: each is set aside like a damaged file.
+TEST_F(VitrekFilesTest, OnlyRegularFilesAreReadOrWritten) {
+    fs::create_directories(folder);
+    const auto outside = fs::path(testing::TempDir()) / ("vitrek-outside-" + std::to_string(::getpid()));
+    writeBytes(outside, "not Vitrek's");
+    const auto today = folder / "samples-2025-01-10.jsonl";
+    fs::create_symlink(outside, today);
+    ASSERT_EQ(::mkfifo((folder / "samples-2025-01-09.jsonl").c_str(), 0644), 0);
+    ASSERT_EQ(::mkfifo((folder / "history.json").c_str(), 0644), 0);
+
+    const auto problem = files().append(Sample{kToday, 0.5}, kBerlin);
+    ASSERT_TRUE(problem.has_value());
+    EXPECT_EQ(problem->text(), today.string() + ": not a regular file");
+    EXPECT_EQ(readBytes(outside), "not Vitrek's");
+    EXPECT_TRUE(files().samples(kToday, kBerlin).empty());
+    EXPECT_TRUE(files().samples(kToday - Seconds{86'400}, kBerlin).empty());
+
+    EXPECT_EQ(files().peekHistory(kToday, kBerlin), History{});
+    const auto load = files().loadHistory(kToday, kBerlin);
+    EXPECT_EQ(load.history, History{});
+    ASSERT_TRUE(load.problem.has_value());
+    EXPECT_TRUE(fs::is_fifo(folder / "history.json.damaged"));
+    const History fresh{{Day{"2025-01-10", 55, {}, {}, {}, {}}}};
+    EXPECT_EQ(files().save(fresh), std::nullopt);
+    EXPECT_EQ(loaded(), fresh);
+    fs::remove(outside);
+}
+
+TEST_F(VitrekFilesTest, WritesSayWhatFailed) {
+    writeBytes(folder, "a file where the folder should be");
+    const auto sample = files().append(Sample{kToday, 0.5}, kBerlin);
+    const auto history = files().save(History{});
+    ASSERT_TRUE(sample.has_value());
+    ASSERT_TRUE(history.has_value());
+    EXPECT_EQ(sample->path, folder);
+    EXPECT_NE(sample->reason.find("Not a directory"), std::string::npos) << sample->reason;
+    EXPECT_EQ(history, sample);
+    fs::remove(folder);
 }
 
 // Restores an environment variable when the test ends.
