@@ -208,7 +208,9 @@ void Store::noteWrite(Trouble kind, const std::optional<FileProblem>& problem) {
         at->second = text;
         // Another writer is not trouble with the disk; the window shows it and --headless refuses.
         if (isNew && kind != Trouble::folder) {
-            emit storageTrouble(text);
+            emit storageTrouble((kind == Trouble::samples ? "cannot save the check-ups, kept until it can: "
+                                                          : "cannot save the history, kept until it can: ") +
+                                text);
         }
     } else if (m_troubles.erase(kind) == 0) {
         return;

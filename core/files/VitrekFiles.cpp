@@ -148,9 +148,35 @@ std::optional<FileProblem> problem(const fs::path& path, int error) {
 }
 
 // Appends the line with a single write: O_APPEND places it at the end atomically, so lines are never
-// interleaved and a crash leaves at worst a partial last line, which the reader skips. A short write is
-// therefore left as it is rather than completed by a second write. When an earlier crash left such a
-// partial line, the new line starts with a line feed, or it would be glued to the fragment and lost too.
+// interleaved and a crash leaves at worst a partial last line. A short write is therefore left as it is
+// rather than completed by a second write. The next append repairs such a tail: a fragment that is not
+// JSON (it could never be read) is cut off, and a whole line that only lost its line feed gets one. The
+// data folder has one writer (WriterLock), so no other process is mid-line when the tail is cut.
+// Looks at the end of an open day file: true when a line feed must come before the next line.
+bool repairTail(int fd) {
+    struct stat status {};
+    char last = '\n';
+    if (::fstat(fd, &status) != 0 || status.st_size == 0 || ::pread(fd, &last, 1, status.st_size - 1) != 1 ||
+        last == '\n') {
+        return false;
+    }
+    constexpr off_t kLongestLine = 1 << 16;
+    const off_t from = std::max<off_t>(0, status.st_size - kLongestLine);
+    std::string tail(static_cast<std::size_t>(status.st_size - from), '\0');
+    if (::pread(fd, tail.data(), tail.size(), from) != static_cast<ssize_t>(tail.size())) {
+        return true;
+    }
+    const auto newline = tail.rfind('\n');
+    if (newline == std::string::npos && from > 0) {
+        return true; // a line longer than any this program writes: not ours to cut
+    }
+    const std::size_t start = newline == std::string::npos ? 0 : newline + 1;
+    if (nlohmann::json::accept(std::string_view(tail).substr(start))) {
+        return true;
+    }
+    return ::ftruncate(fd, from + static_cast<off_t>(start)) != 0;
+}
+
 std::optional<FileProblem> appendLine(const fs::path& path, std::string_view line) {
     ReadStatus opened = ReadStatus::read;
     int fd = openDataFile(path, O_RDWR | O_APPEND, opened);
@@ -165,10 +191,7 @@ std::optional<FileProblem> appendLine(const fs::path& path, std::string_view lin
         return opened == ReadStatus::notRegular ? problem(path, kNotRegular) : problem(path, errno);
     }
     std::string bytes;
-    struct stat status {};
-    char last = '\n';
-    if (::fstat(fd, &status) == 0 && status.st_size > 0 && ::pread(fd, &last, 1, status.st_size - 1) == 1 &&
-        last != '\n') {
+    if (repairTail(fd)) {
         bytes.reserve(line.size() + 1);
         bytes += '\n';
         bytes += line;

@@ -123,6 +123,32 @@ TEST_F(StoreTest, StartPublishesTodaysStoredSamplesAndTheFirstTickCoversTheTimeS
     EXPECT_EQ(store.history().days[0].strain, store.strain());
 }
 
+// The window's line says why check-ups are not being saved, and goes once saving works again; the
+// check-ups of the meantime are not lost.
+TEST_F(StoreTest, AFolderThatCannotBeWrittenIsShownUntilSavingWorksAndItsCheckUpsAreKept) {
+    fs::create_directories(dir.parent_path());
+    std::ofstream(dir) << "not a folder";
+    Store store{environment()};
+    std::vector<std::string> told;
+    QObject::connect(&store, &Store::storageTrouble, [&](const std::string& text) { told.push_back(text); });
+    store.start();
+    for (int i = 0; i < 3; ++i) {
+        clock += 60s;
+        store.tick(clock);
+    }
+    EXPECT_EQ(store.storageProblem().rfind("Can't save to " + dir.string() + ": Not a directory", 0), 0u)
+        << store.storageProblem();
+    EXPECT_EQ(store.samples().size(), 3u);
+    EXPECT_EQ(told.size(), 3u) << "the history read at start, its save, the check-ups: each once";
+
+    fs::remove(dir);
+    clock += 60s;
+    store.tick(clock);
+    EXPECT_EQ(store.storageProblem(), "");
+    EXPECT_EQ(VitrekFiles{dir}.samples(clock, test::berlin()).size(), 4u);
+    EXPECT_EQ(VitrekFiles{dir}.peekHistory(clock, test::berlin()), store.history());
+}
+
 TEST_F(StoreTest, ATickReloadsTheNightMoreThanAnHourAfterTheLastLoadOrOnceTheNightHasEnded) {
     const struct {
         const char* loaded;

@@ -7,6 +7,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdlib>
 #include <filesystem>
@@ -87,8 +88,8 @@ TEST_F(VitrekFilesTest, TheLocalMidnightSplitsTheFiles) {
 }
 
 // A crash in the middle of an append leaves half a line at the end; the complete lines still count, and
-// the next append starts a line of its own instead of joining the fragment.
-TEST_F(VitrekFilesTest, APartialLastLineIsSkippedAndTheNextAppendSurvives) {
+// the next append repairs the tail: the fragment is cut, a whole line that only lost its line feed stays.
+TEST_F(VitrekFilesTest, APartialLastLineIsSkippedAndTheNextAppendRepairsIt) {
     const auto noon = test::local(kBerlin, 2025, 1, 5, 12);
     files().append(Sample{noon, 0.25}, kBerlin);
     const auto file = folder / "samples-2025-01-05.jsonl";
@@ -99,6 +100,12 @@ TEST_F(VitrekFilesTest, APartialLastLineIsSkippedAndTheNextAppendSurvives) {
     files().append(Sample{noon + Seconds{120}, 0.75}, kBerlin);
     EXPECT_EQ(files().samples(noon, kBerlin),
               (std::vector{Sample{noon, 0.25}, Sample{noon + Seconds{120}, 0.75}}));
+    const auto repaired = readBytes(file);
+    EXPECT_EQ(std::count(repaired.begin(), repaired.end(), '\n'), 2) << repaired;
+
+    fs::resize_file(file, fs::file_size(file) - 1);
+    files().append(Sample{noon + Seconds{180}, 1}, kBerlin);
+    EXPECT_EQ(files().samples(noon, kBerlin).size(), 3u);
 }
 
 TEST_F(VitrekFilesTest, BlankForeignAndIncompleteLinesAreSkipped) {

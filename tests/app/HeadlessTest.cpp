@@ -1,0 +1,187 @@
+#include "support/ScratchDirectory.h"
+
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+#include <QProcess>
+#include <QThread>
+#include <chrono>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <random>
+#include <set>
+#include <sstream>
+#include <string>
+#include <vector>
+
+namespace vitrek {
+namespace {
+
+namespace fs = std::filesystem;
+
+std::string readText(const fs::path& path) {
+    std::ifstream in(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+}
+
+std::vector<std::string> linesOf(const std::string& text) {
+    std::vector<std::string> lines;
+    std::istringstream in(text);
+    for (std::string line; std::getline(in, line);) {
+        lines.push_back(line);
+    }
+    return lines;
+}
+
+// The real program, checking up every 20 ms into `data`, with no bus to find (the night record says so
+// once and stays off) and its settings in the scratch folder.
+class HeadlessTest : public testing::Test {
+protected:
+    QProcessEnvironment environment(const fs::path& data) const {
+        auto environment = QProcessEnvironment::systemEnvironment();
+        for (const char* harness : {"VITREK_SNAPSHOT_DIR", "VITREK_DEMO_DIR", "VITREK_SELFTEST"}) {
+            environment.remove(harness);
+        }
+        environment.insert("VITREK_DATA_DIR", QString::fromStdString(data.string()));
+        environment.insert("VITREK_CHECKUP_MS", "20");
+        environment.insert("XDG_CONFIG_HOME", QString::fromStdString((scratch.path() / "config").string()));
+        environment.insert("DBUS_SYSTEM_BUS_ADDRESS", "unix:path=/nonexistent/bus");
+        environment.insert("DBUS_SESSION_BUS_ADDRESS", "unix:path=/nonexistent/bus");
+        return environment;
+    }
+
+    void start(QProcess& process, const fs::path& data) const {
+        process.setProcessEnvironment(environment(data));
+        process.start(VITREK_EXECUTABLE, {"--headless"});
+        ASSERT_TRUE(process.waitForStarted(10'000));
+    }
+
+    // Reads standard output until it holds `count` check-up lines.
+    static bool waitForCheckUps(QProcess& process, std::string& out, int count) {
+        for (int round = 0; round < 200; ++round) {
+            out += process.readAllStandardOutput().toStdString();
+            int found = 0;
+            for (auto at = out.find("recovery"); at != std::string::npos; at = out.find("recovery", at + 1)) {
+                ++found;
+            }
+            if (found >= count) {
+                return true;
+            }
+            process.waitForReadyRead(100);
+        }
+        return false;
+    }
+
+    test::ScratchDirectory scratch{"vitrek-headless"};
+};
+
+TEST_F(HeadlessTest, OneFolderHasOneWriterAndTheDemoVariablesAreRefused) {
+    const auto data = scratch.path() / "data";
+    for (const char* harness : {"VITREK_SNAPSHOT_DIR", "VITREK_DEMO_DIR", "VITREK_SELFTEST"}) {
+        QProcess demo;
+        auto environment = this->environment(data);
+        environment.insert(harness, QString::fromStdString(scratch.string()));
+        demo.setProcessEnvironment(environment);
+        demo.start(VITREK_EXECUTABLE, {"--headless"});
+        ASSERT_TRUE(demo.waitForFinished(10'000));
+        EXPECT_EQ(demo.exitCode(), 2);
+        EXPECT_NE(demo.readAllStandardError().toStdString().find(harness), std::string::npos);
+    }
+    EXPECT_FALSE(fs::exists(data)) << "nothing recorded, not even a folder";
+
+    QProcess first;
+    start(first, data);
+    std::string out;
+    ASSERT_TRUE(waitForCheckUps(first, out, 2)) << out;
+    QProcess second;
+    start(second, data);
+    ASSERT_TRUE(second.waitForFinished(10'000));
+    EXPECT_EQ(second.exitCode(), 2);
+    EXPECT_NE(second.readAllStandardError().toStdString().find("process " + std::to_string(first.processId())),
+              std::string::npos);
+    first.kill();
+    first.waitForFinished(10'000);
+
+    // The kernel drops the lock with its holder: the next writer starts at once.
+    QProcess next;
+    start(next, data);
+    std::string nextOut;
+    EXPECT_TRUE(waitForCheckUps(next, nextOut, 1)) << next.readAllStandardError().toStdString();
+    next.kill();
+    next.waitForFinished(10'000);
+}
+
+TEST_F(HeadlessTest, AFolderThatCannotBeWrittenIsToldOnceAndNothingIsLostWhenItComesBack) {
+    const auto data = scratch.path() / "data";
+    std::ofstream(data) << "a file where the data folder should be";
+    QProcess headless;
+    start(headless, data);
+    std::string out;
+    ASSERT_TRUE(waitForCheckUps(headless, out, 5)) << headless.readAllStandardError().toStdString();
+    const auto told = linesOf(headless.readAllStandardError().toStdString());
+    const auto failing = std::count_if(told.begin(), told.end(), [](const std::string& line) {
+        return line.find("Not a directory") != std::string::npos;
+    });
+    EXPECT_GE(failing, 1);
+    EXPECT_EQ(std::set<std::string>(told.begin(), told.end()).size(), told.size()) << "each said once";
+
+    // The folder comes back: every check-up of the session reaches the day's file.
+    fs::remove(data);
+    std::size_t printed = 0;
+    for (auto at = out.find("recovery"); at != std::string::npos; at = out.find("recovery", at + 1)) {
+        ++printed;
+    }
+    std::size_t stored = 0;
+    for (int round = 0; round < 100 && stored < printed + 2; ++round) {
+        QThread::msleep(50);
+        stored = 0;
+        std::error_code error;
+        for (const auto& entry : fs::directory_iterator(data, error)) {
+            if (entry.path().filename().string().starts_with("samples-")) {
+                stored += linesOf(readText(entry.path())).size();
+            }
+        }
+    }
+    EXPECT_GE(stored, printed + 2);
+    EXPECT_TRUE(fs::exists(data / "history.json"));
+    headless.kill();
+    headless.waitForFinished(10'000);
+}
+
+// Killed at any moment, the program leaves a history that parses and day files of whole lines, but for
+// at most one partial last line, which the next run repairs.
+TEST_F(HeadlessTest, KilledAtRandomMomentsItLeavesEveryFileReadable) {
+    const auto data = scratch.path() / "data";
+    const auto seed = std::random_device{}();
+    SCOPED_TRACE("seed " + std::to_string(seed));
+    std::mt19937 random(seed);
+    std::uniform_int_distribution<int> moment(20, 250);
+    for (int run = 0; run < 30; ++run) {
+        QProcess headless;
+        start(headless, data);
+        QThread::msleep(static_cast<unsigned long>(moment(random)));
+        headless.kill();
+        ASSERT_TRUE(headless.waitForFinished(10'000));
+
+        if (fs::exists(data / "history.json")) {
+            const auto history = nlohmann::json::parse(readText(data / "history.json"), nullptr, false);
+            ASSERT_FALSE(history.is_discarded()) << "run " << run;
+            ASSERT_TRUE(history.contains("days")) << "run " << run;
+        }
+        std::error_code error;
+        for (const auto& entry : fs::directory_iterator(data, error)) {
+            const auto name = entry.path().filename().string();
+            if (!name.starts_with("samples-") && !name.starts_with("power-")) {
+                continue;
+            }
+            const auto lines = linesOf(readText(entry.path()));
+            for (std::size_t i = 0; i + 1 < lines.size(); ++i) {
+                ASSERT_TRUE(nlohmann::json::accept(lines[i])) << name << " line " << i << ", run " << run;
+            }
+        }
+    }
+}
+
+} // namespace
+} // namespace vitrek
