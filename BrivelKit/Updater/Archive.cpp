@@ -73,10 +73,11 @@ std::string joined(const std::vector<std::string>& components) {
     return path;
 }
 
-// Whether a link at `link` (the names of its path) pointing at `target` stays inside the destination. The
-// target is read lexically, so ".." is only accepted at its start: after a name, that name could itself be a
-// link (to "." for instance) and the lexical reading would no longer be where the system goes. Every link
-// checked this way lands inside, so a name followed through another such link stays inside too.
+// Whether a link at `link` (the names of its path) pointing at `target` stays inside the folder they are
+// relative to. The target is read lexically, so ".." is only accepted at its start: after a name, that name
+// could itself be a link (to "." for instance) and the lexical reading would no longer be where the system
+// goes. Every link checked this way lands inside, so a name followed through another such link stays inside
+// too.
 bool staysInside(const std::vector<std::string>& link, std::string_view target) {
     if (target.empty() || target.front() == '/') {
         return false;
@@ -145,7 +146,7 @@ public:
             archive_entry_set_hardlink(entry, (root / joined(*target)).c_str());
         } else if (type == AE_IFLNK) {
             const char* target = archive_entry_symlink(entry);
-            if (target == nullptr || !staysInside(*components, target)) {
+            if (target == nullptr || !linkStaysInside(path, target)) {
                 return outside(name);
             }
         } else if (type != AE_IFREG && type != AE_IFDIR) {
@@ -274,7 +275,29 @@ std::optional<UpdateError> addEntry(archive* writer, const fs::path& source, con
     return std::nullopt;
 }
 
+// A file that exists only in the archive.
+std::optional<UpdateError> addContent(archive* writer, const std::string& name, const std::string& content,
+                                      const timespec& modified) {
+    EntryHandle entry{archive_entry_new(), &archive_entry_free};
+    archive_entry_set_pathname(entry.get(), name.c_str());
+    archive_entry_set_mode(entry.get(), S_IFREG | 0644);
+    archive_entry_set_mtime(entry.get(), modified.tv_sec, modified.tv_nsec);
+    archive_entry_set_uid(entry.get(), 0);
+    archive_entry_set_gid(entry.get(), 0);
+    archive_entry_set_size(entry.get(), static_cast<la_int64_t>(content.size()));
+    if (archive_write_header(writer, entry.get()) < ARCHIVE_WARN ||
+        archive_write_data(writer, content.data(), content.size()) < 0) {
+        return UpdateError{libraryError(writer, "Can’t write the archive.")};
+    }
+    return std::nullopt;
+}
+
 } // namespace
+
+bool linkStaysInside(std::string_view link, std::string_view target) {
+    const auto components = componentsOf(link);
+    return components && !components->empty() && staysInside(*components, target);
+}
 
 Result<Done> extract(std::string_view bytes, const std::filesystem::path& destination) {
     // The destination's own path may pass through links (a cache folder moved elsewhere); those are not the
@@ -332,16 +355,34 @@ Result<Done> extract(std::string_view bytes, const std::filesystem::path& destin
     return Done{};
 }
 
-Result<Done> create(const std::filesystem::path& folder, const std::filesystem::path& archivePath) {
+Result<Done> create(const std::filesystem::path& folder, const std::filesystem::path& archivePath,
+                    const std::map<std::string, std::string>& added) {
     fs::path source = fs::absolute(folder).lexically_normal();
     if (!source.has_filename()) {
         source = source.parent_path();
     }
     const std::string top = source.filename().string();
-    auto paths = treeBelow(source);
-    if (!paths) {
-        return paths.error();
+    auto tree = treeBelow(source);
+    if (!tree) {
+        return tree.error();
     }
+    struct stat folderStatus {};
+    if (::stat(source.c_str(), &folderStatus) != 0) {
+        return UpdateError{"Can’t read " + source.string() + ": " + std::strerror(errno)};
+    }
+    std::vector<std::string> paths;
+    for (const std::string& path : tree.value()) {
+        const bool replaced = std::any_of(added.begin(), added.end(), [&](const auto& item) {
+            return path == item.first || path.rfind(item.first + "/", 0) == 0;
+        });
+        if (!replaced) {
+            paths.push_back(path);
+        }
+    }
+    for (const auto& item : added) {
+        paths.push_back(item.first);
+    }
+    std::sort(paths.begin(), paths.end());
 
     WriteHandle writer{archive_write_new(), &archive_write_free};
     if (!writer) {
@@ -357,8 +398,12 @@ Result<Done> create(const std::filesystem::path& folder, const std::filesystem::
     if (auto failure = addEntry(writer.get(), source, top)) {
         return *failure;
     }
-    for (const std::string& path : paths.value()) {
-        if (auto failure = addEntry(writer.get(), source / path, top + "/" + path)) {
+    for (const std::string& path : paths) {
+        const auto content = added.find(path);
+        auto failure = content == added.end() ? addEntry(writer.get(), source / path, top + "/" + path)
+                                              : addContent(writer.get(), top + "/" + path, content->second,
+                                                           folderStatus.st_mtim);
+        if (failure) {
             return *failure;
         }
     }
@@ -366,6 +411,30 @@ Result<Done> create(const std::filesystem::path& folder, const std::filesystem::
         return UpdateError{libraryError(writer.get(), "Can’t write the archive.")};
     }
     return Done{};
+}
+
+std::optional<std::vector<std::string>> entryNames(const std::filesystem::path& archivePath) {
+    ReadHandle reader{archive_read_new(), &archive_read_free};
+    if (!reader) {
+        return std::nullopt;
+    }
+    archive_read_support_format_zip(reader.get());
+    if (archive_read_open_filename(reader.get(), archivePath.c_str(), kBlockSize) != ARCHIVE_OK) {
+        return std::nullopt;
+    }
+    std::vector<std::string> names;
+    for (;;) {
+        archive_entry* entry = nullptr;
+        const int status = archive_read_next_header(reader.get(), &entry);
+        if (status == ARCHIVE_EOF) {
+            return names;
+        }
+        const char* name = status < ARCHIVE_WARN ? nullptr : archive_entry_pathname(entry);
+        if (name == nullptr) {
+            return std::nullopt;
+        }
+        names.emplace_back(name);
+    }
 }
 
 } // namespace brivel::Archive
