@@ -8,6 +8,7 @@
 
 #include <fcntl.h>
 #include <sodium.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <array>
@@ -19,6 +20,7 @@
 #include <optional>
 #include <ostream>
 #include <sstream>
+#include <string_view>
 #include <system_error>
 #include <variant>
 
@@ -97,22 +99,60 @@ std::optional<std::string> readFile(const fs::path& path) {
     return contents.str();
 }
 
-std::string trimmed(const std::string& text) {
+// Closes a descriptor when it goes out of scope.
+struct Descriptor {
+    int fd = -1;
+    ~Descriptor() {
+        if (fd >= 0) {
+            ::close(fd);
+        }
+    }
+};
+
+std::string_view trimmed(std::string_view text) {
     const auto first = text.find_first_not_of(" \t\r\n");
-    if (first == std::string::npos) {
+    if (first == std::string_view::npos) {
         return {};
     }
     return text.substr(first, text.find_last_not_of(" \t\r\n") - first + 1);
 }
 
+// The 64 bytes in base64 are 88 characters: room for a line ending and stray blanks, and no more.
+constexpr std::size_t kKeyFileLimit = 128;
+
 // The secret key of the file, checked against the public half it carries so a damaged file is caught
 // before it signs anything.
 std::variant<std::string, Failure> readSecretKey(const fs::path& path) {
-    const auto text = readFile(path);
-    if (!text) {
+    // Without O_NONBLOCK, opening a FIFO would wait for a writer before the check below could refuse it.
+    const Descriptor file{::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC)};
+    struct stat status {};
+    if (file.fd < 0 || ::fstat(file.fd, &status) != 0) {
         return Failure{"can’t read the key file " + path.string() + ": " + std::strerror(errno)};
     }
-    auto key = UpdateLogic::decodeBase64(trimmed(*text));
+    if (!S_ISREG(status.st_mode)) {
+        return Failure{"the key file " + path.string() + " is not a regular file"};
+    }
+    std::string text(kKeyFileLimit + 1, '\0');
+    std::size_t size = 0;
+    while (size < text.size()) {
+        const ssize_t count = ::read(file.fd, text.data() + size, text.size() - size);
+        if (count < 0 && errno == EINTR) {
+            continue;
+        }
+        if (count < 0) {
+            const int reason = errno;
+            sodium_memzero(text.data(), text.size());
+            return Failure{"can’t read the key file " + path.string() + ": " + std::strerror(reason)};
+        }
+        if (count == 0) {
+            break;
+        }
+        size += static_cast<std::size_t>(count);
+    }
+    auto key = size > kKeyFileLimit
+                   ? std::nullopt
+                   : UpdateLogic::decodeBase64(trimmed(std::string_view(text).substr(0, size)));
+    sodium_memzero(text.data(), text.size());
     if (!key || key->size() != crypto_sign_SECRETKEYBYTES) {
         return Failure{"the key file " + path.string() + " doesn’t hold a 64-byte secret key in base64"};
     }

@@ -7,11 +7,16 @@
 #include "support/KitFixtures.h"
 #include "support/ScratchDirectory.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
+#include <chrono>
 #include <cstdio>
 #include <filesystem>
+#include <future>
 #include <optional>
 #include <sstream>
 #include <string>
@@ -163,6 +168,32 @@ TEST(PackToolTest, BadUsageAndInputExitTwoWithOneLine) {
     EXPECT_FALSE(fs::exists(zip));
     EXPECT_FALSE(fs::exists(fs::path(program) / "MANIFEST"))
         << "nothing is written before the input is checked";
+}
+
+TEST(PackToolTest, TheKeyIsReadOnlyFromARegularFileOfKeySize) {
+    const ScratchDirectory scratch("brivel-pack");
+    const fs::path folder = scratch.path() / "Vitrek";
+    writeProgram(folder, "app.brivel.test", "1.1");
+    const fs::path fifo = scratch.path() / "key.fifo";
+    ASSERT_EQ(::mkfifo(fifo.c_str(), 0600), 0);
+    scratch.write("huge.key", std::string(1 << 20, 'A'));
+    fs::create_directory(scratch.path() / "key.d");
+
+    for (const fs::path& key : {fifo, scratch.path() / "huge.key", scratch.path() / "key.d"}) {
+        auto pending = std::async(std::launch::async, [&] {
+            return runTool({"pack", folder.string(), "1.1", "--key", key.string(), "--out",
+                            (scratch.path() / "Vitrek.zip").string(), "--url", "https://example.org/v.zip",
+                            "--page", "https://example.org/"});
+        });
+        if (pending.wait_for(std::chrono::seconds(10)) == std::future_status::timeout) {
+            ADD_FAILURE() << "still reading " << key;
+            ::close(::open(fifo.c_str(), O_WRONLY | O_NONBLOCK)); // lets a reader waiting for a writer go
+        }
+        const Outcome outcome = pending.get();
+        EXPECT_EQ(outcome.status, 2) << key;
+        EXPECT_EQ(outcome.err.rfind("brivel-pack: ", 0), 0u) << outcome.err;
+        EXPECT_EQ(std::count(outcome.err.begin(), outcome.err.end(), '\n'), 1) << outcome.err;
+    }
 }
 
 TEST(PackToolTest, TheBuiltToolMakesAKeyAndPacks) {
