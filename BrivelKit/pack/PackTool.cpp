@@ -231,6 +231,32 @@ bool isInside(const fs::path& path, const fs::path& folder) {
     return !relative.empty() && *relative.begin() != "..";
 }
 
+// Refuses a folder that no installed copy could unpack: a link must stay inside the folder by the very rule
+// the extractor applies.
+std::optional<Failure> checkFolder(const fs::path& folder) {
+    std::error_code error;
+    for (fs::recursive_directory_iterator iterator(folder, error), end; !error && iterator != end;
+         iterator.increment(error)) {
+        const fs::path& path = iterator->path();
+        struct stat status {};
+        if (::lstat(path.c_str(), &status) != 0) {
+            return Failure{"can’t read " + path.string() + ": " + std::strerror(errno)};
+        }
+        if (S_ISLNK(status.st_mode)) {
+            const fs::path target = fs::read_symlink(path, error);
+            if (!error &&
+                !Archive::linkStaysInside(path.lexically_relative(folder).string(), target.string())) {
+                return Failure{"the link " + path.string() + " leads outside " + folder.string() + " (to " +
+                               target.string() + "); installed copies would refuse the update"};
+            }
+        }
+    }
+    if (error) {
+        return Failure{"can’t read " + folder.string() + ": " + error.message()};
+    }
+    return std::nullopt;
+}
+
 int pack(const std::vector<std::string>& arguments, std::ostream& out, std::ostream& err) {
     auto parsed = parsePack(arguments);
     if (const auto* failure = std::get_if<Failure>(&parsed)) {
@@ -264,6 +290,10 @@ int pack(const std::vector<std::string>& arguments, std::ostream& out, std::ostr
         err << "brivel-pack: the archive " << options.out.string()
             << " can’t be inside the folder it packs\n";
         return kUsage;
+    }
+    if (const auto failure = checkFolder(options.folder)) {
+        err << "brivel-pack: " << failure->message << "\n";
+        return failure->status;
     }
 
     if (const auto written = Manifest::write(options.folder); !written) {

@@ -170,6 +170,34 @@ TEST(PackToolTest, BadUsageAndInputExitTwoWithOneLine) {
         << "nothing is written before the input is checked";
 }
 
+TEST(PackToolTest, LinksLeavingTheFolderAreNeverPacked) {
+    const ScratchDirectory scratch("brivel-pack");
+    const std::string secret = (scratch.path() / "release.key").string();
+    ASSERT_EQ(runTool({"keygen", secret}).status, 0);
+    const fs::path zip = scratch.path() / "Vitrek.zip";
+    const std::vector<std::pair<std::string, std::string>> outside{
+        {"etc", "/etc"},
+        {"share/up", "../../../../etc/shadow"},
+        {"bin/sibling", "../../Other"},
+        // Leads back inside, but only if "lib" is no link: installed copies refuse ".." after a name.
+        {"lib/back", "../lib/../share"},
+    };
+    for (const auto& [link, target] : outside) {
+        const fs::path folder = scratch.path() / "Vitrek";
+        fs::remove_all(folder);
+        writeProgram(folder, "app.brivel.test", "1.1");
+        fs::create_symlink("../share", folder / "bin/share"); // stays inside: packed as it is
+        fs::create_symlink(target, folder / link);
+        const Outcome outcome =
+            runTool({"pack", folder.string(), "1.1", "--key", secret, "--out", zip.string(), "--url",
+                     "https://example.org/v.zip", "--page", "https://example.org/"});
+        EXPECT_EQ(outcome.status, 2) << link;
+        EXPECT_NE(outcome.err.find((fs::path("Vitrek") / link).string()), std::string::npos) << outcome.err;
+        EXPECT_EQ(std::count(outcome.err.begin(), outcome.err.end(), '\n'), 1) << outcome.err;
+        EXPECT_FALSE(fs::exists(zip)) << link;
+    }
+}
+
 TEST(PackToolTest, TheKeyIsReadOnlyFromARegularFileOfKeySize) {
     const ScratchDirectory scratch("brivel-pack");
     const fs::path folder = scratch.path() / "Vitrek";
