@@ -7,10 +7,9 @@
 
 namespace brivel {
 
-// The list of a program folder's files that the packer writes into the folder before it is zipped and
-// signed, and that the updater checks the unpacked folder against: the signature covers the archive,
-// the archive covers the manifest, and the manifest covers every file, so a tree changed after packing
-// is caught.
+// The list of a program folder's files that the packer adds to the folder's archive before signing it, and
+// that the updater checks the unpacked folder against: the signature covers the archive, the archive
+// covers the manifest, and the manifest covers every file, so a tree changed after packing is caught.
 //
 // Format: one line per file or symbolic link (not folders), "SHA256-HEX MODE-OCTAL relative/path",
 // sorted by path (byte order), each line ending in "\n"; MANIFEST itself is not listed. The mode is the

@@ -296,11 +296,15 @@ int pack(const std::vector<std::string>& arguments, std::ostream& out, std::ostr
         return failure->status;
     }
 
-    if (const auto written = Manifest::write(options.folder); !written) {
-        err << "brivel-pack: " << written.error().message << "\n";
-        return kWriteFailure;
+    // The manifest goes into the archive only: the folder is the maker's, and is left as it was.
+    const auto manifest = Manifest::compute(options.folder);
+    if (!manifest) {
+        err << "brivel-pack: " << manifest.error().message << "\n";
+        return kUsage;
     }
-    if (const auto created = Archive::create(options.folder, options.out); !created) {
+    if (const auto created =
+            Archive::create(options.folder, options.out, {{Manifest::kFileName, manifest.value()}});
+        !created) {
         err << "brivel-pack: " << created.error().message << "\n";
         return kWriteFailure;
     }

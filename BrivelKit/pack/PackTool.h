@@ -12,8 +12,9 @@ namespace brivel::PackTool {
 //       never over an existing file) and prints the public key (base64 of 32 bytes) for
 //       "BrivelUpdatePublicKey".
 //   pack FOLDER VERSION --key SECRET_FILE --out ZIP --url URL --page PAGE_URL [--notes TEXT] [--min VERSION]
-//       checks that FOLDER/Info.json says VERSION, writes FOLDER/MANIFEST, zips FOLDER to ZIP, signs the
-//       archive and prints the feed JSON.
+//       checks that FOLDER/Info.json says VERSION and that every symbolic link in FOLDER stays inside it by
+//       the rule installed copies unpack with, zips FOLDER with its MANIFEST (computed into the archive only:
+//       FOLDER is left as it is) to ZIP, signs the archive and prints the feed JSON.
 // Errors are one line "brivel-pack: …" on `err`; returns 0, or 2 for bad usage or input, 1 for a failure
 // writing.
 int run(const std::vector<std::string>& arguments, std::ostream& out, std::ostream& err);

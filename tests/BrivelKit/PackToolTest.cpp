@@ -87,7 +87,9 @@ TEST(PackToolTest, PackPublishesASignedFeedForTheArchiveItWrote) {
     EXPECT_EQ(publicKey->size(), 32u);
 
     const fs::path folder = scratch.path() / "Vitrek";
-    writeProgram(folder, "app.brivel.test", "1.1");
+    writeProgram(folder, "app.brivel.test", "1.1", std::nullopt, std::nullopt,
+                 {{"MANIFEST", "an older one"}});
+    const auto tree = treeOf(folder);
     const std::string zip = (scratch.path() / "Vitrek-1.1.zip").string();
     const Outcome packed =
         runTool({"pack", folder.string(), "1.1", "--key", secret, "--out", zip, "--url",
@@ -104,11 +106,19 @@ TEST(PackToolTest, PackPublishesASignedFeedForTheArchiveItWrote) {
     EXPECT_EQ(feed->minimumSystemVersion, "2.31");
     EXPECT_EQ(feed->download->url, "https://example.org/Vitrek-1.1.zip");
 
-    // The manifest travels inside the signed archive and vouches for the unpacked tree.
+    // The manifest travels inside the signed archive only, in place of any stale one in the folder, and
+    // vouches for the unpacked tree.
+    EXPECT_EQ(treeOf(folder), tree);
     const fs::path staged = scratch.path() / "staged";
     fs::create_directory(staged);
     ASSERT_TRUE(Archive::extract(readFile(zip), staged));
     EXPECT_TRUE(Manifest::matches(staged / "Vitrek"));
+
+    const Outcome failed = runTool({"pack", folder.string(), "1.1", "--key", secret, "--out",
+                                    (scratch.path() / "missing/Vitrek-1.1.zip").string(), "--url",
+                                    "https://example.org/v.zip", "--page", "https://example.org/"});
+    EXPECT_EQ(failed.status, 1);
+    EXPECT_EQ(treeOf(folder), tree) << "a failed pack leaves the folder as it was";
 }
 
 TEST(PackToolTest, KeygenNeverReplacesAKey) {
