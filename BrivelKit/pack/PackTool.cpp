@@ -15,11 +15,9 @@
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
-#include <fstream>
 #include <map>
 #include <optional>
 #include <ostream>
-#include <sstream>
 #include <string_view>
 #include <system_error>
 #include <variant>
@@ -86,19 +84,6 @@ std::variant<PackOptions, Failure> parsePack(const std::vector<std::string>& arg
                        *options["--url"], *options["--page"], options["--notes"], options["--min"]};
 }
 
-std::optional<std::string> readFile(const fs::path& path) {
-    std::ifstream file(path, std::ios::binary);
-    if (!file) {
-        return std::nullopt;
-    }
-    std::ostringstream contents;
-    contents << file.rdbuf();
-    if (file.bad()) {
-        return std::nullopt;
-    }
-    return contents.str();
-}
-
 // Closes a descriptor when it goes out of scope.
 struct Descriptor {
     int fd = -1;
@@ -109,6 +94,28 @@ struct Descriptor {
     }
 };
 
+// Which file a path names, whatever the path's spelling: "./K", a hard link and K itself are one file.
+struct Identity {
+    dev_t device = 0;
+    ino_t inode = 0;
+    bool operator==(const Identity&) const = default;
+};
+
+Identity identityOf(const struct stat& status) {
+    Identity identity;
+    identity.device = status.st_dev;
+    identity.inode = status.st_ino;
+    return identity;
+}
+
+std::optional<Identity> identityOf(const fs::path& path) {
+    struct stat status {};
+    if (::stat(path.c_str(), &status) != 0) {
+        return std::nullopt;
+    }
+    return identityOf(status);
+}
+
 std::string_view trimmed(std::string_view text) {
     const auto first = text.find_first_not_of(" \t\r\n");
     if (first == std::string_view::npos) {
@@ -117,12 +124,17 @@ std::string_view trimmed(std::string_view text) {
     return text.substr(first, text.find_last_not_of(" \t\r\n") - first + 1);
 }
 
+struct SecretKey {
+    std::string bytes;
+    Identity file;
+};
+
 // The 64 bytes in base64 are 88 characters: room for a line ending and stray blanks, and no more.
 constexpr std::size_t kKeyFileLimit = 128;
 
 // The secret key of the file, checked against the public half it carries so a damaged file is caught
 // before it signs anything.
-std::variant<std::string, Failure> readSecretKey(const fs::path& path) {
+std::variant<SecretKey, Failure> readSecretKey(const fs::path& path) {
     // Without O_NONBLOCK, opening a FIFO would wait for a writer before the check below could refuse it.
     const Descriptor file{::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC)};
     struct stat status {};
@@ -166,7 +178,7 @@ std::variant<std::string, Failure> readSecretKey(const fs::path& path) {
         sodium_memzero(key->data(), key->size());
         return Failure{"the key file " + path.string() + " holds a damaged secret key"};
     }
-    return std::move(*key);
+    return SecretKey{std::move(*key), identityOf(status)};
 }
 
 int keygen(const std::vector<std::string>& arguments, std::ostream& out, std::ostream& err) {
@@ -219,21 +231,76 @@ int keygen(const std::vector<std::string>& arguments, std::ostream& out, std::os
     return 0;
 }
 
-// Whether `path` is `folder` or lies inside it (both compared by their resolved form).
-bool isInside(const fs::path& path, const fs::path& folder) {
+// Whether a file made at `path` would lie inside `folder`: the folders on its way, resolved, are compared
+// with `folder` itself, so no spelling of the path (links, "..", a second mount) hides it.
+bool isInside(const fs::path& path, const Identity& folder) {
     std::error_code error;
-    const fs::path resolvedPath = fs::weakly_canonical(path, error);
-    const fs::path resolvedFolder = fs::weakly_canonical(folder, error);
+    fs::path current = fs::weakly_canonical(fs::absolute(path).parent_path(), error);
     if (error) {
         return false;
     }
-    const auto relative = resolvedPath.lexically_relative(resolvedFolder);
-    return !relative.empty() && *relative.begin() != "..";
+    for (;;) {
+        if (identityOf(current) == folder) {
+            return true;
+        }
+        if (current == current.parent_path()) {
+            return false;
+        }
+        current = current.parent_path();
+    }
 }
 
-// Refuses a folder that no installed copy could unpack: a link must stay inside the folder by the very rule
-// the extractor applies.
-std::optional<Failure> checkFolder(const fs::path& folder) {
+// What this tool writes: one folder holding its Info.json and MANIFEST, and nothing beside it. Anything else
+// at --out is someone's file, never a release to replace.
+bool isEarlierArchive(const fs::path& path) {
+    const auto names = Archive::entryNames(path);
+    if (!names || names->empty()) {
+        return false;
+    }
+    const std::string top = names->front().substr(0, names->front().find('/')) + "/";
+    if (names->front() != top || top == "/") {
+        return false;
+    }
+    bool info = false;
+    bool manifest = false;
+    for (const std::string& name : *names) {
+        if (name.rfind(top, 0) != 0) {
+            return false;
+        }
+        info = info || name == top + Bundle::kInfoFile;
+        manifest = manifest || name == top + Manifest::kFileName;
+    }
+    return info && manifest;
+}
+
+// Refuses an --out that would replace the key, a file of the folder or anything but an earlier archive;
+// otherwise what it names now, if anything.
+std::variant<std::optional<Identity>, Failure> checkOut(const fs::path& out, const Identity& folder,
+                                                        const Identity& key) {
+    const std::string name = out.string();
+    if (isInside(out, folder)) {
+        return Failure{"the archive " + name + " can’t be inside the folder it packs"};
+    }
+    struct stat status {};
+    if (::lstat(out.c_str(), &status) != 0) {
+        if (errno == ENOENT) {
+            return std::optional<Identity>();
+        }
+        return Failure{"can’t use " + name + " for the archive: " + std::strerror(errno)};
+    }
+    if (identityOf(status) == key || identityOf(out) == key) {
+        return Failure{name + " is the key file; --out never replaces it"};
+    }
+    if (!S_ISREG(status.st_mode) || !isEarlierArchive(out)) {
+        return Failure{name + " exists and isn’t an archive brivel-pack wrote; --out replaces nothing else"};
+    }
+    return std::optional<Identity>(identityOf(status));
+}
+
+// Refuses a folder whose archive would publish the key or a file that is also --out, or that no installed
+// copy could unpack: a link must stay inside the folder by the very rule the extractor applies.
+std::optional<Failure> checkFolder(const fs::path& folder, const Identity& key,
+                                   const std::optional<Identity>& out) {
     std::error_code error;
     for (fs::recursive_directory_iterator iterator(folder, error), end; !error && iterator != end;
          iterator.increment(error)) {
@@ -241,6 +308,13 @@ std::optional<Failure> checkFolder(const fs::path& folder) {
         struct stat status {};
         if (::lstat(path.c_str(), &status) != 0) {
             return Failure{"can’t read " + path.string() + ": " + std::strerror(errno)};
+        }
+        if (identityOf(status) == key) {
+            return Failure{"the key file " + path.string() +
+                           " lies inside the folder: packing would publish it"};
+        }
+        if (out && identityOf(status) == *out) {
+            return Failure{"the archive would replace " + path.string() + ", a file of the folder it packs"};
         }
         if (S_ISLNK(status.st_mode)) {
             const fs::path target = fs::read_symlink(path, error);
@@ -257,6 +331,70 @@ std::optional<Failure> checkFolder(const fs::path& folder) {
     return std::nullopt;
 }
 
+// A file beside the archive that becomes it by a rename, or is removed, so that --out is only ever an
+// archive in full.
+class PartialFile {
+public:
+    explicit PartialFile(const fs::path& out) {
+        std::string name = (out.parent_path() / ("." + out.filename().string() + ".partial-XXXXXX")).string();
+        m_fd = ::mkostemp(name.data(), O_CLOEXEC);
+        if (m_fd >= 0) {
+            m_path = name;
+            // Readable as a plain write would have made it: the archive is published.
+            const mode_t mask = ::umask(0);
+            ::umask(mask);
+            ::fchmod(m_fd, 0666 & ~mask);
+        }
+    }
+    ~PartialFile() {
+        if (m_fd >= 0) {
+            ::close(m_fd);
+        }
+        if (!m_path.empty()) {
+            ::unlink(m_path.c_str());
+        }
+    }
+    PartialFile(const PartialFile&) = delete;
+    PartialFile& operator=(const PartialFile&) = delete;
+
+    bool created() const { return m_fd >= 0; }
+    const fs::path& path() const { return m_path; }
+
+    // The bytes as they reached the disk.
+    std::optional<std::string> contents() const {
+        std::string bytes;
+        char block[64 * 1024];
+        if (::fsync(m_fd) != 0 || ::lseek(m_fd, 0, SEEK_SET) != 0) {
+            return std::nullopt;
+        }
+        for (;;) {
+            const ssize_t count = ::read(m_fd, block, sizeof block);
+            if (count < 0 && errno == EINTR) {
+                continue;
+            }
+            if (count < 0) {
+                return std::nullopt;
+            }
+            if (count == 0) {
+                return bytes;
+            }
+            bytes.append(block, static_cast<std::size_t>(count));
+        }
+    }
+
+    bool renameTo(const fs::path& target) {
+        if (::rename(m_path.c_str(), target.c_str()) != 0) {
+            return false;
+        }
+        m_path.clear();
+        return true;
+    }
+
+private:
+    int m_fd = -1;
+    fs::path m_path;
+};
+
 int pack(const std::vector<std::string>& arguments, std::ostream& out, std::ostream& err) {
     auto parsed = parsePack(arguments);
     if (const auto* failure = std::get_if<Failure>(&parsed)) {
@@ -270,14 +408,15 @@ int pack(const std::vector<std::string>& arguments, std::ostream& out, std::ostr
         err << "brivel-pack: " << failure->message << "\n";
         return failure->status;
     }
-    std::string& secretKey = std::get<std::string>(key);
+    SecretKey& secretKey = std::get<SecretKey>(key);
     struct Wipe {
         std::string& secret;
         ~Wipe() { sodium_memzero(secret.data(), secret.size()); }
-    } wipe{secretKey};
+    } wipe{secretKey.bytes};
 
     const auto bundle = Bundle::open(options.folder);
-    if (!bundle) {
+    const auto folder = identityOf(options.folder);
+    if (!bundle || !folder) {
         err << "brivel-pack: " << options.folder.string() << " has no readable " << Bundle::kInfoFile << "\n";
         return kUsage;
     }
@@ -286,37 +425,47 @@ int pack(const std::vector<std::string>& arguments, std::ostream& out, std::ostr
             << bundle->shortVersion.value_or("(none)") << ", not " << options.version << "\n";
         return kUsage;
     }
-    if (isInside(options.out, options.folder)) {
-        err << "brivel-pack: the archive " << options.out.string()
-            << " can’t be inside the folder it packs\n";
-        return kUsage;
-    }
-    if (const auto failure = checkFolder(options.folder)) {
+    const auto earlier = checkOut(options.out, *folder, secretKey.file);
+    if (const auto* failure = std::get_if<Failure>(&earlier)) {
         err << "brivel-pack: " << failure->message << "\n";
         return failure->status;
     }
-
+    if (const auto failure = checkFolder(options.folder, secretKey.file, std::get<0>(earlier))) {
+        err << "brivel-pack: " << failure->message << "\n";
+        return failure->status;
+    }
     // The manifest goes into the archive only: the folder is the maker's, and is left as it was.
     const auto manifest = Manifest::compute(options.folder);
     if (!manifest) {
         err << "brivel-pack: " << manifest.error().message << "\n";
         return kUsage;
     }
+
+    PartialFile partial(options.out);
+    if (!partial.created()) {
+        err << "brivel-pack: can’t write beside " << options.out.string() << ": " << std::strerror(errno)
+            << "\n";
+        return kWriteFailure;
+    }
     if (const auto created =
-            Archive::create(options.folder, options.out, {{Manifest::kFileName, manifest.value()}});
+            Archive::create(options.folder, partial.path(), {{Manifest::kFileName, manifest.value()}});
         !created) {
         err << "brivel-pack: " << created.error().message << "\n";
         return kWriteFailure;
     }
     // The signature covers the bytes as they are on disk, the very ones the feed's length describes.
-    const auto archive = readFile(options.out);
+    const auto archive = partial.contents();
     if (!archive) {
-        err << "brivel-pack: can’t read back " << options.out.string() << "\n";
+        err << "brivel-pack: can’t read back " << partial.path().string() << "\n";
         return kWriteFailure;
     }
     std::array<unsigned char, crypto_sign_BYTES> signature{};
     crypto_sign_detached(signature.data(), nullptr, reinterpret_cast<const unsigned char*>(archive->data()),
-                         archive->size(), reinterpret_cast<const unsigned char*>(secretKey.data()));
+                         archive->size(), reinterpret_cast<const unsigned char*>(secretKey.bytes.data()));
+    if (!partial.renameTo(options.out)) {
+        err << "brivel-pack: can’t write " << options.out.string() << ": " << std::strerror(errno) << "\n";
+        return kWriteFailure;
+    }
 
     const UpdateFeed feed{
         options.version,

@@ -14,7 +14,10 @@ namespace brivel::PackTool {
 //   pack FOLDER VERSION --key SECRET_FILE --out ZIP --url URL --page PAGE_URL [--notes TEXT] [--min VERSION]
 //       checks that FOLDER/Info.json says VERSION and that every symbolic link in FOLDER stays inside it by
 //       the rule installed copies unpack with, zips FOLDER with its MANIFEST (computed into the archive only:
-//       FOLDER is left as it is) to ZIP, signs the archive and prints the feed JSON.
+//       FOLDER is left as it is) to ZIP, signs the archive and prints the feed JSON. SECRET_FILE is read only
+//       when it is a regular file of a key's size and must not lie inside FOLDER. ZIP is written beside and
+//       renamed into place; an existing ZIP is replaced only when it is an earlier archive of this tool (a
+//       zip of one folder holding its Info.json and MANIFEST), never when it is the key or a file of FOLDER.
 // Errors are one line "brivel-pack: …" on `err`; returns 0, or 2 for bad usage or input, 1 for a failure
 // writing.
 int run(const std::vector<std::string>& arguments, std::ostream& out, std::ostream& err);

@@ -16,7 +16,9 @@
 #include <chrono>
 #include <cstdio>
 #include <filesystem>
+#include <functional>
 #include <future>
+#include <map>
 #include <optional>
 #include <sstream>
 #include <string>
@@ -178,6 +180,76 @@ TEST(PackToolTest, BadUsageAndInputExitTwoWithOneLine) {
     EXPECT_FALSE(fs::exists(zip));
     EXPECT_FALSE(fs::exists(fs::path(program) / "MANIFEST"))
         << "nothing is written before the input is checked";
+}
+
+// What is in `folder` (name → a hash of the content), so a refused pack can be shown to have left nothing
+// behind.
+std::map<std::string, std::size_t> contentsOf(const fs::path& folder) {
+    std::map<std::string, std::size_t> contents;
+    for (const auto& entry : fs::directory_iterator(folder)) {
+        contents[entry.path().filename().string()] =
+            std::hash<std::string>{}(entry.is_regular_file() ? readFile(entry.path()) : "(not a file)");
+    }
+    return contents;
+}
+
+TEST(PackToolTest, OutReplacesOnlyAnEarlierArchiveAndNeverTheKeyOrAnInput) {
+    const ScratchDirectory scratch("brivel-pack");
+    const fs::path secret = scratch.path() / "release.key";
+    const Outcome keygen = runTool({"keygen", secret.string()});
+    ASSERT_EQ(keygen.status, 0);
+    const fs::path folder = scratch.path() / "Vitrek";
+    writeProgram(folder, "app.brivel.test", "1.1");
+    fs::copy_file(secret, folder / "release.key");
+    fs::create_hard_link(secret, scratch.path() / "key-link");
+    fs::create_symlink(secret, scratch.path() / "key-alias.zip");
+    fs::create_hard_link(folder / "share/notes.txt", scratch.path() / "notes.zip");
+    scratch.write("draft.zip", "not an archive");
+    writeProgram(scratch.path() / "Other", "app.brivel.other", "1.0");
+    ASSERT_TRUE(Archive::create(scratch.path() / "Other", scratch.path() / "other.zip"))
+        << "a zip without a manifest is not one this tool wrote";
+    const auto pack = [&](const fs::path& key, const fs::path& zip) {
+        return runTool({"pack", folder.string(), "1.1", "--key", key.string(), "--out", zip.string(), "--url",
+                        "https://example.org/v.zip", "--page", "https://example.org/"});
+    };
+
+    const std::vector<std::pair<fs::path, fs::path>> refused{
+        {secret, secret},
+        {secret, scratch.path() / "." / "release.key"},
+        {secret, scratch.path() / "key-link"},
+        {secret, scratch.path() / "key-alias.zip"},
+        {secret, scratch.path() / "notes.zip"},
+        {secret, scratch.path() / "draft.zip"},
+        {secret, scratch.path() / "other.zip"},
+        {secret, folder / "Vitrek.zip"},
+        {secret, scratch.path()},
+        {folder / "release.key", scratch.path() / "Vitrek.zip"}, // would publish the secret key
+    };
+    const auto before = contentsOf(scratch.path());
+    const auto tree = treeOf(folder);
+    for (const auto& [key, zip] : refused) {
+        const Outcome outcome = pack(key, zip);
+        EXPECT_EQ(outcome.status, 2) << zip;
+        EXPECT_EQ(outcome.out, "") << zip;
+        EXPECT_EQ(outcome.err.rfind("brivel-pack: ", 0), 0u) << outcome.err;
+        EXPECT_EQ(std::count(outcome.err.begin(), outcome.err.end(), '\n'), 1) << outcome.err;
+    }
+    EXPECT_EQ(contentsOf(scratch.path()), before);
+    EXPECT_EQ(treeOf(folder), tree);
+
+    // An archive this tool wrote is replaced, through a file beside it that is renamed over it.
+    fs::remove(folder / "release.key");
+    const fs::path zip = scratch.path() / "Vitrek.zip";
+    ASSERT_EQ(pack(secret, zip).status, 0);
+    writeProgram(folder, "app.brivel.test", "1.2");
+    auto expected = contentsOf(scratch.path());
+    const Outcome again =
+        runTool({"pack", folder.string(), "1.2", "--key", secret.string(), "--out", zip.string(), "--url",
+                 "https://example.org/v.zip", "--page", "https://example.org/"});
+    ASSERT_EQ(again.status, 0) << again.err;
+    expectPublished(again.out, keygen.out, zip);
+    expected["Vitrek.zip"] = std::hash<std::string>{}(readFile(zip));
+    EXPECT_EQ(contentsOf(scratch.path()), expected);
 }
 
 TEST(PackToolTest, LinksLeavingTheFolderAreNeverPacked) {
