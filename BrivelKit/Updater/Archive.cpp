@@ -221,9 +221,10 @@ Result<std::vector<std::string>> treeBelow(const fs::path& folder) {
     return paths;
 }
 
-std::optional<UpdateError> addEntry(archive* writer, const fs::path& source, const std::string& name) {
+std::optional<UpdateError> addEntry(archive* writer, const fs::path& source, const std::string& name,
+                                    bool followLink = false) {
     struct stat status {};
-    if (::lstat(source.c_str(), &status) != 0) {
+    if ((followLink ? ::stat(source.c_str(), &status) : ::lstat(source.c_str(), &status)) != 0) {
         return UpdateError{"Can’t read " + source.string() + ": " + std::strerror(errno)};
     }
     EntryHandle entry{archive_entry_new(), &archive_entry_free};
@@ -395,7 +396,9 @@ Result<Done> create(const std::filesystem::path& folder, const std::filesystem::
     if (archive_write_open_filename(writer.get(), archivePath.c_str()) != ARCHIVE_OK) {
         return UpdateError{libraryError(writer.get(), "Can’t write the archive.")};
     }
-    if (auto failure = addEntry(writer.get(), source, top)) {
+    // The folder may be named through a link; stored as a link, it would put every other entry behind one,
+    // which extract() refuses to write through.
+    if (auto failure = addEntry(writer.get(), source, top, true)) {
         return *failure;
     }
     for (const std::string& path : paths) {

@@ -139,6 +139,12 @@ TEST(ArchiveTest, ARoundTripGivesBackTheTreeWithModesAndLinks) {
     EXPECT_EQ(permissionsOf(copy / "share/notes.txt"), 0640u);
     EXPECT_TRUE(fs::is_symlink(copy / "lib/libdemo.so.1"));
     EXPECT_EQ(readFile(copy / "bin/share/notes.txt"), readFile(program / "share/notes.txt"));
+
+    // Named through a link, the folder is still archived as a folder.
+    fs::create_symlink("Vitrek", scratch.path() / "source/Alias");
+    ASSERT_TRUE(Archive::create(scratch.path() / "source/Alias", scratch.path() / "alias.zip"));
+    ASSERT_TRUE(Archive::extract(readFile(scratch.path() / "alias.zip"), destination));
+    EXPECT_EQ(treeOf(destination / "Alias"), treeOf(program));
 }
 
 TEST(ArchiveTest, EntriesThatCouldLandOutsideFailTheWholeUnpackingAndWriteNothingThere) {
