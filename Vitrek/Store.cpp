@@ -138,7 +138,12 @@ void Store::tick(Instant now) {
     const CPUTicks current = m_env.cpuTicks();
     const double load = CPUTicks::load(m_ticks, current);
     // A sample always carries a level; without a sensor it adds no heat to the day's strain.
-    m_unsaved.push_back(Sample{now, load, m_env.heat().value_or(Heat::cool)});
+    const Sample sample{now, load, m_env.heat().value_or(Heat::cool)};
+    m_unsaved.push_back(sample);
+    // The day's file is read once; after that each check-up only adds its own sample.
+    if (History::dayID(now, calendar) == m_samplesDay) {
+        m_daySamples.push_back(sample);
+    }
     // Three days of check-ups at most wait in memory; older ones could not be shown anyway.
     constexpr std::size_t kMostUnsaved = 3 * 24 * 60;
     if (m_unsaved.size() > kMostUnsaved) {
@@ -190,15 +195,18 @@ void Store::flushSamples(const Calendar& calendar) {
     noteWrite(Trouble::samples, failed);
 }
 
-std::vector<Sample> Store::samplesOf(Instant date, const Calendar& calendar) const {
-    auto samples = m_env.files.samples(date, calendar);
+std::vector<Sample> Store::samplesOf(Instant date, const Calendar& calendar) {
     const auto day = History::dayID(date, calendar);
-    for (const auto& sample : m_unsaved) {
-        if (History::dayID(sample.date, calendar) == day) {
-            samples.push_back(sample);
+    if (day != m_samplesDay) {
+        m_daySamples = m_env.files.samples(date, calendar);
+        for (const auto& sample : m_unsaved) {
+            if (History::dayID(sample.date, calendar) == day) {
+                m_daySamples.push_back(sample);
+            }
         }
+        m_samplesDay = day;
     }
-    return samples;
+    return m_daySamples;
 }
 
 void Store::noteWrite(Trouble kind, const std::optional<FileProblem>& problem) {

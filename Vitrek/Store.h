@@ -175,8 +175,9 @@ private:
     bool mayWrite();
     // Writes the samples kept while the disk failed, oldest first, stopping at the first failure.
     void flushSamples(const Calendar& calendar);
-    // Today's stored samples and the ones still waiting to be written.
-    std::vector<Sample> samplesOf(Instant date, const Calendar& calendar) const;
+    // The day's samples: read from its file once, then kept and appended to, with the ones still waiting
+    // to be written.
+    std::vector<Sample> samplesOf(Instant date, const Calendar& calendar);
 
     StoreEnvironment m_env;
 
@@ -202,6 +203,8 @@ private:
     std::string m_storageProblem;
     std::map<Trouble, std::string> m_troubles;
     std::vector<Sample> m_unsaved; // check-ups the disk refused, kept for when it works again
+    std::string m_samplesDay;      // the day whose samples m_daySamples holds; empty before the first read
+    std::vector<Sample> m_daySamples;
     std::unique_ptr<WriterLock> m_writer;
 
     std::optional<Instant> m_demoSetUp;

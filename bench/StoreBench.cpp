@@ -2,6 +2,7 @@
 // History, so the file reading, decoding and rewriting of every minute are all in the figure.
 // Run pinned to one core: taskset -c 0 <builddir>/bench/StoreBench
 
+#include "BenchReader.h"
 #include "PowerLogGenerator.h"
 #include "Store.h"
 #include "powerlog/NightBuilder.h"
@@ -20,19 +21,6 @@ namespace vitrek {
 namespace {
 
 namespace fs = std::filesystem;
-
-class BenchReader final : public Reader {
-public:
-    std::optional<BatteryInfo> battery() const override { return BatteryInfo{0.87, 412, 64, false}; }
-    Storage storage() const override { return {180'000'000'000, 512'000'000'000}; }
-    Memory memory() const override { return {Pressure::normal, 1'200'000'000}; }
-    std::string modelName() const override { return "ThinkPad X1 Carbon Gen 9 2021"; }
-    std::optional<Instant> bootTime() const override { return fromUnixSeconds(1'709'280'000); }
-    std::optional<Heat> heat() const override { return Heat::cool; }
-    double uptime() const override { return 0; }
-    CPUTicks cpuTicks() const override { return {}; }
-    std::optional<Instant> setUpDate() const override { return fromUnixSeconds(1'640'000'000); }
-};
 
 // A whole day of samples up to `now` and the 400 days of History that end on it.
 void fill(const VitrekFiles& files, Instant now, const Calendar& calendar) {
