@@ -253,9 +253,10 @@ void MainWindow::refreshHeader() {
 }
 
 void MainWindow::closeEvent(QCloseEvent* event) {
-    // Closing only hides the window: the check-ups and the tray go on until the user quits.
-    hide();
-    event->ignore();
+    // The close is never refused, or a quit that closes every window would stop here; the check-ups and
+    // the tray go on without the window until the user quits.
+    event->accept();
+    emit closed();
 }
 
 } // namespace vitrek

@@ -32,6 +32,8 @@ public:
 signals:
     void settingsRequested();
     void quitRequested();
+    // The user closed the window; its owner may let it go and build a new one when it opens again.
+    void closed();
 
 protected:
     void closeEvent(QCloseEvent* event) override;

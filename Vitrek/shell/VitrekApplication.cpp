@@ -14,11 +14,13 @@
 #include <Brivel.h>
 
 #include <QApplication>
+#include <QPixmapCache>
 #include <QPointer>
 #include <QSystemTrayIcon>
 
 #include <clocale>
 #include <cstdlib>
+#include <malloc.h>
 
 // The drawing is compiled into a static library, so nothing registers its resource unless something
 // refers to it; Q_INIT_RESOURCE must be called outside any namespace.
@@ -37,14 +39,12 @@ QIcon applicationIcon() {
 
 namespace {
 
-// The windows of the running program, opened on demand and kept for its life.
+// The windows of the running program, opened on demand. A closed main window is let go with everything it
+// drew, and built again, on the tab it was on, when it opens again: the program runs all day in the tray.
 class Shell : public QObject {
 public:
     explicit Shell(Store& store) : m_store(store) {
-        m_main = new MainWindow(store);
         m_tray = new Tray(store, this);
-        connect(m_main, &MainWindow::settingsRequested, this, &Shell::showSettings);
-        connect(m_main, &MainWindow::quitRequested, qApp, &QApplication::quit);
         connect(m_tray, &Tray::openRequested, this, &Shell::showMain);
         connect(m_tray, &Tray::settingsRequested, this, &Shell::showSettings);
         connect(m_tray, &Tray::quitRequested, qApp, &QApplication::quit);
@@ -55,6 +55,13 @@ public:
     }
 
     void showMain() {
+        if (!m_main) {
+            m_main = new MainWindow(m_store);
+            m_main->setTab(m_tab);
+            connect(m_main, &MainWindow::settingsRequested, this, &Shell::showSettings);
+            connect(m_main, &MainWindow::quitRequested, qApp, &QApplication::quit);
+            connect(m_main, &MainWindow::closed, this, &Shell::releaseMain);
+        }
         m_main->show();
         m_main->setWindowState(m_main->windowState() & ~Qt::WindowMinimized);
         m_main->raise();
@@ -78,8 +85,21 @@ public:
     }
 
 private:
+    void releaseMain() {
+        m_tab = m_main->tab();
+        connect(m_main, &QObject::destroyed, this, [] {
+            // Widgets, pixmaps and fonts' caches go back to the allocator; hand its free pages back to the
+            // system too, or the tray would keep the window's peak for the rest of the day.
+            QPixmapCache::clear();
+            ::malloc_trim(0);
+        });
+        m_main->deleteLater();
+        m_main = nullptr;
+    }
+
     Store& m_store;
     MainWindow* m_main = nullptr;
+    Texts::Tab m_tab = Texts::Tab::today;
     Tray* m_tray = nullptr;
     QPointer<SettingsWindow> m_settings;
 };
