@@ -402,6 +402,17 @@ std::optional<Instant> realtime(std::string_view value) {
                    static_cast<double>(microseconds % perSecond) / kMicrosecondsPerSecond);
 }
 
+// Whether every field the reader uses is absent, null, a string or bytes, the values journalctl writes; a
+// record with another value in one is damaged, and its message cannot be trusted.
+bool hasTextFields(const JsonFields& fields) {
+    return std::ranges::all_of(
+        std::array{fields.message, fields.boot, fields.identifier, fields.command, fields.transport},
+        [](std::string_view value) {
+            return value.empty() || value == "null" || value.starts_with('"') ||
+                   (value.starts_with('[') && fieldText(value));
+        });
+}
+
 std::string nonEmptyText(std::string_view value) {
     return value.empty() ? std::string{} : fieldText(value).value_or("");
 }
@@ -567,6 +578,34 @@ std::optional<TextFields> textFields(std::string_view rest) {
     return std::nullopt;
 }
 
+// Seconds to the microsecond with at least `wholeDigits` before the point: "1700000000.123456", "12.345678".
+bool isStamp(std::string_view token, std::size_t wholeDigits) {
+    const auto dot = token.find('.');
+    return dot != npos && dot >= wholeDigits && token.size() == dot + 7 &&
+           std::ranges::all_of(token.substr(0, dot), isDigit) &&
+           std::ranges::all_of(token.substr(dot + 1), isDigit);
+}
+
+// An entry in one of journalctl's other forms, whose time this reader cannot place: short-unix
+// ("1700000000.123456 host …"), short-full ("Tue 2024-11-02 23:10:05 CET host …"), short-monotonic and
+// short-delta ("[   12.345678] host …", "[   12.345678 <    0.000123>] host …").
+bool isOtherForm(std::string_view line) {
+    if (line.starts_with('[')) {
+        const auto close = line.find(']');
+        auto inside = line.substr(1, close == npos ? 0 : close - 1);
+        return close != npos && isStamp(nextToken(inside), 1);
+    }
+    auto rest = line;
+    const auto first = nextToken(rest);
+    const auto second = nextToken(rest);
+    const auto third = nextToken(rest);
+    if (isStamp(first, 9)) {
+        return !second.empty();
+    }
+    return second.size() == 10 && digits(second, 0, 4) >= 0 && second[4] == '-' &&
+           digits(second, 5, 2) >= 0 && second[7] == '-' && digits(second, 8, 2) >= 0 && looksLikeTime(third);
+}
+
 // A short-form entry waiting for its year, which only the whole text decides.
 struct WallClock {
     std::size_t record = 0;
@@ -643,9 +682,10 @@ public:
     }
 
     // A line is shaped like an entry when it starts with an ISO-like date ("2024-…") or with a word, a day of
-    // one or two digits and an "HH:MM:SS" time; such a line whose date or fields cannot be read is counted.
-    // Anything else (prose and prompts around a pasted journal, continuation lines of a multi-line message,
-    // which start with white space, and "-- … --" markers) is no entry and is not counted.
+    // one or two digits and an "HH:MM:SS" time; such a line whose date or fields cannot be read is counted,
+    // as is an entry of another of journalctl's forms. Anything else (prose and prompts around a pasted
+    // journal, continuation lines of a multi-line message, which start with white space, and "-- … --"
+    // markers) is no entry and is not counted.
     void readLine(std::string_view line) {
         if (line.empty() || line[0] == ' ' || line[0] == '\t') {
             return;
@@ -664,6 +704,9 @@ public:
             const auto day = nextToken(rest);
             const auto time = nextToken(rest);
             if (day.empty() || day.size() > 2 || !std::ranges::all_of(day, isDigit) || !looksLikeTime(time)) {
+                if (isOtherForm(line)) {
+                    ++m_result.skippedLines;
+                }
                 return;
             }
             wall = shortDate(first, digits(day, 0, day.size()), time);
@@ -776,7 +819,8 @@ JournalRecords readJson(std::string_view text) {
         }
         JsonFields fields;
         std::optional<Instant> date;
-        if (!scanObject(line, fields) || fields.realtime.empty() || !(date = realtime(fields.realtime))) {
+        if (!scanObject(line, fields) || fields.realtime.empty() || !(date = realtime(fields.realtime)) ||
+            !hasTextFields(fields)) {
             ++result.skippedLines;
             return;
         }

@@ -24,7 +24,8 @@ struct JournalRecord {
 struct JournalRecords {
     std::vector<JournalRecord> records;
     std::optional<Instant> firstDate; // the first usable entry's date
-    std::int64_t skippedLines = 0;    // lines shaped like entries whose date or fields could not be read
+    // Lines shaped like entries whose date or fields could not be read, and entries in a form it cannot read.
+    std::int64_t skippedLines = 0;
     bool operator==(const JournalRecords&) const = default;
 };
 

@@ -143,6 +143,35 @@ TEST(NightsCommandTest, AJournalRecordingGivesTheSameDocument) {
     EXPECT_EQ(night["hasBattery"], false);
 }
 
+TEST(NightsCommandTest, CountsTheJournalRecordsItCannotUse) {
+    const auto skipped = [](const std::string& journal) {
+        const auto result = nightsCommand(
+            {"--journal", "-", "--tz", "Europe/Berlin", "--now", "2026-11-20T12:00:00+01:00", "--json"},
+            journal);
+        EXPECT_EQ(result.status, 0) << result.err;
+        const auto document = nlohmann::json::parse(result.out);
+        return std::pair{document["log"]["skippedLines"].get<int>(), document["log"]["events"].get<int>()};
+    };
+    // Damaged fields: the message cannot be trusted, so the record is not used.
+    const auto json = test::readTestData("journal/made-lid-close-two-dark-wakes.json");
+    const std::string damaged =
+        R"({"__REALTIME_TIMESTAMP":"1795107731482914","_BOOT_ID":"7d3b2a51","MESSAGE":[300]})"
+        "\n"
+        R"x({"__REALTIME_TIMESTAMP":"1795107731482915","MESSAGE":{"text":"PM: suspend entry (deep)"}})x"
+        "\n"
+        R"({"__REALTIME_TIMESTAMP":"1795107731482916","MESSAGE":"x","SYSLOG_IDENTIFIER":7})"
+        "\n";
+    EXPECT_EQ(skipped(json + damaged), std::pair(3, 7));
+    // Entries of journalctl's other forms are counted; the prose around them is not.
+    EXPECT_EQ(skipped("$ journalctl -o short-unix\n"
+                      "1795107731.482913 x260 kernel: PM: suspend entry (deep)\n"
+                      "Thu 2026-11-19 18:02:11 CET x260 kernel: PM: suspend entry (deep)\n"
+                      "[    5.123456] x260 kernel: PM: suspend entry (deep)\n"
+                      "[12345.123456 <    0.000123>] x260 kernel: PM: suspend exit\n"
+                      "3.5 GHz, 16 GB: plenty\n"),
+              std::pair(4, 0));
+}
+
 TEST(NightsCommandTest, AnUnreadableJournalIsAHintNotAnError) {
     PowerLogParser::SystemLog system;
     system.problem = "The system journal is not readable by mira: join it.";
