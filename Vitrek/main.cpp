@@ -6,6 +6,8 @@
 #include "linux/PowerLogSource.h"
 #include "shell/VitrekApplication.h"
 
+#include <unistd.h>
+
 #include <chrono>
 #include <iostream>
 #include <string>
@@ -23,6 +25,9 @@ int main(int argc, char** argv) {
         }
         std::cerr << "vitrek: no display to open the window on; printing a check-up instead\n";
     }
+    // Never destroyed: std::cout flushes through it when the program exits.
+    static auto* const output = new vitrek::cli::StandardOutput(STDOUT_FILENO);
+    std::cout.rdbuf(output);
     vitrek::cli::CommandContext context{
         std::cin, std::cout, std::cerr,
         [] { return std::chrono::time_point_cast<vitrek::Seconds>(std::chrono::system_clock::now()); },
@@ -31,13 +36,10 @@ int main(int argc, char** argv) {
         }};
     if (!arguments.empty() && vitrek::cli::isDrawingCommand(arguments[0])) {
         const int status = vitrek::cli::drawingCommand(arguments, context, argc, argv);
-        std::cout.flush();
-        return status;
+        return vitrek::cli::finishOutput(arguments[0], status, context);
     }
     if (vitrek::cli::isCommand(arguments)) {
         vitrek::preferLargePages();
     }
-    const int status = vitrek::cli::run(arguments, context);
-    std::cout.flush();
-    return status;
+    return vitrek::cli::run(arguments, context);
 }

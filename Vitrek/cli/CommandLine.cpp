@@ -3,6 +3,10 @@
 #include "cli/NightsCommand.h"
 #include "cli/ReportCommand.h"
 
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
 #include <ostream>
 
 namespace vitrek::cli {
@@ -27,13 +31,7 @@ constexpr const char* kUsage =
     "\n"
     "Run vitrek COMMAND --help for the options of a command.\n";
 
-} // namespace
-
-bool isCommand(std::span<const std::string> arguments) {
-    return arguments.empty() || arguments[0] != "--headless";
-}
-
-int run(std::span<const std::string> arguments, CommandContext& context) {
+int dispatch(std::span<const std::string> arguments, CommandContext& context) {
     // Without a display to open the window on, a bare `vitrek` prints the check-up instead.
     if (arguments.empty()) {
         return report(arguments, context);
@@ -64,6 +62,67 @@ int run(std::span<const std::string> arguments, CommandContext& context) {
     }
     context.err << "vitrek: unknown command '" << command << "' (try vitrek --help)\n";
     return kUsageError;
+}
+
+} // namespace
+
+bool isCommand(std::span<const std::string> arguments) {
+    return arguments.empty() || arguments[0] != "--headless";
+}
+
+int run(std::span<const std::string> arguments, CommandContext& context) {
+    const int status = dispatch(arguments, context);
+    return finishOutput(arguments.empty() ? "report" : arguments[0], status, context);
+}
+
+int finishOutput(std::string_view command, int status, CommandContext& context) {
+    errno = 0;
+    context.out.flush();
+    if (context.out) {
+        return status;
+    }
+    int error = errno;
+    if (const auto* output = dynamic_cast<const StandardOutput*>(context.out.rdbuf());
+        output && output->error()) {
+        error = output->error();
+    }
+    context.err << "vitrek: " << command << ": cannot write to standard output";
+    if (error != 0) {
+        context.err << ": " << std::strerror(error);
+    }
+    context.err << "\n";
+    return status == 0 ? 1 : status;
+}
+
+StandardOutput::StandardOutput(int fd) : m_fd(fd) {
+    setp(m_buffer.data(), m_buffer.data() + m_buffer.size());
+}
+
+StandardOutput::int_type StandardOutput::overflow(int_type c) {
+    if (!drain()) {
+        return traits_type::eof();
+    }
+    if (!traits_type::eq_int_type(c, traits_type::eof())) {
+        *pptr() = traits_type::to_char_type(c);
+        pbump(1);
+    }
+    return traits_type::not_eof(c);
+}
+
+int StandardOutput::sync() { return drain() ? 0 : -1; }
+
+bool StandardOutput::drain() {
+    const char* next = pbase();
+    while (m_error == 0 && next < pptr()) {
+        const ssize_t written = ::write(m_fd, next, static_cast<std::size_t>(pptr() - next));
+        if (written >= 0) {
+            next += written;
+        } else if (errno != EINTR) {
+            m_error = errno;
+        }
+    }
+    setp(m_buffer.data(), m_buffer.data() + m_buffer.size());
+    return m_error == 0;
 }
 
 } // namespace vitrek::cli

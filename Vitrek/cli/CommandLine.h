@@ -4,10 +4,13 @@
 #include "powerlog/PowerLog.h"
 #include "time/Instant.h"
 
+#include <array>
 #include <functional>
 #include <iosfwd>
 #include <span>
+#include <streambuf>
 #include <string>
+#include <string_view>
 
 namespace vitrek::cli {
 
@@ -24,8 +27,34 @@ struct CommandContext {
 // Usage errors and unreadable inputs: one line on stderr, exit status 2.
 inline constexpr int kUsageError = 2;
 
-// Runs `vitrek <arguments…>` (the program name excluded) and returns the exit status.
+// Runs `vitrek <arguments…>` (the program name excluded) and returns the exit status, after
+// `finishOutput`.
 int run(std::span<const std::string> arguments, CommandContext& context);
+
+// Flushes `context.out`; when any of it could not be written (a full disk, a closed pipe) says so on one
+// line, with the reason, and returns 1 unless `status` already reports a failure. A script must not take a
+// truncated document for a whole one.
+int finishOutput(std::string_view command, int status, CommandContext& context);
+
+// The commands' standard output: written straight to the descriptor, and remembering why a write failed,
+// which a stream forgets.
+class StandardOutput final : public std::streambuf {
+public:
+    explicit StandardOutput(int fd);
+    // The errno of the first write that failed; 0 while none has. Output after it is dropped.
+    int error() const { return m_error; }
+
+protected:
+    int_type overflow(int_type c) override;
+    int sync() override;
+
+private:
+    bool drain();
+
+    int m_fd;
+    int m_error = 0;
+    std::array<char, 1 << 16> m_buffer{};
+};
 
 // Whether the arguments ask for a command that runs and ends (everything but the check-up loop).
 bool isCommand(std::span<const std::string> arguments);
