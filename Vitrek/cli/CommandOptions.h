@@ -7,6 +7,7 @@
 #include "time/Calendar.h"
 #include "time/Instant.h"
 
+#include <cstddef>
 #include <iosfwd>
 #include <optional>
 #include <span>
@@ -29,6 +30,22 @@ struct CommandOptions {
     bool operator==(const CommandOptions&) const = default;
 };
 
+// A recorded log or journal holds at most this many bytes, and no line longer than the second: real logs of
+// two weeks hold a few MiB, so anything larger is no log, and reading it whole would only exhaust memory.
+inline constexpr std::size_t kMaxLogBytes = std::size_t{256} << 20;
+inline constexpr std::size_t kMaxLogLine = std::size_t{1} << 20;
+// How far `--now` may lie past the end of the nights' log (a recorded file's last power record, else the
+// present): the log says nothing about later nights, and building them all would repeat its last state
+// night after night.
+inline constexpr int kMaxDaysAfterLog = 3;
+
+// A time in the years 2001 to 2200: the span within which a clock or a stored reading can be believed.
+bool isPlausibleDate(Instant date);
+inline constexpr const char* kPlausibleYears = "a time in the years 2001 to 2200";
+
+// "256 MiB".
+std::string mebibytes(std::size_t bytes);
+
 // A usage error, worded for "vitrek: " + message.
 struct UsageError {
     std::string message;
@@ -43,14 +60,12 @@ parseCommandOptions(std::string_view command, std::span<const std::string> argum
 std::optional<Calendar> optionCalendar(const CommandOptions& options, std::string_view command,
                                        std::ostream& err);
 
-// The power log in a file ("-" is `in`); absent (with the error written) when it cannot be read.
-std::optional<PowerLog> readLogFile(const std::string& path, std::istream& in, std::ostream& err);
-
 // The nights' log the options name: `--log`, `--journal` (short forms dated by `now` in `calendar`), else
 // the system's from `--source` or every source, whose problem (an unreadable journal) is written to
-// `context.err` as a hint. Absent, with the error written, when a named file cannot be read.
+// `context.err` as a hint. Absent, with the error written, when a named file cannot be read or is larger
+// than a log may be, or when `--now` lies more than kMaxDaysAfterLog days past the log's end.
 std::optional<NightLog> loadPowerLog(const CommandOptions& options, CommandContext& context, Instant now,
-                                     const Calendar& calendar);
+                                     const Calendar& calendar, std::string_view command);
 
 // What the nights were read from, as the JSON documents name it: "log" and "journal" for a recorded file,
 // else the system's source ("journal", "vitrek", "journal+vitrek", or "none").

@@ -22,9 +22,11 @@ const char* const kNightsUsage =
     "  --journal FILE  read a recorded journal instead (- reads standard input): journalctl's -o json,\n"
     "                  short-iso or short-iso-precise (the short forms take their year from --now)\n"
     "  --log FILE      read a recorded power log instead (- reads standard input), in the text format\n"
-    "                  that macOS's pmset -g log writes\n"
+    "                  that macOS's pmset -g log writes; a journal or log holds at most 256 MiB, in\n"
+    "                  lines of at most 1 MiB\n"
     "  --now TIME      the current time: ISO 8601 with an offset (2024-03-05T12:00:00+01:00) or Unix\n"
-    "                  seconds\n"
+    "                  seconds, in the years 2001 to 2200; at most 3 days after the last power record\n"
+    "                  of --journal or --log (else after the present)\n"
     "  --tz ZONE       the time zone of the nights, an IANA name (Europe/Berlin); default the system's\n"
     "  --json          print one JSON document instead of the story\n";
 
@@ -266,7 +268,7 @@ int nights(std::span<const std::string> arguments, CommandContext& context) {
         return kUsageError;
     }
     const Instant now = options.now.value_or(context.now());
-    const auto log = loadPowerLog(options, context, now, *calendar);
+    const auto log = loadPowerLog(options, context, now, *calendar, "nights");
     if (!log) {
         return kUsageError;
     }

@@ -32,8 +32,11 @@ const char* const kReportUsage =
     "  --journal FILE  read a recorded journal instead (- reads standard input): journalctl's -o json,\n"
     "                  short-iso or short-iso-precise\n"
     "  --log FILE      read a recorded power log instead (- reads standard input), in the text format\n"
-    "                  that macOS's pmset -g log writes\n"
-    "  --now TIME      the current time: ISO 8601 with an offset or Unix seconds; default the reading's\n"
+    "                  that macOS's pmset -g log writes; a journal or log holds at most 256 MiB, in\n"
+    "                  lines of at most 1 MiB\n"
+    "  --now TIME      the current time: ISO 8601 with an offset or Unix seconds; default the reading's.\n"
+    "                  In the years 2001 to 2200; at most 3 days after the last power record of\n"
+    "                  --journal or --log (else after the present)\n"
     "  --tz ZONE       the time zone, an IANA name (Europe/Berlin); default the system's\n"
     "  --json          print one JSON document instead of the check-up\n";
 
@@ -296,7 +299,7 @@ std::unique_ptr<Store> checkUp(const CommandOptions& options, CommandContext& co
     }
     reading->date = now;
 
-    const auto log = loadPowerLog(options, context, now, *calendar);
+    const auto log = loadPowerLog(options, context, now, *calendar, command);
     if (!log) {
         return nullptr;
     }

@@ -5,6 +5,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <utility>
@@ -19,7 +20,7 @@ std::string failure(const std::string& name, int error) {
 
 } // namespace
 
-std::optional<MappedFile> MappedFile::open(const std::string& path, std::string& error) {
+std::optional<MappedFile> MappedFile::open(const std::string& path, std::string& error, std::size_t limit) {
     const int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
     if (fd < 0) {
         error = failure(path, errno);
@@ -37,11 +38,11 @@ std::optional<MappedFile> MappedFile::open(const std::string& path, std::string&
         return std::nullopt;
     }
     if (!S_ISREG(status.st_mode) || status.st_size == 0) {
-        auto file = readAll(fd, path, error);
+        auto file = readAll(fd, path, error, limit);
         ::close(fd);
         return file;
     }
-    const auto size = static_cast<std::size_t>(status.st_size);
+    const auto size = std::min(static_cast<std::size_t>(status.st_size), limit);
     void* mapping = ::mmap(nullptr, size, PROT_READ, MAP_PRIVATE | MAP_POPULATE, fd, 0);
     const int mapError = errno;
     ::close(fd);
@@ -56,11 +57,16 @@ std::optional<MappedFile> MappedFile::open(const std::string& path, std::string&
     return file;
 }
 
-std::optional<MappedFile> MappedFile::readAll(int fd, const std::string& name, std::string& error) {
+std::optional<MappedFile> MappedFile::readAll(int fd, const std::string& name, std::string& error,
+                                              std::size_t limit) {
     MappedFile file;
+    if (limit != SIZE_MAX) {
+        // Growing the buffer step by step would, at the limit, briefly hold it twice.
+        file.m_buffer.reserve(limit);
+    }
     char chunk[1 << 16];
     for (;;) {
-        const ssize_t count = ::read(fd, chunk, sizeof chunk);
+        const ssize_t count = ::read(fd, chunk, std::min(sizeof chunk, limit - file.m_buffer.size()));
         if (count < 0 && errno == EINTR) {
             continue;
         }
@@ -72,6 +78,9 @@ std::optional<MappedFile> MappedFile::readAll(int fd, const std::string& name, s
             return file;
         }
         file.m_buffer.append(chunk, static_cast<std::size_t>(count));
+        if (file.m_buffer.size() == limit) {
+            return file;
+        }
     }
 }
 

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
+#include <array>
 #include <sstream>
 
 namespace vitrek::cli {
@@ -16,9 +17,8 @@ struct Run {
     std::string err;
 };
 
-Run nightsCommand(std::vector<std::string> arguments, const std::string& input = "",
+Run nightsCommand(std::vector<std::string> arguments, std::istream& in,
                   PowerLogParser::SystemLog system = {}) {
-    std::istringstream in(input);
     std::ostringstream out;
     std::ostringstream err;
     CommandContext context{in, out, err, [] { return test::at("2024-03-06T12:00:00+01:00"); },
@@ -27,6 +27,28 @@ Run nightsCommand(std::vector<std::string> arguments, const std::string& input =
     const int status = run(arguments, context);
     return {status, out.str(), err.str()};
 }
+
+Run nightsCommand(std::vector<std::string> arguments, const std::string& input = "",
+                  PowerLogParser::SystemLog system = {}) {
+    std::istringstream in(input);
+    return nightsCommand(std::move(arguments), in, std::move(system));
+}
+
+// Standard input that never ends: short lines, forever.
+class EndlessLines : public std::streambuf {
+protected:
+    int_type underflow() override {
+        for (std::size_t i = 0; i < m_chunk.size(); i += 2) {
+            m_chunk[i] = 'x';
+            m_chunk[i + 1] = '\n';
+        }
+        setg(m_chunk.data(), m_chunk.data(), m_chunk.data() + m_chunk.size());
+        return traits_type::to_int_type(m_chunk[0]);
+    }
+
+private:
+    std::array<char, 4096> m_chunk{};
+};
 
 std::string dataPath(const char* name) { return std::string(VITREK_TEST_DATA) + "/pmset/" + name; }
 
@@ -63,6 +85,66 @@ TEST(NightsCommandTest, RejectsBadUsageWithOneLineAndStatusTwo) {
          "vitrek: cannot read /nonexistent/journal.json: No such file or directory\n"},
         {{"--log", "a.log", "--journal", "b.json"},
          "vitrek: nights: --log and --journal name two different logs; give one\n"},
+    };
+    for (const auto& row : rows) {
+        const auto result = nightsCommand(row.arguments);
+        EXPECT_EQ(result.status, 2);
+        EXPECT_EQ(result.err, row.message);
+        EXPECT_EQ(result.out, "");
+    }
+}
+
+TEST(NightsCommandTest, StopsReadingALogAtItsLimits) {
+    const struct {
+        std::vector<std::string> arguments;
+        const char* message;
+    } devices[] = {
+        {{"--log", "/dev/zero"}, "vitrek: nights: /dev/zero is over 256 MiB, the most a log may hold\n"},
+        {{"--journal", "/dev/zero"}, "vitrek: nights: /dev/zero is over 256 MiB, the most a log may hold\n"},
+    };
+    for (const auto& row : devices) {
+        const auto result = nightsCommand(row.arguments);
+        EXPECT_EQ(result.status, 2);
+        EXPECT_EQ(result.err, row.message);
+        EXPECT_EQ(result.out, "");
+    }
+
+    EndlessLines endless;
+    std::istream endlessInput(&endless);
+    const auto endlessResult = nightsCommand({"--log", "-"}, endlessInput);
+    EXPECT_EQ(endlessResult.status, 2);
+    EXPECT_EQ(endlessResult.err, "vitrek: nights: standard input is over 256 MiB, the most a log may hold\n");
+
+    const auto longLine = nightsCommand({"--journal", "-"}, "{}\n" + std::string(kMaxLogLine, 'x') + "\n" +
+                                                                std::string(kMaxLogLine + 1, 'x'));
+    EXPECT_EQ(longLine.status, 2);
+    EXPECT_EQ(longLine.err,
+              "vitrek: nights: line 3 of standard input is over 1 MiB, the most a log's line may hold\n");
+
+    // The limits the usage states are the ones applied.
+    const auto usage = nightsCommand({"--help"}).out;
+    EXPECT_NE(usage.find("at most " + mebibytes(kMaxLogBytes) + ", in\n                  lines of at most " +
+                         mebibytes(kMaxLogLine)),
+              std::string::npos)
+        << usage;
+}
+
+TEST(NightsCommandTest, RefusesANowFarPastTheEndOfTheLog) {
+    const auto log = dataPath("one-night-maintenance-wake.log");
+    const struct {
+        std::vector<std::string> arguments;
+        std::string message;
+    } rows[] = {
+        {{"--log", log, "--tz", "Europe/Berlin", "--now", "2024-03-08T07:00:00+01:00"},
+         "vitrek: nights: --now is 3 days after the last power record of " + log +
+             " (2024-03-05 06:50); give a time at most 3 days after it\n"},
+        {{"--tz", "Europe/Berlin", "--now", "2024-03-10T12:00:00+01:00"},
+         "vitrek: nights: --now is 4 days in the future (it is 2024-03-06 12:00); give a time at most 3 days "
+         "ahead\n"},
+        {{"--log", log, "--now", "9999-12-31T23:59:59Z"},
+         "vitrek: nights: --now '9999-12-31T23:59:59Z' is not a time in the years 2001 to 2200\n"},
+        {{"--log", log, "--now", "99999999999"},
+         "vitrek: nights: --now '99999999999' is not a time in the years 2001 to 2200\n"},
     };
     for (const auto& row : rows) {
         const auto result = nightsCommand(row.arguments);
