@@ -34,6 +34,8 @@ struct CommandOptions {
 // two weeks hold a few MiB, so anything larger is no log, and reading it whole would only exhaust memory.
 inline constexpr std::size_t kMaxLogBytes = std::size_t{256} << 20;
 inline constexpr std::size_t kMaxLogLine = std::size_t{1} << 20;
+// A stored reading is one small JSON object.
+inline constexpr std::size_t kMaxReadingBytes = std::size_t{1} << 20;
 // How far `--now` may lie past the end of the nights' log (a recorded file's last power record, else the
 // present): the log says nothing about later nights, and building them all would repeat its last state
 // night after night.

@@ -17,7 +17,9 @@
 
 #include <nlohmann/json.hpp>
 
+#include <algorithm>
 #include <sstream>
+#include <utility>
 
 namespace vitrek::cli {
 
@@ -28,7 +30,8 @@ const char* const kReportUsage =
     "are read from the data folder, last night from the system journal and Vitrek's own record.\n"
     "\n"
     "  --reading FILE  a stored reading (the \"reading\" object of --json) instead of this machine's;\n"
-    "                  its age then counts from the model's year alone\n"
+    "                  its age then counts from the model's year alone; figures no machine reports\n"
+    "                  (a health outside 0 to 1, more free space than in all, …) are refused\n"
     "  --journal FILE  read a recorded journal instead (- reads standard input): journalctl's -o json,\n"
     "                  short-iso or short-iso-precise\n"
     "  --log FILE      read a recorded power log instead (- reads standard input), in the text format\n"
@@ -89,6 +92,52 @@ std::optional<int> wakesOf(const Store& store) {
 
 std::string signedYears(double years) { return printfText(years < 0 ? "−%.1f" : "+%.1f", std::fabs(years)); }
 
+// Firmware may put a new battery's full charge a little above its design; the live reader caps it at 1.
+constexpr double kHighestFirmwareHealth = 1.2;
+
+[[noreturn]] void unphysical(const char* field, const std::string& value, const std::string& range) {
+    throw json::DecodeError(std::string(field) + " " + value + " is not " + range);
+}
+
+// A figure no machine reports means the reading was made up or damaged, and would be scored as if it were
+// real.
+void requirePhysical(Reading& reading) {
+    if (reading.battery) {
+        auto& battery = *reading.battery;
+        if (battery.health) {
+            if (!(*battery.health >= 0 && *battery.health <= kHighestFirmwareHealth)) {
+                unphysical("battery.health", printfText("%g", *battery.health), "between 0 and 1");
+            }
+            battery.health = std::min(*battery.health, 1.0);
+        }
+        if (battery.cycles && *battery.cycles < 0) {
+            unphysical("battery.cycles", std::to_string(*battery.cycles), "0 or more");
+        }
+        if (battery.percent < 0 || battery.percent > 100) {
+            unphysical("battery.percent", std::to_string(battery.percent), "between 0 and 100");
+        }
+    }
+    if (reading.totalBytes < 0) {
+        unphysical("totalBytes", std::to_string(reading.totalBytes), "0 or more");
+    }
+    if (reading.freeBytes < 0 || reading.freeBytes > reading.totalBytes) {
+        unphysical("freeBytes", std::to_string(reading.freeBytes),
+                   "between 0 and totalBytes (" + std::to_string(reading.totalBytes) + ")");
+    }
+    if (reading.swapBytes < 0) {
+        unphysical("swapBytes", std::to_string(reading.swapBytes), "0 or more");
+    }
+    for (const auto& [field, date] :
+         {std::pair{"date", reading.date}, std::pair{"bootedAt", reading.bootedAt}}) {
+        if (!isPlausibleDate(date)) {
+            unphysical(field, printfText("%g", unixSeconds(date)), kPlausibleYears);
+        }
+    }
+    if (reading.bootedAt > reading.date) {
+        throw json::DecodeError("bootedAt is after date");
+    }
+}
+
 } // namespace
 
 std::optional<Reading> readingFromReportJson(std::string_view text, std::string& error) {
@@ -131,6 +180,7 @@ std::optional<Reading> readingFromReportJson(std::string_view text, std::string&
         }
         reading.swapBytes = asInteger<std::int64_t>(member(*document, "swapBytes"));
         reading.bootedAt = fromUnixSeconds(asDouble(member(*document, "bootedAt")));
+        requirePhysical(reading);
         return reading;
     } catch (const std::exception& decodeError) {
         error = decodeError.what();
@@ -281,9 +331,14 @@ std::unique_ptr<Store> checkUp(const CommandOptions& options, CommandContext& co
     std::optional<Reading> reading;
     if (options.readingPath) {
         std::string error;
-        const auto file = MappedFile::open(*options.readingPath, error);
+        const auto file = MappedFile::open(*options.readingPath, error, kMaxReadingBytes + 1);
         if (!file) {
             context.err << "vitrek: " << error << "\n";
+            return nullptr;
+        }
+        if (file->text().size() > kMaxReadingBytes) {
+            context.err << "vitrek: " << command << ": " << *options.readingPath << " is over "
+                        << mebibytes(kMaxReadingBytes) << ", the most a reading may hold\n";
             return nullptr;
         }
         reading = readingFromReportJson(file->text(), error);

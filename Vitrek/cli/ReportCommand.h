@@ -28,7 +28,8 @@ int report(std::span<const std::string> arguments, CommandContext& context);
 std::unique_ptr<Store> checkUp(const CommandOptions& options, CommandContext& context, std::string_view command);
 
 // The "reading" member of the report's JSON (dates as Unix seconds); absent with `error` set when the
-// text is not such an object.
+// text is not such an object or holds a figure no machine reports (a health slightly above 1, as firmware
+// may give it, is read as 1).
 std::optional<Reading> readingFromReportJson(std::string_view text, std::string& error);
 
 // The report of what `store` publishes after an apply.

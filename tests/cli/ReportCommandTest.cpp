@@ -104,5 +104,48 @@ TEST_F(ReportCommandTest, NamesWhatIsWrongWithAStoredReading) {
     EXPECT_EQ(err, "vitrek: report: --reading needs a file\n");
 }
 
+TEST_F(ReportCommandTest, RefusesFiguresNoMachineReports) {
+    const struct {
+        const char* pointer;
+        nlohmann::json value;
+        const char* error;
+    } rows[] = {
+        {"/battery/health", -5, "battery.health -5 is not between 0 and 1"},
+        {"/battery/health", 1e308, "battery.health 1e+308 is not between 0 and 1"},
+        {"/battery/cycles", -1, "battery.cycles -1 is not 0 or more"},
+        {"/battery/percent", 101, "battery.percent 101 is not between 0 and 100"},
+        {"/battery/percent", -1, "battery.percent -1 is not between 0 and 100"},
+        {"/freeBytes", 500000000001, "freeBytes 500000000001 is not between 0 and totalBytes (500000000000)"},
+        {"/freeBytes", -1, "freeBytes -1 is not between 0 and totalBytes (500000000000)"},
+        {"/totalBytes", -2, "totalBytes -2 is not 0 or more"},
+        {"/swapBytes", -1, "swapBytes -1 is not 0 or more"},
+        {"/date", 1e308, "date 1e+308 is not a time in the years 2001 to 2200"},
+        {"/date", 0, "date 0 is not a time in the years 2001 to 2200"},
+        {"/bootedAt", -1e12, "bootedAt -1e+12 is not a time in the years 2001 to 2200"},
+        {"/bootedAt", 1709636401, "bootedAt is after date"},
+    };
+    const auto file = folder / "impossible.json";
+    for (const auto& row : rows) {
+        auto reading = nlohmann::json::parse(kReading);
+        reading[nlohmann::json::json_pointer(row.pointer)] = row.value;
+        std::ofstream(file) << reading.dump();
+        std::string out, err;
+        EXPECT_EQ(run({"--reading", file.string()}, out, err), 2) << row.error;
+        EXPECT_EQ(err, "vitrek: report: " + file.string() + " is not a reading: " + row.error + "\n");
+        EXPECT_EQ(out, "");
+    }
+
+    // A new battery's firmware may report a little more than its design: read as full health.
+    auto generous = nlohmann::json::parse(kReading);
+    generous["battery"]["health"] = 1.04;
+    std::ofstream(file) << generous.dump();
+    std::string out, err;
+    ASSERT_EQ(run({"--reading", file.string(), "--json"}, out, err), 0) << err;
+    EXPECT_EQ(nlohmann::json::parse(out)["reading"]["battery"]["health"], 1.0);
+
+    EXPECT_EQ(run({"--reading", "/dev/zero"}, out, err), 2);
+    EXPECT_EQ(err, "vitrek: report: /dev/zero is over 1 MiB, the most a reading may hold\n");
+}
+
 } // namespace
 } // namespace vitrek::cli
