@@ -371,7 +371,11 @@ std::unique_ptr<Store> checkUp(const CommandOptions& options, CommandContext& co
     // This machine's check-up, even in a process whose environment asks for the demo one.
     environment.isDemo = [] { return false; };
     auto store = std::make_unique<Store>(environment);
-    store->setHistory(store->files().peekHistory(now, *calendar));
+    auto history = store->files().peekHistory(now, *calendar);
+    if (history.problem) {
+        context.err << "vitrek: " << history.problem->text() << "\n";
+    }
+    store->setHistory(std::move(history.history));
     store->apply(*reading, store->files().samples(now, *calendar), night, false);
     return store;
 }

@@ -577,14 +577,23 @@ VitrekFiles::LoadedHistory VitrekFiles::loadHistory(Instant now, const Calendar&
             problem(path, kept + "; the original is kept as a damaged copy")};
 }
 
-History VitrekFiles::peekHistory(Instant now, const Calendar& calendar) const {
+VitrekFiles::LoadedHistory VitrekFiles::peekHistory(Instant now, const Calendar& calendar) const {
+    const fs::path path = m_dir / kHistoryName;
     std::string bytes;
-    if (readFile(m_dir / kHistoryName, bytes) != ReadStatus::read) {
-        return {};
+    switch (readFile(path, bytes)) {
+    case ReadStatus::missing: return {};
+    case ReadStatus::failed: return {{}, problem(path, errno)};
+    case ReadStatus::notRegular: return {{}, problem(path, "not a regular file; read as no history")};
+    case ReadStatus::read: break;
     }
     const auto tomorrow = calendar.addingDays(now, 1);
     auto read = readStoredHistory(bytes, tomorrow ? History::dayID(*tomorrow, calendar) : std::string(kLastDayKey));
-    return read ? std::move(read->history) : History{};
+    if (!read) {
+        return {{}, bytes.empty() ? std::nullopt : problem(path, "unreadable; read as no history")};
+    }
+    auto left = read->dropped == 0 ? std::nullopt
+                                   : problem(path, std::to_string(read->dropped) + " unreadable days left out");
+    return {std::move(read->history), std::move(left)};
 }
 
 std::optional<FileProblem> VitrekFiles::save(const History& history) const {

@@ -68,7 +68,7 @@ public:
     // never replaced, the same bytes are never copied twice, and only the newest five are kept.
     LoadedHistory loadHistory(Instant now, const Calendar& calendar) const;
     // The stored History read the same way, for commands that must not write: nothing is copied or moved.
-    History peekHistory(Instant now, const Calendar& calendar) const;
+    LoadedHistory peekHistory(Instant now, const Calendar& calendar) const;
     // Replaces the stored History atomically (a reader sees the old or the new file, never a mix). An
     // existing file that does not read whole is kept as a damaged copy first; when that copy cannot be
     // made, or the file cannot be read, it is left in place and this save is skipped.

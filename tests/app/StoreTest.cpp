@@ -146,7 +146,7 @@ TEST_F(StoreTest, AFolderThatCannotBeWrittenIsShownUntilSavingWorksAndItsCheckUp
     store.tick(clock);
     EXPECT_EQ(store.storageProblem(), "");
     EXPECT_EQ(VitrekFiles{dir}.samples(clock, test::berlin()).size(), 4u);
-    EXPECT_EQ(VitrekFiles{dir}.peekHistory(clock, test::berlin()), store.history());
+    EXPECT_EQ(VitrekFiles{dir}.peekHistory(clock, test::berlin()).history, store.history());
 }
 
 TEST_F(StoreTest, ATickReloadsTheNightMoreThanAnHourAfterTheLastLoadOrOnceTheNightHasEnded) {
@@ -230,7 +230,7 @@ TEST_F(StoreTest, CheckUpsOfOneDayShareOneDayAndTheFirstAfterMidnightStartsANewO
     EXPECT_EQ(store.history().days[0], evening);
     EXPECT_EQ(store.history().days[1].id, "2024-03-06");
     EXPECT_EQ(store.streak(), 2);
-    EXPECT_EQ(VitrekFiles{dir}.peekHistory(store.reading()->date, test::berlin()), store.history());
+    EXPECT_EQ(VitrekFiles{dir}.peekHistory(store.reading()->date, test::berlin()).history, store.history());
 }
 
 TEST_F(StoreTest, DerivedValuesAndTheAgeWaitForAReading) {
@@ -337,7 +337,7 @@ TEST_F(StoreTest, TheRealLoopRecordsSamplesAndTheHistory) {
     EXPECT_TRUE(runUntil([&] { return store.samples().size() >= 4 && !store.loadingNight(); }));
     EXPECT_TRUE(fs::exists(samples));
     EXPECT_TRUE(fs::exists(dir / "history.json"));
-    EXPECT_EQ(VitrekFiles{dir}.peekHistory(store.reading()->date, test::berlin()), store.history());
+    EXPECT_EQ(VitrekFiles{dir}.peekHistory(store.reading()->date, test::berlin()).history, store.history());
 }
 
 } // namespace

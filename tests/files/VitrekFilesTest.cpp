@@ -273,7 +273,7 @@ TEST_F(VitrekFilesTest, AHistoryIsReadDayByDayAndKeysThatAreNoDaysAreLeftOut) {
     EXPECT_NE(load.problem->reason.find("10 days kept, 8 unreadable left out"), std::string::npos)
         << load.problem->reason;
     EXPECT_EQ(readBytes(folder / "history.json.damaged"), bytes);
-    EXPECT_EQ(files().peekHistory(kToday, kBerlin), load.history);
+    EXPECT_EQ(files().peekHistory(kToday, kBerlin).history, load.history);
 }
 
 // A link is never followed and a FIFO never waited on: each is set aside like a damaged file.
@@ -293,7 +293,10 @@ TEST_F(VitrekFilesTest, OnlyRegularFilesAreReadOrWritten) {
     EXPECT_TRUE(files().samples(kToday, kBerlin).empty());
     EXPECT_TRUE(files().samples(kToday - Seconds{86'400}, kBerlin).empty());
 
-    EXPECT_EQ(files().peekHistory(kToday, kBerlin), History{});
+    const auto peeked = files().peekHistory(kToday, kBerlin);
+    EXPECT_EQ(peeked.history, History{});
+    EXPECT_EQ(peeked.problem->reason, "not a regular file; read as no history");
+    EXPECT_TRUE(fs::is_fifo(folder / "history.json")) << "a command that must not write moves nothing";
     const auto load = files().loadHistory(kToday, kBerlin);
     EXPECT_EQ(load.history, History{});
     ASSERT_TRUE(load.problem.has_value());
