@@ -184,7 +184,7 @@ void PowerRecorder::write(PowerRecord record) {
     if (record.kind != PowerRecordKind::boot) {
         m_lastWritten = record.date;
     }
-    m_files.appendPowerRecord(record, m_machine.calendar());
+    emit wrote(m_files.appendPowerRecord(record, m_machine.calendar()));
 }
 
 bool PowerRecorder::inNightWindow(Instant date) const {

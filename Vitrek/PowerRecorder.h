@@ -55,6 +55,10 @@ public:
     // Called by each check-up: a line to show the recording goes on, and the inhibitors in the night window.
     void checkUp(Instant now);
 
+signals:
+    // After each line written: what failed, or nothing when it was written.
+    void wrote(const std::optional<vitrek::FileProblem>& problem);
+
 private:
     void aboutToSleep();
     void wokeUp();

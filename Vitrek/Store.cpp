@@ -120,6 +120,10 @@ void Store::start() {
     if (m_env.startRecording && !m_recorder && m_writer->mayWrite()) {
         m_recorder = m_env.startRecording(this, m_env.files);
         publish(m_recording, m_recorder != nullptr && m_recorder->isRecording(), &Store::recordingChanged);
+        if (m_recorder) {
+            connect(m_recorder, &PowerRecorder::wrote, this,
+                    [this](const std::optional<FileProblem>& problem) { noteWrite(Trouble::nights, problem); });
+        }
     }
     apply(m_env.reader->read(now), samplesOf(now, calendar), m_night, true);
     loadNight();
@@ -216,9 +220,10 @@ void Store::noteWrite(Trouble kind, const std::optional<FileProblem>& problem) {
         at->second = text;
         // Another writer is not trouble with the disk; the window shows it and --headless refuses.
         if (isNew && kind != Trouble::folder) {
-            emit storageTrouble((kind == Trouble::samples ? "cannot save the check-ups, kept until it can: "
-                                                          : "cannot save the history, kept until it can: ") +
-                                text);
+            const char* what = kind == Trouble::samples   ? "cannot save the check-ups, kept until it can: "
+                               : kind == Trouble::history ? "cannot save the history, kept until it can: "
+                                                          : "cannot save the record of the nights: ";
+            emit storageTrouble(what + text);
         }
     } else if (m_troubles.erase(kind) == 0) {
         return;

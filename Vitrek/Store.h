@@ -169,7 +169,7 @@ private:
     // worth loading at once rather than within the hour.
     bool nightEndedSince(Instant loaded, Instant now) const;
 
-    enum class Trouble { folder, samples, history };
+    enum class Trouble { folder, samples, history, nights };
     // Records the outcome of a write of that kind: a new problem is told once, a success clears it.
     void noteWrite(Trouble kind, const std::optional<FileProblem>& problem);
     bool mayWrite();
