@@ -1,17 +1,35 @@
 #include "cli/CommandLine.h"
 #include "cli/HeadlessCommand.h"
-#include "harness/Harness.h"
-#include "harness/HarnessCommands.h"
 #include "linux/LargePages.h"
 #include "linux/PowerLogSource.h"
-#include "shell/VitrekApplication.h"
+#include "shell/Launch.h"
 
 #include <unistd.h>
 
+#include <cerrno>
 #include <chrono>
+#include <cstring>
+#include <filesystem>
 #include <iostream>
 #include <string>
 #include <vector>
+
+namespace {
+
+// Replaces this process with the windowed program beside this executable, with the same arguments and
+// environment: the process the caller started (its PID, its signals, its exit status, the single-instance
+// claim) stays the same one, and the terminal modes never map the windowing libraries. Returns only when
+// that program cannot be run.
+int runWindowProgram(char** argv) {
+    std::error_code error;
+    const auto self = std::filesystem::read_symlink("/proc/self/exe", error);
+    const auto program = (error ? std::filesystem::path(argv[0]) : self).parent_path() / VITREK_WINDOW_PROGRAM;
+    ::execv(program.c_str(), argv);
+    std::cerr << "vitrek: cannot run " << program.string() << ": " << std::strerror(errno) << "\n";
+    return vitrek::cli::kUsageError;
+}
+
+} // namespace
 
 int main(int argc, char** argv) {
     std::ios::sync_with_stdio(false);
@@ -20,10 +38,16 @@ int main(int argc, char** argv) {
         return vitrek::cli::headless(argc, argv, std::cout);
     }
     if (arguments.empty()) {
-        if (vitrek::hasDisplay() || vitrek::Harness::fromEnvironment()) {
-            return vitrek::runApplication(argc, argv);
+        if (vitrek::hasDisplay() || vitrek::harnessRequested()) {
+            return runWindowProgram(argv);
         }
         std::cerr << "vitrek: no display to open the window on; printing a check-up instead\n";
+    }
+    if (!arguments.empty() && vitrek::cli::isDrawingCommand(arguments[0])) {
+        return runWindowProgram(argv);
+    }
+    if (vitrek::cli::isCommand(arguments)) {
+        vitrek::preferLargePages();
     }
     // Never destroyed: std::cout flushes through it when the program exits.
     static auto* const output = new vitrek::cli::StandardOutput(STDOUT_FILENO);
@@ -34,12 +58,5 @@ int main(int argc, char** argv) {
         [](vitrek::Instant now, vitrek::PowerLogParser::SourceChoice choice) {
             return vitrek::PowerLogParser::readSystemLog(vitrek::VitrekFiles(), now, choice);
         }};
-    if (!arguments.empty() && vitrek::cli::isDrawingCommand(arguments[0])) {
-        const int status = vitrek::cli::drawingCommand(arguments, context, argc, argv);
-        return vitrek::cli::finishOutput(arguments[0], status, context);
-    }
-    if (vitrek::cli::isCommand(arguments)) {
-        vitrek::preferLargePages();
-    }
     return vitrek::cli::run(arguments, context);
 }

@@ -70,6 +70,10 @@ bool isCommand(std::span<const std::string> arguments) {
     return arguments.empty() || arguments[0] != "--headless";
 }
 
+bool isDrawingCommand(std::string_view command) {
+    return command == "card" || command == "selftest" || command == "snapshot";
+}
+
 int run(std::span<const std::string> arguments, CommandContext& context) {
     const int status = dispatch(arguments, context);
     return finishOutput(arguments.empty() ? "report" : arguments[0], status, context);

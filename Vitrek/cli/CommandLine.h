@@ -59,4 +59,8 @@ private:
 // Whether the arguments ask for a command that runs and ends (everything but the check-up loop).
 bool isCommand(std::span<const std::string> arguments);
 
+// The commands that draw: `card`, `selftest` and `snapshot`. They need the windowing library, so the
+// windowed program runs them (see drawingCommand) rather than `run`.
+bool isDrawingCommand(std::string_view command);
+
 } // namespace vitrek::cli

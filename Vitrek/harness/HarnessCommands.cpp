@@ -255,10 +255,6 @@ int snapshot(std::span<const std::string> arguments, CommandContext& context, in
 
 } // namespace
 
-bool isDrawingCommand(std::string_view command) {
-    return command == "card" || command == "selftest" || command == "snapshot";
-}
-
 int drawingCommand(std::span<const std::string> arguments, CommandContext& context, int argc, char** argv) {
     const std::string& command = arguments[0];
     // Qt sees only the program's name: the command's own arguments are not its options.

@@ -8,10 +8,6 @@
 
 namespace vitrek::cli {
 
-// The commands that draw: `card`, `selftest` and `snapshot`. They need the windowing library, so the
-// executable dispatches them here rather than through `run`.
-bool isDrawingCommand(std::string_view command);
-
 // `vitrek card [--out FILE] [--demo] [report's options]`: writes today's share card (or the demo
 // machine's) as PNG, without opening a window.
 // `vitrek selftest DIR`, `vitrek snapshot DIR [--only light|dark]`: the launch's harness, chosen through

@@ -7,6 +7,7 @@
 #include "screens/SettingsWindow.h"
 #include "screens/Symbols.h"
 #include "shell/Appearance.h"
+#include "shell/Launch.h"
 #include "shell/LocaleDates.h"
 #include "shell/SingleInstance.h"
 #include "shell/Tray.h"
@@ -113,11 +114,6 @@ void quitWhenClosedWithoutTray(QObject& context, std::function<bool()> trayAvail
                              QCoreApplication::quit();
                          }
                      });
-}
-
-bool hasDisplay() {
-    return qEnvironmentVariableIsSet("QT_QPA_PLATFORM") || !qEnvironmentVariableIsEmpty("DISPLAY") ||
-           !qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY");
 }
 
 int runApplication(int argc, char** argv) {

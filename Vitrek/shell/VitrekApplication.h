@@ -21,7 +21,4 @@ int runApplication(int argc, char** argv);
 // Lasts as long as `context`.
 void quitWhenClosedWithoutTray(QObject& context, std::function<bool()> trayAvailable);
 
-// Whether a display is there to open windows on (X11, Wayland, or a platform chosen with QT_QPA_PLATFORM).
-bool hasDisplay();
-
 } // namespace vitrek

@@ -149,6 +149,22 @@ TEST_F(HeadlessTest, AFolderThatCannotBeWrittenIsToldOnceAndNothingIsLostWhenItC
     headless.waitForFinished(10'000);
 }
 
+// The always-on loop pays for none of the window's libraries nor the demo recorder's video encoder.
+TEST_F(HeadlessTest, TheLoopMapsNoWindowingOrVideoLibrary) {
+    QProcess headless;
+    start(headless, scratch.path() / "data");
+    std::string out;
+    ASSERT_TRUE(waitForCheckUps(headless, out, 1)) << headless.readAllStandardError().toStdString();
+    const auto maps = readText("/proc/" + std::to_string(headless.processId()) + "/maps");
+    headless.kill();
+    headless.waitForFinished(10'000);
+    ASSERT_NE(maps.find("libQt6Core"), std::string::npos) << maps;
+    for (const char* library : {"libQt6Widgets", "libQt6Gui", "libQt6Svg", "libQt6Network", "libavcodec",
+                                "libavformat", "libswscale", "/plugins/"}) {
+        EXPECT_EQ(maps.find(library), std::string::npos) << library;
+    }
+}
+
 // Killed at any moment, the program leaves a history that parses and day files of whole lines, but for
 // at most one partial last line, which the next run repairs.
 TEST_F(HeadlessTest, KilledAtRandomMomentsItLeavesEveryFileReadable) {
