@@ -6,6 +6,7 @@
 #include "screens/StoreViews.h"
 #include "screens/Symbols.h"
 #include "shell/Autostart.h"
+#include "shell/Launch.h"
 #include "shell/Preferences.h"
 
 #include <Brivel.h>
@@ -146,7 +147,8 @@ SettingsWindow::SettingsWindow(Store& store, bool demo, bool trayAvailable, QWid
         }
         // A refusal is not shown: the switch keeps the user's position until the window is built again.
         if (on) {
-            Autostart::enable(QCoreApplication::applicationFilePath());
+            Autostart::enable(QString::fromStdString(
+                frontProgram(QCoreApplication::applicationFilePath().toStdString())));
         } else {
             Autostart::disable();
         }

@@ -1,3 +1,4 @@
+#include "shell/Launch.h"
 #include "support/ScratchDirectory.h"
 
 #include <gtest/gtest.h>
@@ -67,6 +68,12 @@ TEST(WindowProgramTest, WithoutTheWindowProgramBesideItOnlyTheDrawingFails) {
     EXPECT_NE(error.find("vitrek-window"), std::string::npos) << error;
     EXPECT_EQ(std::count(error.begin(), error.end(), '\n'), 1) << error;
     EXPECT_FALSE(fs::exists(scratch.path() / "card.png"));
+
+    // The login entry names the program people start, not the windowed one it hands over to.
+    const auto window = fs::path(VITREK_EXECUTABLE).parent_path() / "vitrek-window";
+    EXPECT_EQ(frontProgram(window.string()), VITREK_EXECUTABLE);
+    const auto lone = (scratch.path() / "elsewhere" / "vitrek-window").string();
+    EXPECT_EQ(frontProgram(lone), lone);
 }
 
 } // namespace
