@@ -76,5 +76,25 @@ TEST(WindowProgramTest, WithoutTheWindowProgramBesideItOnlyTheDrawingFails) {
     EXPECT_EQ(frontProgram(lone), lone);
 }
 
+// The recorder lives in a program of its own: it records the demo machine's window into a project folder.
+TEST(WindowProgramTest, TheDemoProgramRecordsATourOfTheWindow) {
+    test::ScratchDirectory scratch{"vitrek-demo"};
+    const auto project = scratch.path() / "tour";
+    QProcess demo;
+    auto environment = QProcessEnvironment::systemEnvironment();
+    environment.insert("QT_QPA_PLATFORM", "offscreen");
+    environment.insert("VITREK_DATA_DIR", QString::fromStdString((scratch.path() / "data").string()));
+    environment.insert("XDG_CONFIG_HOME", QString::fromStdString((scratch.path() / "config").string()));
+    demo.setProcessEnvironment(environment);
+    demo.start(VITREK_DEMO_PROGRAM, {QString::fromStdString(project.string())});
+    ASSERT_TRUE(demo.waitForFinished(60'000));
+    EXPECT_EQ(demo.exitCode(), 0) << demo.readAllStandardError().toStdString();
+    EXPECT_GT(fs::file_size(project / "raw.mov"), 10'000u);
+    for (const char* log : {"events.json", "captions.json", "project.json"}) {
+        EXPECT_TRUE(fs::exists(project / log)) << log;
+    }
+    EXPECT_FALSE(fs::exists(scratch.path() / "data")) << "the demo machine writes no data";
+}
+
 } // namespace
 } // namespace vitrek
