@@ -91,13 +91,12 @@ std::string dayID(Instant day, const Calendar& calendar) {
     return buffer;
 }
 
-// "Asleep since Tue 4 Mar, 23:12" for the sleep that the night began in. The night carries no calendar,
-// so the time is told in the user's current zone, as every other date on screen is.
-std::optional<std::string> asleepSince(const PowerLog& log, Instant nightStart) {
+// "Asleep since Tue 4 Mar, 23:12" for the sleep that the night began in, told in the calendar the nights
+// are built in.
+std::optional<std::string> asleepSince(const PowerLog& log, Instant nightStart, const Calendar& calendar) {
     for (auto i = eventsThrough(log, nightStart); i > 0; --i) {
         const auto& event = log.events[i - 1];
         if (event.kind == PowerEventKind::sleep) {
-            const auto calendar = Calendar::current();
             return "Asleep since " + Fmt::day(event.date, calendar) + ", " + Fmt::time(event.date, calendar);
         }
     }
@@ -106,7 +105,8 @@ std::optional<std::string> asleepSince(const PowerLog& log, Instant nightStart) 
 
 // Tells each segment as at most one moment of the night.
 std::vector<NightEvent> timeline(std::span<const Segment> segments, const PowerLog& log, Instant nightStart,
-                                 std::span<const AssertionRelease> releases, double longestRelease) {
+                                 std::span<const AssertionRelease> releases, double longestRelease,
+                                 const Calendar& calendar) {
     std::vector<NightEvent> events;
     bool hasFallenAsleep = false;
     for (std::size_t k = 0; k < segments.size(); ++k) {
@@ -149,7 +149,7 @@ std::vector<NightEvent> timeline(std::span<const Segment> segments, const PowerL
             event.symbol = "moon.zzz";
             if (first) {
                 event.label = "Already asleep";
-                if (auto since = asleepSince(log, nightStart)) {
+                if (auto since = asleepSince(log, nightStart, calendar)) {
                     event.raw = std::move(*since);
                 }
             } else {
@@ -248,7 +248,7 @@ bool isPluggedIn(const PowerLog& log, Instant start, Instant end) {
 }
 
 Night makeNight(const std::string& id, Instant start, Instant end, const PowerLog& log, bool hasBattery,
-                double longest) {
+                double longest, const Calendar& calendar) {
     Night night;
     night.id = id;
     night.start = start;
@@ -259,7 +259,7 @@ Night makeNight(const std::string& id, Instant start, Instant end, const PowerLo
     std::copy_if(candidates.begin(), candidates.end(), std::back_inserter(releases),
                  [&](const AssertionRelease& release) { return release.start() < end; });
     night.keptAwake = NightBuilder::keptAwake(releases, night.segments);
-    night.events = timeline(night.segments, log, start, releases, longest);
+    night.events = timeline(night.segments, log, start, releases, longest, calendar);
     if (hasBattery) {
         night.battery = batteryPoints(log, start, end);
     }
@@ -324,7 +324,7 @@ std::vector<Night> build(const PowerLog& log, const NightWindow& window, Instant
                 if (secondsBetween(start, effectiveEnd) > kShortestNight &&
                     isCovered(log, start, effectiveEnd)) {
                     Night night =
-                        makeNight(dayID(*day, calendar), start, effectiveEnd, log, hasBattery, longest);
+                        makeNight(dayID(*day, calendar), start, effectiveEnd, log, hasBattery, longest, calendar);
                     // A window that has not closed yet is built up to now and replaced on a later run.
                     night.inProgress = end > now;
                     nights.push_back(std::move(night));
@@ -340,8 +340,9 @@ std::vector<Night> build(const PowerLog& log, const NightWindow& window, Instant
     return nights;
 }
 
-Night make(const std::string& id, Instant start, Instant end, const PowerLog& log, bool hasBattery) {
-    return makeNight(id, start, end, log, hasBattery, longestRelease(log));
+Night make(const std::string& id, Instant start, Instant end, const PowerLog& log, bool hasBattery,
+           const Calendar& calendar) {
+    return makeNight(id, start, end, log, hasBattery, longestRelease(log), calendar);
 }
 
 std::vector<Segment> combinedSegments(Instant start, Instant end, const PowerLog& log) {

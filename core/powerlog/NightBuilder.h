@@ -32,8 +32,9 @@ namespace NightBuilder {
 // to `now` and marked in progress.
 std::vector<Night> build(const PowerLog& log, const NightWindow& window, Instant now,
                          const Calendar& calendar);
-// One night for [start, end].
-Night make(const std::string& id, Instant start, Instant end, const PowerLog& log, bool hasBattery);
+// One night for [start, end]; `calendar` tells the times in its texts.
+Night make(const std::string& id, Instant start, Instant end, const PowerLog& log, bool hasBattery,
+           const Calendar& calendar);
 // The state segments tiling [start, end]; no two neighbours share a state.
 std::vector<Segment> combinedSegments(Instant start, Instant end, const PowerLog& log);
 // Whether the log says anything about [start, end] (false when the machine was off across it).
