@@ -10,6 +10,10 @@ namespace vitrek::Coach {
 
 namespace {
 
+// Far below any real difference of costs (weights are whole numbers, scores a few decimals), far above
+// the rounding of one multiplication.
+constexpr double kSameCost = 1e-9;
+
 std::string lowercased(std::string_view text) {
     std::string result(text);
     std::transform(result.begin(), result.end(), result.begin(),
@@ -60,7 +64,9 @@ std::string tip(const std::vector<Factor>& factors, int /*recovery*/, const Read
             continue;
         }
         const double cost = (1 - factor.score) * factor.weight;
-        if (costliest == nullptr || cost > highestCost) {
+        // Costs equal in exact arithmetic keep the earlier factor; doubles differ in their last bits
+        // ((1 − 0.8) × 20 is 3.999999999999999, (1 − 0.6) × 10 is 4).
+        if (costliest == nullptr || cost > highestCost + kSameCost * std::max(1.0, highestCost)) {
             costliest = &factor;
             highestCost = cost;
         }

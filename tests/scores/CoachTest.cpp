@@ -46,10 +46,14 @@ TEST(CoachTest, TipsAimAtTheCostliestWeakFactorAndQuoteItsValueTheReadingAndTheW
         EXPECT_EQ(Coach::tip({factor}, 40, kLaptop, wakes), tip);
     }
     // Costs 14.5 over 13.5; 7, then 10 and a tie at 10 that keeps the earlier; a good factor never competes.
+    // Ties exact only on paper keep the earlier too: (1 − 0.8) × 20 is 3.999999999999999 in doubles, against 4.
     const std::pair<std::vector<Factor>, std::size_t> cases[] = {
         {{f(storage, 0.42, 25), f(heat, 0.1, 15)}, 0},
         {{f(rest), f(battery, 0.5, 20), f(uptime, 0)}, 1},
-        {{f(storage, 0.85, 25), f(uptime, 0.849)}, 1}};
+        {{f(storage, 0.85, 25), f(uptime, 0.849)}, 1},
+        {{f(memory, 0.8, 20), f(uptime, 0.6, 10)}, 0},
+        {{f(uptime, 0.6, 10), f(memory, 0.8, 20)}, 0},
+        {{f(battery, 0.55, 20), f(uptime, 0.1, 10)}, 0}};
     for (const auto& [factors, choice] : cases) {
         EXPECT_EQ(Coach::tip(factors, 60, kLaptop, {}), Coach::tip({factors[choice]}, 60, kLaptop, {}));
     }
