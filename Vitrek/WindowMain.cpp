@@ -28,15 +28,7 @@ int main(int argc, char** argv) {
         }
         std::cerr << "vitrek: no display to open the window on; printing a check-up instead\n";
     }
-    // Never destroyed: std::cout flushes through it when the program exits.
-    static auto* const output = new vitrek::cli::StandardOutput(STDOUT_FILENO);
-    std::cout.rdbuf(output);
-    vitrek::cli::CommandContext context{
-        std::cin, std::cout, std::cerr,
-        [] { return std::chrono::time_point_cast<vitrek::Seconds>(std::chrono::system_clock::now()); },
-        [](vitrek::Instant now, vitrek::PowerLogParser::SourceChoice choice) {
-            return vitrek::PowerLogParser::readSystemLog(vitrek::VitrekFiles(), now, choice);
-        }};
+    auto context = vitrek::cli::systemContext();
     if (!arguments.empty() && vitrek::cli::isDrawingCommand(arguments[0])) {
         const int status = vitrek::cli::drawingCommand(arguments, context, argc, argv);
         return vitrek::cli::finishOutput(arguments[0], status, context);

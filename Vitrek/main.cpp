@@ -49,14 +49,6 @@ int main(int argc, char** argv) {
     if (vitrek::cli::isCommand(arguments)) {
         vitrek::preferLargePages();
     }
-    // Never destroyed: std::cout flushes through it when the program exits.
-    static auto* const output = new vitrek::cli::StandardOutput(STDOUT_FILENO);
-    std::cout.rdbuf(output);
-    vitrek::cli::CommandContext context{
-        std::cin, std::cout, std::cerr,
-        [] { return std::chrono::time_point_cast<vitrek::Seconds>(std::chrono::system_clock::now()); },
-        [](vitrek::Instant now, vitrek::PowerLogParser::SourceChoice choice) {
-            return vitrek::PowerLogParser::readSystemLog(vitrek::VitrekFiles(), now, choice);
-        }};
+    auto context = vitrek::cli::systemContext();
     return vitrek::cli::run(arguments, context);
 }

@@ -6,6 +6,8 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <chrono>
+#include <iostream>
 #include <cstring>
 #include <ostream>
 
@@ -77,6 +79,17 @@ bool isDrawingCommand(std::string_view command) {
 int run(std::span<const std::string> arguments, CommandContext& context) {
     const int status = dispatch(arguments, context);
     return finishOutput(arguments.empty() ? "report" : arguments[0], status, context);
+}
+
+CommandContext systemContext() {
+    // Never destroyed: std::cout flushes through it when the program exits.
+    static auto* const output = new StandardOutput(STDOUT_FILENO);
+    std::cout.rdbuf(output);
+    return CommandContext{std::cin, std::cout, std::cerr,
+                          [] { return std::chrono::time_point_cast<Seconds>(std::chrono::system_clock::now()); },
+                          [](Instant now, PowerLogParser::SourceChoice choice) {
+                              return PowerLogParser::readSystemLog(VitrekFiles(), now, choice);
+                          }};
 }
 
 int finishOutput(std::string_view command, int status, CommandContext& context) {

@@ -24,6 +24,10 @@ struct CommandContext {
     std::function<PowerLogParser::SystemLog(Instant now, PowerLogParser::SourceChoice choice)> loadSystemLog;
 };
 
+// The running program's context: the standard streams (standard output through a StandardOutput, so a
+// failed write is noticed), the system clock and the system's nights. Call once.
+CommandContext systemContext();
+
 // Usage errors and unreadable inputs: one line on stderr, exit status 2.
 inline constexpr int kUsageError = 2;
 
