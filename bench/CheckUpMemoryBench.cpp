@@ -3,20 +3,19 @@
 // with no window at all. Prints the resident memory after the warm-up (500 check-ups) and at the end.
 //   CheckUpMemoryBench [--window] [N]
 // Run under QT_QPA_PLATFORM=offscreen; the data folder is a fresh temporary one.
-#include "BenchReader.h"
+#include "BenchStore.h"
 #include "Store.h"
 #include "screens/MainWindow.h"
-#include "time/Calendar.h"
+
+#include <unistd.h>
 
 #include <QApplication>
-
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <memory>
 #include <string>
-#include <unistd.h>
 
 namespace {
 
@@ -37,38 +36,14 @@ long residentKilobytes() {
 } // namespace
 
 int main(int argc, char** argv) {
-    bool window = false;
-    int checkUps = 10'000;
-    for (int i = 1; i < argc; ++i) {
-        const std::string argument = argv[i];
-        if (argument == "--window") {
-            window = true;
-        } else {
-            checkUps = std::max(600, std::atoi(argv[i]));
-        }
-    }
+    const bool window = argc > 1 && std::string_view{argv[1]} == "--window";
+    const int checkUps = std::max(600, argc > 1 + int(window) ? std::atoi(argv[1 + int(window)]) : 10'000);
     QApplication app(argc, argv);
     const fs::path dir = fs::temp_directory_path() / ("vitrek-memory-bench-" + std::to_string(::getpid()));
     fs::remove_all(dir);
 
-    const Calendar calendar = *Calendar::named("Europe/Berlin");
     Instant now = fromUnixSeconds(1'709'900'000);
-    CPUTicks ticks{1'000'000, 4'000'000};
-    StoreEnvironment env;
-    env.reader = std::make_shared<BenchReader>();
-    env.cpuTicks = [&ticks] {
-        ticks.busy += 1500;
-        ticks.total += 6000;
-        return ticks;
-    };
-    env.files = VitrekFiles{dir};
-    env.now = [&now] { return now; };
-    env.calendar = [calendar] { return calendar; };
-    env.setUpDate = [] { return std::optional{fromUnixSeconds(1'640'000'000)}; };
-    env.loadPowerLog = [] { return PowerLogParser::SystemLog{}; };
-    // The bench drives the check-ups itself.
-    env.firstCheckUp = env.secondCheckUp = env.period = std::chrono::hours{24};
-    Store store{env};
+    Store store{benchEnvironment(dir, [&now] { return now; })};
     store.start();
 
     std::unique_ptr<MainWindow> shown;

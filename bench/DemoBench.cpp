@@ -5,6 +5,7 @@
 //
 // DemoBench [--seconds N] [--fps N] [--width N] [--height N] [--keep 1]   (--keep leaves the project folder)
 
+#include "BenchSupport.h"
 #include "Demo/DemoAnchors.h"
 #include "Demo/DemoRecorder.h"
 
@@ -15,12 +16,10 @@
 #include <QTimer>
 #include <QVBoxLayout>
 #include <QWidget>
-
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <filesystem>
 #include <string>
 #include <system_error>
@@ -44,26 +43,11 @@ brivel::DemoTask tour(brivel::DemoRecorder& recorder, double seconds, bool& done
 } // namespace
 
 int main(int argc, char** argv) {
-    double seconds = 20;
-    int fps = 30;
-    int width = 1280;
-    int height = 800;
-    bool keep = false;
-    for (int i = 1; i + 1 < argc; i += 2) {
-        const std::string option = argv[i];
-        const double value = std::strtod(argv[i + 1], nullptr);
-        if (option == "--seconds") {
-            seconds = value;
-        } else if (option == "--fps") {
-            fps = int(value);
-        } else if (option == "--width") {
-            width = int(value);
-        } else if (option == "--height") {
-            height = int(value);
-        } else if (option == "--keep") {
-            keep = value != 0;
-        }
-    }
+    const double seconds = option(argc, argv, "--seconds", 20.0);
+    const int fps = int(option(argc, argv, "--fps", 30.0));
+    const int width = int(option(argc, argv, "--width", 1280.0));
+    const int height = int(option(argc, argv, "--height", 800.0));
+    const bool keep = option(argc, argv, "--keep", 0.0) != 0;
     ::setenv("QT_QPA_PLATFORM", "offscreen", 0);
     QApplication application(argc, argv);
 
@@ -115,16 +99,16 @@ int main(int argc, char** argv) {
         bool finished = false;
         std::string failure;
         [](brivel::DemoRecorder& r) -> brivel::DemoTask { co_await r.finish("Bench"); }(recorder).start(
-            [&](std::exception_ptr error) {
-                try {
-                    if (error) {
-                        std::rethrow_exception(error);
-                    }
-                } catch (const std::exception& problem) {
-                    failure = problem.what();
-                }
-                finished = true;
-            });
+                                        [&](std::exception_ptr error) {
+                                            try {
+                                                if (error) {
+                                                    std::rethrow_exception(error);
+                                                }
+                                            } catch (const std::exception& problem) {
+                                                failure = problem.what();
+                                            }
+                                            finished = true;
+                                        });
         while (!finished) {
             QApplication::processEvents(QEventLoop::WaitForMoreEvents);
         }
@@ -133,7 +117,7 @@ int main(int argc, char** argv) {
             return 1;
         }
         Clock::duration stall{};
-        std::vector<std::pair<double, double>> gaps;   // (length ms, at s)
+        std::vector<std::pair<double, double>> gaps; // (length ms, at s)
         for (std::size_t i = 1; i < ticks.size(); ++i) {
             stall = std::max(stall, ticks[i] - ticks[i - 1]);
             gaps.emplace_back(std::chrono::duration<double, std::milli>(ticks[i] - ticks[i - 1]).count(),
@@ -148,9 +132,10 @@ int main(int argc, char** argv) {
         const double expected = recorded * fps;
         std::printf("region %d × %d pt → %d × %d px at %d fps for %.1f s\n", width, height,
                     recorder.pixelSize().width(), recorder.pixelSize().height(), fps, recorded);
-        std::printf("frames written %d of %.0f expected (%.3f); dropped by the encoder queue %d; failed captures %d\n",
-                    recorder.framesWritten(), expected, recorder.framesWritten() / expected, recorder.framesDropped(),
-                    recorder.failedCaptures());
+        std::printf("frames written %d of %.0f expected (%.3f); dropped by the encoder queue %d; failed "
+                    "captures %d\n",
+                    recorder.framesWritten(), expected, recorder.framesWritten() / expected,
+                    recorder.framesDropped(), recorder.failedCaptures());
         std::printf("longest main-thread stall %.1f ms\n",
                     std::chrono::duration<double, std::milli>(stall).count());
         std::printf("encoder CPU %.3f s per second of video\n", recorder.encoderCpuSeconds() / recorded);

@@ -1,7 +1,7 @@
-// Throughput of the power log parser and time of the night builder on generated logs of realistic shape.
+// Throughput of the power log parser and time of the night builder on recorded days, replayed to size.
 // Run pinned to one core: taskset -c 0 <builddir>/bench/PowerLogBench
 
-#include "PowerLogGenerator.h"
+#include "Replay.h"
 #include "powerlog/NightBuilder.h"
 #include "powerlog/PowerLogParser.h"
 #include "time/Calendar.h"
@@ -13,62 +13,46 @@
 #include <cstdint>
 #include <map>
 #include <optional>
+#include <string>
+#include <utility>
 
 namespace vitrek {
 namespace {
 
-// Generating 100 MB takes about a second; each size is made once per run, outside every timed loop.
-const GeneratedPowerLog& logOfMegabytes(std::size_t megabytes) {
-    static std::map<std::size_t, GeneratedPowerLog> logs;
-    auto found = logs.find(megabytes);
-    if (found == logs.end()) {
-        found = logs.emplace(megabytes, PowerLogGenerator::ofBytes(megabytes * 1'000'000)).first;
+using Log = Replay::PowerLogReplay;
+
+// Each size is made once per run, outside every timed loop.
+const Log& replayed(int days, std::size_t megabytes) {
+    static const std::string recorded = Replay::recorded("power.log").value_or("");
+    static std::map<std::pair<int, std::size_t>, Log> logs;
+    const auto [found, made] = logs.try_emplace({days, megabytes});
+    if (made) {
+        found->second = Replay::powerLog(recorded, days, megabytes * 1'000'000);
     }
     return found->second;
 }
 
-const GeneratedPowerLog& threeWeeks() {
-    static const GeneratedPowerLog log = PowerLogGenerator::ofDays(21);
-    return log;
-}
-
-// MiB/s comes from SetBytesProcessed; the decimal figure is the one the notes quote.
-void countBytes(benchmark::State& state, std::size_t bytesPerIteration) {
-    const auto bytes = static_cast<std::int64_t>(bytesPerIteration) * state.iterations();
-    state.SetBytesProcessed(bytes);
-    state.counters["MB/s"] =
-        benchmark::Counter(static_cast<double>(bytes) / 1e6, benchmark::Counter::kIsRate);
-}
-
-struct NightInputs {
-    Instant now;
-    Calendar calendar;
-};
-
 // The morning after the last night, in the zone the nights are cut in; absent without the zone database.
-std::optional<NightInputs> nightInputs(const GeneratedPowerLog& log) {
+std::optional<std::pair<Instant, Calendar>> nightInputs(const Log& log) {
     const auto now = parseIso8601(log.suggestedNow);
-    auto calendar = Calendar::named("Europe/Berlin");
-    if (!now || !calendar) {
-        return std::nullopt;
-    }
-    return NightInputs{*now, *calendar};
+    const auto calendar = Calendar::named("Europe/Berlin");
+    return now && calendar ? std::optional{std::pair{*now, *calendar}} : std::nullopt;
 }
 
 void BM_Parse(benchmark::State& state, std::size_t megabytes) {
-    const auto& log = logOfMegabytes(megabytes);
+    const auto& log = replayed(0, megabytes);
     for (auto _ : state) {
         PowerLog parsed = PowerLogParser::parse(log.text);
         benchmark::DoNotOptimize(parsed);
     }
-    countBytes(state, log.text.size());
+    Replay::countBytes(state, log.text.size());
     state.counters["days"] = log.days;
 }
 BENCHMARK_CAPTURE(BM_Parse, 10MB, 10)->Unit(benchmark::kMillisecond);
 BENCHMARK_CAPTURE(BM_Parse, 100MB, 100)->Unit(benchmark::kMillisecond);
 
 void BM_BuildNights_ThreeWeeks(benchmark::State& state) {
-    const auto& log = threeWeeks();
+    const auto& log = replayed(21, 0);
     const auto inputs = nightInputs(log);
     if (!inputs) {
         state.SkipWithError("no time-zone data for Europe/Berlin");
@@ -77,7 +61,7 @@ void BM_BuildNights_ThreeWeeks(benchmark::State& state) {
     const PowerLog parsed = PowerLogParser::parse(log.text);
     std::size_t nights = 0;
     for (auto _ : state) {
-        auto built = NightBuilder::build(parsed, NightWindow{}, inputs->now, inputs->calendar);
+        auto built = NightBuilder::build(parsed, NightWindow{}, inputs->first, inputs->second);
         nights = built.size();
         benchmark::DoNotOptimize(built);
     }
@@ -86,7 +70,7 @@ void BM_BuildNights_ThreeWeeks(benchmark::State& state) {
 BENCHMARK(BM_BuildNights_ThreeWeeks)->Unit(benchmark::kMillisecond);
 
 void BM_ParseAndBuild_ThreeWeeks(benchmark::State& state) {
-    const auto& log = threeWeeks();
+    const auto& log = replayed(21, 0);
     const auto inputs = nightInputs(log);
     if (!inputs) {
         state.SkipWithError("no time-zone data for Europe/Berlin");
@@ -94,10 +78,10 @@ void BM_ParseAndBuild_ThreeWeeks(benchmark::State& state) {
     }
     for (auto _ : state) {
         const PowerLog parsed = PowerLogParser::parse(log.text);
-        auto built = NightBuilder::build(parsed, NightWindow{}, inputs->now, inputs->calendar);
+        auto built = NightBuilder::build(parsed, NightWindow{}, inputs->first, inputs->second);
         benchmark::DoNotOptimize(built);
     }
-    countBytes(state, log.text.size());
+    Replay::countBytes(state, log.text.size());
 }
 BENCHMARK(BM_ParseAndBuild_ThreeWeeks)->Unit(benchmark::kMillisecond);
 

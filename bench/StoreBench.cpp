@@ -2,8 +2,8 @@
 // History, so the file reading, decoding and rewriting of every minute are all in the figure.
 // Run pinned to one core: taskset -c 0 <builddir>/bench/StoreBench
 
-#include "BenchReader.h"
-#include "PowerLogGenerator.h"
+#include "BenchStore.h"
+#include "Replay.h"
 #include "Store.h"
 #include "powerlog/NightBuilder.h"
 #include "powerlog/PowerLogParser.h"
@@ -22,8 +22,11 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// A whole day of samples up to `now` and the 400 days of History that end on it.
-void fill(const VitrekFiles& files, Instant now, const Calendar& calendar) {
+// A fresh folder holding a whole day of samples up to `now` and the 400 days of History that end on it.
+fs::path filled(const std::string& name, Instant now, const Calendar& calendar) {
+    const fs::path dir = fs::temp_directory_path() / (name + std::to_string(::getpid()));
+    fs::remove_all(dir);
+    const VitrekFiles files{dir};
     const Instant midnight = *calendar.startOfDay(now);
     for (int minute = 0; minute < 1440; ++minute) {
         const double load = 0.05 + 0.6 * static_cast<double>((minute * 7919) % 100) / 100.0;
@@ -39,43 +42,24 @@ void fill(const VitrekFiles& files, Instant now, const Calendar& calendar) {
                        400);
     }
     files.save(history);
+    return dir;
 }
 
 void BM_StoreTick(benchmark::State& state) {
     const Calendar calendar = *Calendar::named("Europe/Berlin");
-    const GeneratedPowerLog generated = PowerLogGenerator::ofDays(2);
+    const auto generated = Replay::powerLog(Replay::recorded("power.log").value_or(""), 2);
     const Instant now = *parseIso8601(generated.suggestedNow) + Seconds{12 * 3600 - 30};
-    const fs::path dir = fs::temp_directory_path() / ("vitrek-store-bench-" + std::to_string(::getpid()));
-    fs::remove_all(dir);
-    const VitrekFiles files{dir};
-    fill(files, now, calendar);
+    const fs::path dir = filled("vitrek-store-bench-", now, calendar);
     const fs::path samples = dir / ("samples-" + History::dayID(now, calendar) + ".jsonl");
     const auto samplesSize = fs::file_size(samples);
 
-    CPUTicks ticks{1'000'000, 4'000'000};
-    StoreEnvironment env;
-    env.reader = std::make_shared<BenchReader>();
-    env.cpuTicks = [&ticks] {
-        ticks.busy += 1500;
-        ticks.total += 6000;
-        return ticks;
-    };
-    env.files = files;
-    env.now = [now] { return now; };
-    env.calendar = [calendar] { return calendar; };
-    env.setUpDate = [] { return std::optional{fromUnixSeconds(1'640'000'000)}; };
-    env.loadPowerLog = [log = PowerLogParser::parse(generated.text)] {
-        PowerLogParser::SystemLog system;
-        system.log = log;
-        return system;
-    };
-    // The timers are never reached: events are processed only until the night is in.
-    env.firstCheckUp = env.secondCheckUp = env.period = std::chrono::hours{1};
     int argc = 1;
     char name[] = "StoreBench";
     char* argv[] = {name, nullptr};
     QCoreApplication app{argc, argv};
-    Store store{env};
+    // The timers are never reached: events are processed only until the night is in.
+    Store store{benchEnvironment(
+        dir, [now] { return now; }, PowerLogParser::parse(generated.text))};
     store.start();
     while (store.loadingNight()) {
         QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
@@ -99,15 +83,12 @@ BENCHMARK(BM_StoreTick)->Unit(benchmark::kMillisecond);
 void BM_SaveHistory(benchmark::State& state) {
     const Calendar calendar = *Calendar::named("Europe/Berlin");
     const Instant now = fromUnixSeconds(1'709'900'000);
-    const fs::path dir = fs::temp_directory_path() / ("vitrek-save-bench-" + std::to_string(::getpid()));
-    fs::remove_all(dir);
-    const VitrekFiles files{dir};
-    fill(files, now, calendar);
+    const VitrekFiles files{filled("vitrek-save-bench-", now, calendar)};
     const History history = files.loadHistory(now, calendar).history;
     for (auto _ : state) {
         files.save(history);
     }
-    fs::remove_all(dir);
+    fs::remove_all(files.dir());
 }
 BENCHMARK(BM_SaveHistory)->Unit(benchmark::kMillisecond);
 

@@ -4,6 +4,7 @@
 //
 // UpdaterBench [--megabytes N] [--runs N]
 
+#include "BenchSupport.h"
 #include "Updater/Updater.h"
 #include "support/KitFixtures.h"
 #include "support/LoopbackServer.h"
@@ -125,15 +126,8 @@ Run runOnce(const brivel::Bundle& bundle) {
 } // namespace
 
 int main(int argc, char** argv) {
-    std::size_t megabytes = 50;
-    int runs = 3;
-    for (int i = 1; i + 1 < argc; i += 2) {
-        if (std::strcmp(argv[i], "--megabytes") == 0) {
-            megabytes = std::strtoul(argv[i + 1], nullptr, 10);
-        } else if (std::strcmp(argv[i], "--runs") == 0) {
-            runs = std::atoi(argv[i + 1]);
-        }
-    }
+    const auto megabytes = static_cast<std::size_t>(option(argc, argv, "--megabytes", 50.0));
+    const int runs = int(option(argc, argv, "--runs", 3.0));
 
     // Caches and settings of this run only, never the user's.
     std::string home = (fs::temp_directory_path() / "brivel-bench-XXXXXX").string();
