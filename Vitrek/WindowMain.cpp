@@ -1,4 +1,5 @@
 #include "cli/CommandLine.h"
+#include "cli/CommandTable.h"
 #include "cli/HeadlessCommand.h"
 #include "harness/Harness.h"
 #include "harness/HarnessCommands.h"
@@ -12,6 +13,7 @@
 #include <chrono>
 #include <iostream>
 #include <string>
+#include <string_view>
 #include <vector>
 
 // The windowed program: the window and tray, and the commands that draw. `vitrek` hands these over to it;
@@ -19,22 +21,22 @@
 int main(int argc, char** argv) {
     std::ios::sync_with_stdio(false);
     const std::vector<std::string> arguments(argv + 1, argv + argc);
-    if (arguments.size() == 1 && arguments[0] == "--headless") {
-        return vitrek::cli::headless(argc, argv, std::cout);
-    }
     if (arguments.empty()) {
         if (vitrek::hasDisplay() || vitrek::Harness::fromEnvironment()) {
             return vitrek::runApplication(argc, argv);
         }
         std::cerr << "vitrek: no display to open the window on; printing a check-up instead\n";
     }
-    auto context = vitrek::cli::systemContext();
-    if (!arguments.empty() && vitrek::cli::isDrawingCommand(arguments[0])) {
-        const int status = vitrek::cli::drawingCommand(arguments, context, argc, argv);
-        return vitrek::cli::finishOutput(arguments[0], status, context);
-    }
-    if (vitrek::cli::isCommand(arguments)) {
+    if (vitrek::cli::isPrintingCommand(arguments)) {
         vitrek::preferLargePages();
     }
-    return vitrek::cli::run(arguments, context);
+    auto context = vitrek::cli::systemContext();
+    return vitrek::cli::run(arguments, context,
+                            [argc, argv, &context](const vitrek::cli::Command& command,
+                                                   const vitrek::cli::CommandOptions& options) {
+                                if (std::string_view(command.name) == "--headless") {
+                                    return vitrek::cli::headless(options, argc, argv, std::cout);
+                                }
+                                return vitrek::cli::drawingCommand(command, options, context, argc, argv);
+                            });
 }

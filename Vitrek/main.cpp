@@ -1,4 +1,5 @@
 #include "cli/CommandLine.h"
+#include "cli/CommandTable.h"
 #include "cli/HeadlessCommand.h"
 #include "linux/LargePages.h"
 #include "linux/PowerLogSource.h"
@@ -12,6 +13,7 @@
 #include <filesystem>
 #include <iostream>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace {
@@ -34,21 +36,24 @@ int runWindowProgram(char** argv) {
 int main(int argc, char** argv) {
     std::ios::sync_with_stdio(false);
     const std::vector<std::string> arguments(argv + 1, argv + argc);
-    if (arguments.size() == 1 && arguments[0] == "--headless") {
-        return vitrek::cli::headless(argc, argv, std::cout);
-    }
     if (arguments.empty()) {
         if (vitrek::hasDisplay() || vitrek::harnessRequested()) {
             return runWindowProgram(argv);
         }
         std::cerr << "vitrek: no display to open the window on; printing a check-up instead\n";
     }
-    if (!arguments.empty() && vitrek::cli::isDrawingCommand(arguments[0])) {
-        return runWindowProgram(argv);
-    }
-    if (vitrek::cli::isCommand(arguments)) {
+    if (vitrek::cli::isPrintingCommand(arguments)) {
         vitrek::preferLargePages();
     }
     auto context = vitrek::cli::systemContext();
-    return vitrek::cli::run(arguments, context);
+    // Help and mistakes are answered here, the drawing commands' too; what draws runs in the windowed
+    // program, which parses its arguments again.
+    return vitrek::cli::run(
+        arguments, context,
+        [argc, argv](const vitrek::cli::Command& command, const vitrek::cli::CommandOptions& options) {
+            if (std::string_view(command.name) == "--headless") {
+                return vitrek::cli::headless(options, argc, argv, std::cout);
+            }
+            return runWindowProgram(argv);
+        });
 }

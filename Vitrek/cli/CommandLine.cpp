@@ -1,5 +1,6 @@
 #include "cli/CommandLine.h"
 
+#include "cli/CommandTable.h"
 #include "cli/NightsCommand.h"
 #include "cli/ReportCommand.h"
 
@@ -15,35 +16,16 @@ namespace vitrek::cli {
 
 namespace {
 
-constexpr const char* kUsage =
-    "usage: vitrek [COMMAND] [OPTIONS]\n"
-    "       vitrek --headless\n"
-    "\n"
-    "Without a command, vitrek opens its window and tray icon (or prints a check-up when there is no\n"
-    "display).\n"
-    "\n"
-    "Commands:\n"
-    "  report      take one check-up of this machine and print it\n"
-    "  nights      rebuild each night from the power log and print its rest score and story\n"
-    "  card        write today's share card as a PNG image\n"
-    "  selftest    check the program on the demo machine and write a report\n"
-    "  snapshot    render the screens on the demo machine to PNG files\n"
-    "  --headless  take a check-up every minute without a window, until interrupted\n"
-    "  --version   print the version\n"
-    "\n"
-    "Run vitrek COMMAND --help for the options of a command.\n";
-
-int dispatch(std::span<const std::string> arguments, CommandContext& context) {
+int dispatch(std::span<const std::string> arguments, CommandContext& context, const Runner& elsewhere) {
     // Without a display to open the window on, a bare `vitrek` prints the check-up instead.
     if (arguments.empty()) {
-        return report(arguments, context);
+        return report(CommandOptions{}, context);
     }
     if (arguments[0] == "--help" || arguments[0] == "-h" || arguments[0] == "help") {
-        context.out << kUsage;
+        context.out << CommandTable::usage();
         return 0;
     }
-    const auto& command = arguments[0];
-    if (command == "--version") {
+    if (arguments[0] == "--version") {
         // Scripts compare this line, so it carries nothing but the name and the version.
         if (arguments.size() > 1) {
             context.err << "vitrek: --version takes no options\n";
@@ -52,32 +34,45 @@ int dispatch(std::span<const std::string> arguments, CommandContext& context) {
         context.out << "vitrek " << VITREK_VERSION << "\n";
         return 0;
     }
-    if (command == "nights") {
-        return nights(arguments.subspan(1), context);
-    }
-    if (command == "--headless") {
-        context.err << "vitrek: --headless takes no options\n";
+    const Command* command = CommandTable::find(arguments[0]);
+    if (!command) {
+        context.err << "vitrek: unknown command '" << arguments[0] << "' (try vitrek --help)\n";
         return kUsageError;
     }
-    if (command == "report") {
-        return report(arguments.subspan(1), context);
+    const auto parsed = CommandTable::parse(*command, arguments.subspan(1));
+    if (const auto* error = std::get_if<UsageError>(&parsed)) {
+        context.err << "vitrek: " << error->message << "\n";
+        return kUsageError;
     }
-    context.err << "vitrek: unknown command '" << command << "' (try vitrek --help)\n";
-    return kUsageError;
+    const auto& options = std::get<CommandOptions>(parsed);
+    if (options.help) {
+        context.out << CommandTable::help(*command);
+        return 0;
+    }
+    const std::string_view name = command->name;
+    if (name == "report") {
+        return report(options, context);
+    }
+    if (name == "nights") {
+        return nights(options, context);
+    }
+    if (!elsewhere) {
+        context.err << "vitrek: " << name << ": not available in this program\n";
+        return kUsageError;
+    }
+    return elsewhere(*command, options);
 }
 
 } // namespace
 
-bool isCommand(std::span<const std::string> arguments) {
-    return arguments.empty() || arguments[0] != "--headless";
+bool isPrintingCommand(std::span<const std::string> arguments) {
+    return arguments.empty() ||
+           !(arguments[0] == "--headless" || arguments[0] == "card" || arguments[0] == "selftest" ||
+             arguments[0] == "snapshot");
 }
 
-bool isDrawingCommand(std::string_view command) {
-    return command == "card" || command == "selftest" || command == "snapshot";
-}
-
-int run(std::span<const std::string> arguments, CommandContext& context) {
-    const int status = dispatch(arguments, context);
+int run(std::span<const std::string> arguments, CommandContext& context, const Runner& elsewhere) {
+    const int status = dispatch(arguments, context, elsewhere);
     return finishOutput(arguments.empty() ? "report" : arguments[0], status, context);
 }
 

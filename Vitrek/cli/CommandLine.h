@@ -14,6 +14,9 @@
 
 namespace vitrek::cli {
 
+struct Command;
+struct CommandOptions;
+
 // What a terminal command may touch; tests replace the clock, the system's log and the streams.
 struct CommandContext {
     std::istream& in;
@@ -31,9 +34,14 @@ CommandContext systemContext();
 // Usage errors and unreadable inputs: one line on stderr, exit status 2.
 inline constexpr int kUsageError = 2;
 
+// Runs a command whose options parsed that `run` does not run itself: the check-up loop and the commands
+// that draw, which need the program's own arguments or the windowing library.
+using Runner = std::function<int(const Command& command, const CommandOptions& options)>;
+
 // Runs `vitrek <arguments…>` (the program name excluded) and returns the exit status, after
-// `finishOutput`.
-int run(std::span<const std::string> arguments, CommandContext& context);
+// `finishOutput`. Every command's help and usage errors are answered here; `elsewhere` runs what is left
+// (without it, such a command is a usage error).
+int run(std::span<const std::string> arguments, CommandContext& context, const Runner& elsewhere = {});
 
 // Flushes `context.out`; when any of it could not be written (a full disk, a closed pipe) says so on one
 // line, with the reason, and returns 1 unless `status` already reports a failure. A script must not take a
@@ -60,11 +68,8 @@ private:
     std::array<char, 1 << 16> m_buffer{};
 };
 
-// Whether the arguments ask for a command that runs and ends (everything but the check-up loop).
-bool isCommand(std::span<const std::string> arguments);
-
-// The commands that draw: `card`, `selftest` and `snapshot`. They need the windowing library, so the
-// windowed program runs them (see drawingCommand) rather than `run`.
-bool isDrawingCommand(std::string_view command);
+// Whether the arguments ask for a command that prints and ends: not the check-up loop, and none of the
+// commands that draw (`card`, `selftest`, `snapshot`), which the windowed program runs.
+bool isPrintingCommand(std::span<const std::string> arguments);
 
 } // namespace vitrek::cli

@@ -10,14 +10,12 @@
 #include <cstddef>
 #include <iosfwd>
 #include <optional>
-#include <span>
 #include <string>
 #include <string_view>
-#include <variant>
 
 namespace vitrek::cli {
 
-// The options the terminal commands share; each command accepts the ones its usage names.
+// The options of every terminal command; each command accepts the ones its table (CommandTable) names.
 struct CommandOptions {
     std::optional<std::string> logPath;     // "-" is standard input; absent reads the system's log
     std::optional<std::string> journalPath; // a recorded journal instead of the system's ("-" as above)
@@ -27,6 +25,10 @@ struct CommandOptions {
     std::optional<PowerLogParser::SourceChoice> source; // the system's nights from this source alone
     bool json = false;
     bool help = false;
+    std::optional<std::string> out;    // where the card goes; "-" is standard output
+    bool demo = false;                 // the demo machine's card
+    std::optional<std::string> only;   // the one appearance to snapshot: "light" or "dark"
+    std::optional<std::string> folder; // the folder a harness command writes into
     bool operator==(const CommandOptions&) const = default;
 };
 
@@ -47,16 +49,6 @@ inline constexpr const char* kPlausibleYears = "a time in the years 2001 to 2200
 
 // "256 MiB".
 std::string mebibytes(std::size_t bytes);
-
-// A usage error, worded for "vitrek: " + message.
-struct UsageError {
-    std::string message;
-    bool operator==(const UsageError&) const = default;
-};
-
-// `--name value` and `--name=value`; `--reading` only when `acceptsReading`, `--source` only for nights.
-std::variant<CommandOptions, UsageError>
-parseCommandOptions(std::string_view command, std::span<const std::string> arguments, bool acceptsReading);
 
 // The calendar of `--tz`, else the user's; absent (with the error written) for an unknown zone.
 std::optional<Calendar> optionCalendar(const CommandOptions& options, std::string_view command,

@@ -23,7 +23,7 @@ extern "C" void leaveAtOnce(int) { _exit(0); }
 
 } // namespace
 
-int headless(int argc, char** argv, std::ostream& out) {
+int headless(const CommandOptions& /*options*/, int argc, char** argv, std::ostream& out) {
     // Those variables turn the program into the demo machine, which records nothing: refuse rather than
     // pretend to check up.
     for (const char* harness : {"VITREK_SNAPSHOT_DIR", "VITREK_DEMO_DIR", "VITREK_SELFTEST"}) {

@@ -10,26 +10,6 @@
 
 namespace vitrek::cli {
 
-const char* const kNightsUsage =
-    "usage: vitrek nights [--source journal|vitrek | --journal FILE|- | --log FILE|-] [--now TIME] [--tz ZONE]\n"
-    "                     [--json]\n"
-    "\n"
-    "Rebuilds each night (23:00 to 07:00) of the last two weeks and prints its rest score and story. The\n"
-    "nights come from the system journal where you may read it and from Vitrek's own record of sleep and\n"
-    "wake, merged where both exist.\n"
-    "\n"
-    "  --source NAME   read the system's nights from one source: journal, or vitrek (Vitrek's own record)\n"
-    "  --journal FILE  read a recorded journal instead (- reads standard input): journalctl's -o json,\n"
-    "                  short-iso or short-iso-precise (the short forms take their year from --now)\n"
-    "  --log FILE      read a recorded power log instead (- reads standard input), in the text format\n"
-    "                  that macOS's pmset -g log writes; a journal or log holds at most 256 MiB, in\n"
-    "                  lines of at most 1 MiB\n"
-    "  --now TIME      the current time: ISO 8601 with an offset (2024-03-05T12:00:00+01:00) or Unix\n"
-    "                  seconds, in the years 2001 to 2200; at most 3 days after the last power record\n"
-    "                  of --journal or --log (else after the present)\n"
-    "  --tz ZONE       the time zone of the nights, an IANA name (Europe/Berlin); default the system's\n"
-    "  --json          print one JSON document instead of the story\n";
-
 namespace {
 
 void writeEvent(JsonWriter& json, const NightEvent& event) {
@@ -175,10 +155,6 @@ std::string attribution(const NightEvent& event) {
 
 } // namespace
 
-std::variant<NightsOptions, UsageError> parseNightsOptions(std::span<const std::string> arguments) {
-    return parseCommandOptions("nights", arguments, false);
-}
-
 void writeNightsJson(std::ostream& out, std::string_view source, const PowerLog& log,
                      const std::vector<Night>& nights) {
     JsonWriter json(out);
@@ -252,17 +228,7 @@ std::string nightsText(const std::vector<Night>& nights, const Calendar& calenda
     return std::move(text).str();
 }
 
-int nights(std::span<const std::string> arguments, CommandContext& context) {
-    const auto parsed = parseNightsOptions(arguments);
-    if (const auto* error = std::get_if<UsageError>(&parsed)) {
-        context.err << "vitrek: " << error->message << "\n";
-        return kUsageError;
-    }
-    const auto& options = std::get<NightsOptions>(parsed);
-    if (options.help) {
-        context.out << kNightsUsage;
-        return 0;
-    }
+int nights(const CommandOptions& options, CommandContext& context) {
     const auto calendar = optionCalendar(options, "nights", context.err);
     if (!calendar) {
         return kUsageError;

@@ -8,18 +8,11 @@
 
 #include <optional>
 #include <ostream>
-#include <span>
 #include <string>
 #include <string_view>
-#include <variant>
 #include <vector>
 
 namespace vitrek::cli {
-
-// `vitrek nights [--log FILE|- | --journal FILE|- | --source journal|vitrek] [--now TIME] [--tz ZONE] [--json]`
-using NightsOptions = CommandOptions;
-
-std::variant<NightsOptions, UsageError> parseNightsOptions(std::span<const std::string> arguments);
 
 // The document of `--json` (compact, one line): the source, the log's counts and every night with its
 // figures, dates as Unix seconds.
@@ -28,8 +21,7 @@ void writeNightsJson(std::ostream& out, std::string_view source, const PowerLog&
 // The story of each night for a person at a terminal, clock times in `calendar`'s zone.
 std::string nightsText(const std::vector<Night>& nights, const Calendar& calendar);
 
-int nights(std::span<const std::string> arguments, CommandContext& context);
-
-extern const char* const kNightsUsage;
+// `vitrek nights`: the nights of the log the options name, told for a person or as one JSON document.
+int nights(const CommandOptions& options, CommandContext& context);
 
 } // namespace vitrek::cli

@@ -23,26 +23,6 @@
 
 namespace vitrek::cli {
 
-const char* const kReportUsage =
-    "usage: vitrek report [--reading FILE] [--journal FILE|-|--log FILE|-] [--now TIME] [--tz ZONE] [--json]\n"
-    "\n"
-    "Takes one check-up of this machine and prints it. It writes nothing: today's samples and the History\n"
-    "are read from the data folder, last night from the system journal and Vitrek's own record.\n"
-    "\n"
-    "  --reading FILE  a stored reading (the \"reading\" object of --json) instead of this machine's;\n"
-    "                  its age then counts from the model's year alone; figures no machine reports\n"
-    "                  (a health outside 0 to 1, more free space than in all, …) are refused\n"
-    "  --journal FILE  read a recorded journal instead (- reads standard input): journalctl's -o json,\n"
-    "                  short-iso or short-iso-precise\n"
-    "  --log FILE      read a recorded power log instead (- reads standard input), in the text format\n"
-    "                  that macOS's pmset -g log writes; a journal or log holds at most 256 MiB, in\n"
-    "                  lines of at most 1 MiB\n"
-    "  --now TIME      the current time: ISO 8601 with an offset or Unix seconds; default the reading's.\n"
-    "                  In the years 2001 to 2200; at most 3 days after the last power record of\n"
-    "                  --journal or --log (else after the present)\n"
-    "  --tz ZONE       the time zone, an IANA name (Europe/Berlin); default the system's\n"
-    "  --json          print one JSON document instead of the check-up\n";
-
 namespace {
 
 template <class T> void writeOptional(JsonWriter& json, std::string_view key, const std::optional<T>& value) {
@@ -380,17 +360,7 @@ std::unique_ptr<Store> checkUp(const CommandOptions& options, CommandContext& co
     return store;
 }
 
-int report(std::span<const std::string> arguments, CommandContext& context) {
-    const auto parsed = parseCommandOptions("report", arguments, true);
-    if (const auto* error = std::get_if<UsageError>(&parsed)) {
-        context.err << "vitrek: " << error->message << "\n";
-        return kUsageError;
-    }
-    const auto& options = std::get<CommandOptions>(parsed);
-    if (options.help) {
-        context.out << kReportUsage;
-        return 0;
-    }
+int report(const CommandOptions& options, CommandContext& context) {
     const auto store = checkUp(options, context, "report");
     if (!store) {
         return kUsageError;

@@ -8,7 +8,6 @@
 #include <memory>
 #include <optional>
 #include <ostream>
-#include <span>
 #include <string>
 #include <string_view>
 
@@ -18,9 +17,9 @@ class Store;
 
 namespace vitrek::cli {
 
-// `vitrek report [--reading FILE] [--log FILE] [--now TIME] [--tz ZONE] [--json]`: one check-up, computed
-// by the Store's own `apply` with recording off, printed for a person or as one JSON document.
-int report(std::span<const std::string> arguments, CommandContext& context);
+// `vitrek report`: one check-up, computed by the Store's own `apply` with recording off, printed for a
+// person or as one JSON document.
+int report(const CommandOptions& options, CommandContext& context);
 
 // One check-up as the options describe it (the machine or a stored reading, the power log, the time and
 // zone), applied by a Store that records nothing. Null, with the error written, when an option's input
@@ -35,7 +34,5 @@ std::optional<Reading> readingFromReportJson(std::string_view text, std::string&
 // The report of what `store` publishes after an apply.
 void writeReportJson(std::ostream& out, const Store& store);
 std::string reportText(const Store& store, const Calendar& calendar);
-
-extern const char* const kReportUsage;
 
 } // namespace vitrek::cli

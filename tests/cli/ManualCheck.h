@@ -1,11 +1,12 @@
 #pragma once
 
-// Whether the manual page documents what the help texts name. Shared by the terminal commands' tests and
-// the drawing commands' tests, which reach their help through different targets.
+// Whether the manual page and the bash completion document what the commands accept. Shared by the
+// terminal commands' tests and the drawing commands' tests, which reach their help through different targets.
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <filesystem>
 #include <fstream>
 #include <regex>
 #include <sstream>
@@ -15,12 +16,19 @@
 
 namespace vitrek::test {
 
-// The manual page's source, placeholders and all.
-inline std::string manualText() {
-    std::ifstream file(VITREK_MANUAL);
+inline std::string fileText(const std::filesystem::path& path) {
+    std::ifstream file(path);
     std::ostringstream text;
     text << file.rdbuf();
     return std::move(text).str();
+}
+
+// The manual page's source, placeholders and all.
+inline std::string manualText() { return fileText(VITREK_MANUAL); }
+
+// The bash completion, which sits beside the manual.
+inline std::string completionText() {
+    return fileText(std::filesystem::path(VITREK_MANUAL).parent_path() / "vitrek.bash-completion");
 }
 
 // A name as roff writes it, every hyphen escaped: "--out" is "\-\-out".
@@ -32,17 +40,36 @@ inline std::string roff(std::string_view name) {
     return text;
 }
 
-// The long options a help text names, each once.
-inline std::vector<std::string> longOptions(const std::string& help) {
-    static const std::regex option("--[a-z][a-z-]*");
-    std::vector<std::string> found;
-    for (auto it = std::sregex_iterator(help.begin(), help.end(), option); it != std::sregex_iterator();
+// The words of each match of `pattern` in `text`, which its first group holds, sorted.
+inline std::vector<std::string> matchedWords(const std::string& text, const std::regex& pattern) {
+    std::vector<std::string> words;
+    for (auto it = std::sregex_iterator(text.begin(), text.end(), pattern); it != std::sregex_iterator();
          ++it) {
-        if (std::find(found.begin(), found.end(), it->str()) == found.end()) {
-            found.push_back(it->str());
+        std::istringstream line((*it)[1].str());
+        for (std::string word; line >> word;) {
+            if (word != "|") {
+                words.push_back(word);
+            }
         }
     }
+    std::sort(words.begin(), words.end());
+    return words;
+}
+
+// The long options a text names, sorted, each once.
+inline std::vector<std::string> longOptions(const std::string& text) {
+    auto found = matchedWords(text, std::regex("(--[a-z][a-z-]*)"));
+    found.erase(std::unique(found.begin(), found.end()), found.end());
     return found;
+}
+
+// What the bash completion offers: after `vitrek` (`command` empty), after `vitrek COMMAND` (its line
+// `COMMAND) options='…'`), or the options whose value it completes (`command` "$prev", its case patterns).
+inline std::vector<std::string> completed(const std::string& completion, const std::string& command) {
+    const std::string pattern = command.empty()      ? R"(\(\(cword == 1\)\).*\n.*compgen -W '([^']*)')"
+                                : command == "$prev" ? R"(\n +(--[a-z-]+(?: \| --[a-z-]+)*)\)\n)"
+                                                     : R"(\n +)" + command + R"(\) options='([^']*)')";
+    return matchedWords(completion, std::regex(pattern));
 }
 
 // The manual's subsection `.SS "vitrek COMMAND"` up to the next heading; empty when there is none.
@@ -56,12 +83,13 @@ inline std::string manualSection(const std::string& manual, std::string_view com
     return manual.substr(start, end == std::string::npos ? std::string::npos : end - start);
 }
 
-// Every option the command's help names is described in the command's own subsection.
+// Every option the command's help names is described in the command's own subsection; --help, which
+// every command takes, once for all of them.
 inline void expectDocumented(const std::string& manual, std::string_view command, const std::string& help) {
     const std::string section = manualSection(manual, command);
     ASSERT_FALSE(section.empty()) << "the manual has no subsection for " << command;
     for (const auto& option : longOptions(help)) {
-        EXPECT_NE(section.find(roff(option)), std::string::npos)
+        EXPECT_TRUE(option == "--help" || section.find(roff(option)) != std::string::npos)
             << "the manual's " << command << " does not mention " << option;
     }
 }

@@ -1,9 +1,12 @@
 #include "cli/CommandLine.h"
+#include "cli/CommandTable.h"
 #include "cli/ManualCheck.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <regex>
+#include <set>
 #include <sstream>
 
 namespace vitrek::cli {
@@ -25,70 +28,49 @@ Output vitrek(const std::vector<std::string>& arguments) {
     return {status, out.str(), err.str()};
 }
 
-// The first word of each line of the usage's command list.
-std::vector<std::string> listedCommands(const std::string& usage) {
-    std::vector<std::string> commands;
-    std::istringstream lines(usage.substr(usage.find("Commands:\n") + 10));
-    std::string line;
-    while (std::getline(lines, line) && line.starts_with("  ")) {
-        commands.push_back(line.substr(2, line.find(' ', 2) - 2));
-    }
-    return commands;
-}
+using Names = std::set<std::string>;
 
-// The word after `.B vitrek` on each line of the manual's synopsis, hyphens unescaped.
-std::vector<std::string> synopsisForms(const std::string& manual) {
-    const auto start = manual.find(".SH SYNOPSIS\n");
-    std::istringstream lines(manual.substr(start, manual.find("\n.SH ", start + 1) - start));
-    std::vector<std::string> forms;
-    std::string line;
-    while (std::getline(lines, line)) {
-        if (line.starts_with(".B vitrek ")) {
-            std::string form;
-            for (std::size_t i = 10; i < line.size() && line[i] != ' '; ++i) {
-                if (line.compare(i, 2, "\\-") == 0) {
-                    ++i;
-                }
-                form += line[i];
-            }
-            forms.push_back(form);
-        }
-    }
-    return forms;
-}
+Names asSet(const std::vector<std::string>& words) { return {words.begin(), words.end()}; }
 
-TEST(ManualTest, DocumentsEveryCommandAndOptionTheHelpNames) {
+std::string unroff(const std::string& text) { return std::regex_replace(text, std::regex(R"(\\-)"), "-"); }
+
+// Every command's table is what its help, its usage line, its section of the manual and the completion
+// name: no option missing anywhere, none named that the table lacks.
+TEST(ManualTest, TheHelpManualAndCompletionNameWhatEachCommandAccepts) {
     const std::string manual = test::manualText();
-    ASSERT_FALSE(manual.empty()) << VITREK_MANUAL;
-    const Output usage = vitrek({"--help"});
-    ASSERT_EQ(usage.status, 0);
-    const auto commands = listedCommands(usage.out);
-    ASSERT_GE(commands.size(), 7u) << usage.out;
+    const std::string completion = test::completionText();
+    ASSERT_FALSE(manual.empty() || completion.empty()) << VITREK_MANUAL;
+    Names names{"--help", "--version"};
+    Names valueOptions;
+    for (const auto& command : CommandTable::commands()) {
+        const std::string name = command.name;
+        names.insert(name);
+        Names options;
+        for (const auto& option : command.options) {
+            options.insert(std::string("--") + option.name);
+            if (option.value) {
+                valueOptions.insert(std::string("--") + option.name);
+            }
+        }
+        EXPECT_EQ(asSet(test::longOptions(command.usage)), options) << name << ": " << command.usage;
+        const std::string section = unroff(test::manualSection(manual, name));
+        ASSERT_FALSE(section.empty()) << "the manual has no subsection for " << name;
+        auto documented = asSet(test::longOptions(section));
+        documented.erase(name);
+        EXPECT_EQ(documented, options) << "the manual's " << name;
 
-    for (const auto& option : test::longOptions(usage.out)) {
-        EXPECT_NE(manual.find(test::roff(option)), std::string::npos) << option;
+        options.insert("--help");
+        // --help anywhere, even after an argument the command does not take, answers with the help.
+        const Output help = vitrek({name, "x", "--help"});
+        ASSERT_EQ(help.status, 0) << name << help.err;
+        EXPECT_TRUE(help.out.starts_with("usage: vitrek " + name)) << help.out;
+        EXPECT_EQ(asSet(test::longOptions(help.out.substr(help.out.find('\n')))), options) << help.out;
+        EXPECT_EQ(asSet(test::completed(completion, name)), options) << "the completion of " << name;
     }
-    for (const auto& command : commands) {
-        EXPECT_FALSE(test::manualSection(manual, command).empty()) << command;
-    }
-    // card, selftest and snapshot answer from the drawing library, whose tests check them.
-    for (const std::string command : {"report", "nights"}) {
-        const Output help = vitrek({command, "--help"});
-        ASSERT_EQ(help.status, 0) << command;
-        EXPECT_FALSE(test::longOptions(help.out).empty()) << command;
-        test::expectDocumented(manual, command, help.out);
-    }
-
-    const auto forms = synopsisForms(manual);
-    for (const auto& form : forms) {
-        const bool listed = std::find(commands.begin(), commands.end(), form) != commands.end();
-        EXPECT_TRUE(listed || (form.starts_with("--") && usage.out.find(form) != std::string::npos))
-            << "the synopsis shows vitrek " << form << ", which the usage does not name";
-    }
-    for (const auto& command : commands) {
-        EXPECT_NE(std::find(forms.begin(), forms.end(), command), forms.end())
-            << "the synopsis lacks vitrek " << command;
-    }
+    EXPECT_EQ(asSet(test::completed(completion, "")), names);
+    EXPECT_EQ(asSet(test::completed(completion, "$prev")), valueOptions);
+    const std::string synopsis = unroff(manual.substr(0, manual.find(".SH DESCRIPTION")));
+    EXPECT_EQ(asSet(test::matchedWords(synopsis, std::regex(R"(\n\.B vitrek (\S+))"))), names) << synopsis;
 }
 
 TEST(CommandLineTest, VersionPrintsTheNameAndVersionAlone) {
