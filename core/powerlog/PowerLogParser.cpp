@@ -217,7 +217,7 @@ void classifyLine(std::string_view line, std::size_t offset, PowerLog& log,
     }
 }
 
-void appendWakeRequests(std::string_view message, Instant logged, std::string_view zone,
+void appendWakeRequests(std::string_view message, Instant logged, std::string_view zoneSuffix,
                         std::vector<WakeRequest>& requests);
 
 // The second pass: one candidate line into its records.
@@ -237,7 +237,8 @@ void convertLine(std::string_view line, Candidate::Kind kind, PowerLog& log) {
         log.display.push_back(DisplayChange{date, message.back() == 'n'});
         break;
     case Candidate::Kind::requests:
-        appendWakeRequests(message, date, line.substr(20, 5), log.requests);
+        // parseDate has checked that the line's zone is one.
+        appendWakeRequests(message, date, " " + std::string{line.substr(20, 5)}, log.requests);
         break;
     }
 }
@@ -421,17 +422,19 @@ std::optional<AssertionRelease> parseRelease(std::string_view message, Instant d
     return AssertionRelease{date, duration, *pid, std::string{process}, std::string{type}, std::string{name}};
 }
 
-std::vector<WakeRequest> parseWakeRequests(std::string_view message, Instant logged, std::string_view zone) {
+std::vector<WakeRequest> parseWakeRequests(std::string_view message, Instant logged, std::string_view zone,
+                                           const Calendar& calendar) {
     std::vector<WakeRequest> requests;
-    appendWakeRequests(message, logged, zone, requests);
+    appendWakeRequests(message, logged, " " + (isZone(zone) ? std::string{zone} : logZone(logged, calendar)),
+                       requests);
     return requests;
 }
 
 namespace {
 
-void appendWakeRequests(std::string_view message, Instant logged, std::string_view zone,
+// `zoneSuffix` is " +0100": what the entries' clock readings lack to be dates.
+void appendWakeRequests(std::string_view message, Instant logged, std::string_view zoneSuffix,
                         std::vector<WakeRequest>& requests) {
-    const std::string zoneSuffix = " " + (isZone(zone) ? std::string{zone} : logZone(logged));
     std::size_t from = 0;
     while (true) {
         const auto open = message.find('[', from);
@@ -508,10 +511,10 @@ bool isZone(std::string_view text) {
     return text.size() == 5 && (text[0] == '+' || text[0] == '-') && digits(text.data() + 1, 4) >= 0;
 }
 
-std::string logZone(Instant date) {
+std::string logZone(Instant date, const Calendar& calendar) {
     // The offset is the wall-clock reading taken as UTC minus the instant itself.
     std::int64_t offset = 0;
-    if (const auto local = Calendar::current().local(date)) {
+    if (const auto local = calendar.local(date)) {
         const std::int64_t wall = daysFromCivil(local->year, static_cast<unsigned>(local->month),
                                                 static_cast<unsigned>(local->day)) *
                                       86'400 +

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "powerlog/PowerLog.h"
+#include "time/Calendar.h"
 
 #include <optional>
 #include <string>
@@ -26,16 +27,18 @@ std::optional<Instant> parseDate(std::string_view text);
 PowerEvent parseStateEvent(std::string_view type, std::string_view message, Instant date);
 // An "Assertions" message; absent unless it releases a sleep-blocking assertion.
 std::optional<AssertionRelease> parseRelease(std::string_view message, Instant date);
-// The entries of a "Wake Requests" message; `zone` is the log line's "+0100" (used when it is one).
-std::vector<WakeRequest> parseWakeRequests(std::string_view message, Instant logged, std::string_view zone);
+// The entries of a "Wake Requests" message; `zone` is the log line's "+0100", and `calendar` gives the
+// zone when that is not one.
+std::vector<WakeRequest> parseWakeRequests(std::string_view message, Instant logged, std::string_view zone,
+                                           const Calendar& calendar);
 // "Using Batt… (Charge:80%)": on battery, and the charge in percent.
 std::pair<std::optional<bool>, std::optional<int>> powerSource(std::string_view text);
 // "hh:mm:ss" (pieces may carry fractions) in seconds; 0 when malformed or negative.
 double parseDuration(std::string_view text);
 // Exactly five bytes: a sign and four ASCII digits.
 bool isZone(std::string_view text);
-// The local zone's offset at `date` as "+0530"/"-0700".
-std::string logZone(Instant date);
+// The offset of `calendar`'s zone at `date` as "+0530"/"-0700".
+std::string logZone(Instant date, const Calendar& calendar);
 
 } // namespace PowerLogParser
 } // namespace vitrek

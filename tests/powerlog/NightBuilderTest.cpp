@@ -6,7 +6,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cstdlib>
 #include <optional>
 #include <string>
 #include <tuple>
@@ -24,18 +23,6 @@ PowerLog logNamed(const std::string& name) {
 std::vector<Night> nightsOf(const std::string& name, const char* now, const Calendar& calendar) {
     return NightBuilder::build(logNamed(name), NightWindow{}, test::at(now), calendar);
 }
-
-// Sets the user's zone for one test: a night tells "Asleep since …" in it.
-struct UserZone {
-    explicit UserZone(const char* zone) {
-        if (const char* current = std::getenv("TZ")) {
-            old = current;
-        }
-        setenv("TZ", zone, 1);
-    }
-    ~UserZone() { old ? setenv("TZ", old->c_str(), 1) : unsetenv("TZ"); }
-    std::optional<std::string> old;
-};
 
 // What must hold for every night, whatever the log said.
 void expectWellFormed(const Night& night) {
@@ -127,7 +114,7 @@ TEST(NightBuilderTest, KeptAwakeCountsEachProcessOnceAndLeavesOutPowerdAndBriefH
 
 TEST(NightBuilderTest, AwakeSpellsAreToldByTheirLengthAndASleepAfterALongOneIsToldAgain) {
     // "Asleep since" is told in the calendar the nights are built in, whatever the process's zone says.
-    const UserZone zone("America/New_York");
+    const test::UserZone zone("America/New_York");
     constexpr const char* kSpells = "awake-spells.log";
     constexpr const char* kMorning = "2024-03-05T12:00:00+01:00";
     const auto t = [](const char* clock) { return test::at(std::string("2024-03-05T") + clock + "+01:00"); };

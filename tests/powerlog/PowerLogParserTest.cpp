@@ -5,7 +5,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cstdlib>
 #include <optional>
 #include <string>
 #include <tuple>
@@ -19,18 +18,6 @@ namespace Parser = PowerLogParser;
 
 constexpr const char* kReplacement = "\xEF\xBF\xBD";
 const Instant kDate = at("2024-01-15T22:10:05+01:00");
-
-// Sets TZ for one test; the zone fallback of wake requests reads the user's zone.
-struct ScopedZone {
-    explicit ScopedZone(const char* zone) {
-        if (const char* value = std::getenv("TZ")) {
-            old = value;
-        }
-        setenv("TZ", zone, 1);
-    }
-    ~ScopedZone() { old ? setenv("TZ", old->c_str(), 1) : unsetenv("TZ"); }
-    std::optional<std::string> old;
-};
 
 TEST(PowerLogParserTest, DatesAreReadFromFixedColumnsWithTheirOffset) {
     const std::pair<const char*, const char*> cases[] = {
@@ -143,7 +130,7 @@ TEST(PowerLogParserTest, WakeRequestEntriesAreBracketedAndNeedAProcess) {
         R"([*process=powerd request=UserWake deltaSecs=1 wakeAt=2024-01-16 07:00:00 info="alarm [x], 7"] )"
         R"([process=dasd request=TimerPlugin wakeAt=2024-01-16 07:30:00] [request=Orphan info="no process"] )"
         R"([process="quoted name" wakeAt=soon] [process=late info="unclosed] [process=last)",
-        kDate, "+0100");
+        kDate, "+0100", Calendar::utc());
     const std::vector<WakeRequest> expected{
         {kDate, "powerd", "UserWake", at("2024-01-16T07:00:00+01:00"), "alarm [x], 7", true},
         {kDate, "dasd", "TimerPlugin", at("2024-01-16T07:30:00+01:00"), "", false},
@@ -152,21 +139,22 @@ TEST(PowerLogParserTest, WakeRequestEntriesAreBracketedAndNeedAProcess) {
         {kDate, "last", "", std::nullopt, "", false},
     };
     EXPECT_EQ(requests, expected);
-    EXPECT_TRUE(Parser::parseWakeRequests("no entries", kDate, "+0100").empty());
+    EXPECT_TRUE(Parser::parseWakeRequests("no entries", kDate, "+0100", Calendar::utc()).empty());
 }
 
-TEST(PowerLogParserTest, WakeTimesFallBackToTheUsersZoneWhenTheLineHasNone) {
-    const ScopedZone zone{"Asia/Kolkata"};
-    EXPECT_EQ(Parser::logZone(kDate), "+0530");
+TEST(PowerLogParserTest, WakeTimesFallBackToTheCalendarsZoneWhenTheLineHasNone) {
+    // The user's zone is neither of the calendars', so reading it instead would show.
+    const test::UserZone userZone{"Pacific/Chatham"};
+    const auto kolkata = test::zone("Asia/Kolkata"), newfoundland = test::zone("America/St_Johns");
+    EXPECT_EQ(Parser::logZone(kDate, kolkata), "+0530");
     for (const char* notAZone : {"0100", "+01000", "+01:0", ""}) {
         const auto requests =
-            Parser::parseWakeRequests("[process=p wakeAt=2024-01-16 07:00:00]", kDate, notAZone);
+            Parser::parseWakeRequests("[process=p wakeAt=2024-01-16 07:00:00]", kDate, notAZone, kolkata);
         ASSERT_EQ(requests.size(), 1u);
         EXPECT_EQ(requests[0].wakeAt, at("2024-01-16T07:00:00+05:30")) << notAZone;
     }
-    const ScopedZone newfoundland{"America/St_Johns"};
-    EXPECT_EQ(Parser::logZone(at("2024-01-15T12:00:00Z")), "-0330");
-    EXPECT_EQ(Parser::logZone(at("2024-07-15T12:00:00Z")), "-0230");
+    EXPECT_EQ(Parser::logZone(at("2024-01-15T12:00:00Z"), newfoundland), "-0330");
+    EXPECT_EQ(Parser::logZone(at("2024-07-15T12:00:00Z"), newfoundland), "-0230");
 }
 
 TEST(PowerLogParserTest, RecordedLogsWithTabsYieldEveryRecordAndSkipNone) {

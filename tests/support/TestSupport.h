@@ -3,6 +3,9 @@
 #include "time/Calendar.h"
 #include "time/Instant.h"
 
+#include <cstdlib>
+#include <ctime>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -20,6 +23,22 @@ Instant at(std::string_view iso);
 // The wall-clock instant year-month-day hour:minute:second in a zone (the first when it occurs twice).
 Instant local(const Calendar& calendar, int year, int month, int day, int hour = 0, int minute = 0,
               int second = 0);
+
+// Sets the user's zone (TZ) for one test, so it can differ from the calendar the code is given.
+struct UserZone {
+    explicit UserZone(const char* zone) {
+        if (const char* current = std::getenv("TZ")) {
+            old = current;
+        }
+        set(zone);
+    }
+    ~UserZone() { set(old ? old->c_str() : nullptr); }
+    static void set(const char* zone) {
+        zone ? setenv("TZ", zone, 1) : unsetenv("TZ");
+        tzset();
+    }
+    std::optional<std::string> old;
+};
 
 // The contents of a file under tests/data.
 std::string readTestData(std::string_view relativePath);

@@ -5,7 +5,6 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <cstdlib>
 #include <optional>
 #include <string>
 #include <utility>
@@ -24,15 +23,12 @@ std::optional<double> unixOf(std::optional<Instant> instant) {
 
 TEST(CalendarTest, UnknownZoneNamesAreAbsentAndCurrentFollowsOnlyAKnownTZ) {
     EXPECT_FALSE(Calendar::named("Not/AZone").has_value());
-    const char* saved = std::getenv("TZ");
-    const std::optional<std::string> previous = saved ? std::optional<std::string>(saved) : std::nullopt;
-    setenv("TZ", "America/New_York", 1);
+    const UserZone zone{"America/New_York"};
     EXPECT_EQ(Calendar::current(), newYork());
-    setenv("TZ", "Not/AZone", 1);
+    UserZone::set("Not/AZone");
     const Calendar unknown = Calendar::current();
-    unsetenv("TZ");
+    UserZone::set(nullptr);
     EXPECT_EQ(unknown, Calendar::current());
-    previous ? setenv("TZ", previous->c_str(), 1) : unsetenv("TZ");
 }
 
 TEST(CalendarTest, LocalGivesWallClockAndSundayFirstWeekday) {
