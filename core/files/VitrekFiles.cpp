@@ -2,6 +2,7 @@
 
 #include "json/Json.h"
 #include "json/JsonFields.h"
+#include "text/Ascii.h"
 #include "time/Calendar.h"
 
 #include <fcntl.h>
@@ -362,7 +363,7 @@ bool isJsonNumber(std::string_view text) {
     std::size_t at = 0;
     const auto digits = [&] {
         const auto begin = at;
-        while (at < text.size() && text[at] >= '0' && text[at] <= '9') {
+        while (at < text.size() && Ascii::isDigit(text[at])) {
             ++at;
         }
         return at > begin;

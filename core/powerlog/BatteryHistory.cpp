@@ -14,11 +14,9 @@ namespace vitrek::BatteryHistoryFile {
 
 namespace {
 
-bool isDigit(char c) { return c >= '0' && c <= '9'; }
-
 // Unix seconds as the daemon writes them: unsigned decimal digits, nothing else.
 std::optional<std::int64_t> unixTime(std::string_view text) {
-    if (text.empty() || !std::ranges::all_of(text, isDigit)) {
+    if (text.empty() || !std::ranges::all_of(text, Ascii::isDigit)) {
         return std::nullopt;
     }
     std::int64_t value = 0;

@@ -2,8 +2,7 @@
 
 #include "text/Ascii.h"
 #include "text/Utf8.h"
-
-#include <date/date.h>
+#include "time/Iso8601.h"
 
 #include <algorithm>
 #include <array>
@@ -17,22 +16,8 @@ namespace {
 constexpr auto npos = std::string_view::npos;
 constexpr double kMicrosecondsPerSecond = 1e6;
 
-bool isDigit(char c) { return c >= '0' && c <= '9'; }
-
-// `count` ASCII digits at `text` as a number; -1 when any byte is not a digit.
-int digits(std::string_view text, std::size_t at, std::size_t count) {
-    if (at + count > text.size()) {
-        return -1;
-    }
-    int value = 0;
-    for (std::size_t i = at; i < at + count; ++i) {
-        if (!isDigit(text[i])) {
-            return -1;
-        }
-        value = value * 10 + (text[i] - '0');
-    }
-    return value;
-}
+using Ascii::digits;
+using Ascii::isDigit;
 
 std::string_view trimmedEnd(std::string_view text) {
     const auto last = text.find_last_not_of(Ascii::kWhiteSpace);
@@ -474,8 +459,8 @@ struct TimeOfDay {
 };
 
 bool looksLikeTime(std::string_view token) {
-    return digits(token, 0, 2) >= 0 && token.size() >= 8 && token[2] == ':' && digits(token, 3, 2) >= 0 &&
-           token[5] == ':' && digits(token, 6, 2) >= 0;
+    return token.size() >= 8 && digits(token, 0, 2) && token[2] == ':' && digits(token, 3, 2) &&
+           token[5] == ':' && digits(token, 6, 2);
 }
 
 // "HH:MM:SS" and an optional fraction of up to nine digits, nothing after.
@@ -483,7 +468,7 @@ std::optional<TimeOfDay> timeOfDay(std::string_view token) {
     if (!looksLikeTime(token)) {
         return std::nullopt;
     }
-    TimeOfDay time{digits(token, 0, 2), digits(token, 3, 2), digits(token, 6, 2), 0};
+    TimeOfDay time{*digits(token, 0, 2), *digits(token, 3, 2), *digits(token, 6, 2), 0};
     if (time.hour > 23 || time.minute > 59 || time.second > 60) {
         return std::nullopt;
     }
@@ -499,40 +484,8 @@ std::optional<TimeOfDay> timeOfDay(std::string_view token) {
     for (std::size_t i = 0; i < fraction.size(); ++i) {
         scale *= 10;
     }
-    time.fraction = static_cast<double>(digits(fraction, 0, fraction.size())) / scale;
+    time.fraction = static_cast<double>(*digits(fraction, 0, fraction.size())) / scale;
     return time;
-}
-
-// "2024-08-01T20:50:01[.123456]" with "Z", "+0200" or "+02:00".
-std::optional<Instant> isoDate(std::string_view token) {
-    constexpr std::size_t timeAt = 11;
-    if (token.size() < timeAt + 9 || token[4] != '-' || token[7] != '-' || token[10] != 'T') {
-        return std::nullopt;
-    }
-    const int year = digits(token, 0, 4), month = digits(token, 5, 2), day = digits(token, 8, 2);
-    const auto zoneAt = token.find_first_of("Z+-", timeAt);
-    const auto time = timeOfDay(token.substr(timeAt, zoneAt - timeAt));
-    if (year < 0 || month < 0 || day < 0 || !time || zoneAt == npos) {
-        return std::nullopt;
-    }
-    const auto zone = token.substr(zoneAt);
-    int offset = 0;
-    if (zone != "Z") {
-        const bool colon = zone.size() == 6 && zone[3] == ':';
-        const int hours = digits(zone, 1, 2), minutes = digits(zone, colon ? 4 : 3, 2);
-        if (zone.size() != (colon ? 6u : 5u) || hours < 0 || hours > 23 || minutes < 0 || minutes > 59) {
-            return std::nullopt;
-        }
-        offset = (zone[0] == '-' ? -1 : 1) * (hours * 3'600 + minutes * 60);
-    }
-    const date::year_month_day ymd{date::year{year}, date::month{static_cast<unsigned>(month)},
-                                   date::day{static_cast<unsigned>(day)}};
-    if (!ymd.ok()) {
-        return std::nullopt;
-    }
-    const std::int64_t days = date::sys_days{ymd}.time_since_epoch().count();
-    return instant(days * 86'400 + time->hour * 3'600 + time->minute * 60 + time->second - offset,
-                   time->fraction);
 }
 
 // The next blank-separated token; `text` keeps what follows it, starting with the blank that ended it.
@@ -602,8 +555,8 @@ bool isOtherForm(std::string_view line) {
     if (isStamp(first, 9)) {
         return !second.empty();
     }
-    return second.size() == 10 && digits(second, 0, 4) >= 0 && second[4] == '-' &&
-           digits(second, 5, 2) >= 0 && second[7] == '-' && digits(second, 8, 2) >= 0 && looksLikeTime(third);
+    return second.size() == 10 && digits(second, 0, 4) && second[4] == '-' && digits(second, 5, 2) &&
+           second[7] == '-' && digits(second, 8, 2) && looksLikeTime(third);
 }
 
 // A short-form entry waiting for its year, which only the whole text decides.
@@ -698,8 +651,8 @@ public:
         const auto first = nextToken(rest);
         std::optional<Instant> date;
         std::optional<WallClock> wall;
-        if (digits(first, 0, 4) >= 0 && first.size() > 4 && first[4] == '-') {
-            date = isoDate(first);
+        if (digits(first, 0, 4) && first.size() > 4 && first[4] == '-') {
+            date = parseIso8601(first);
         } else {
             const auto day = nextToken(rest);
             const auto time = nextToken(rest);
@@ -709,7 +662,7 @@ public:
                 }
                 return;
             }
-            wall = shortDate(first, digits(day, 0, day.size()), time);
+            wall = shortDate(first, *digits(day, 0, day.size()), time);
         }
         const auto fields = textFields(rest);
         if ((!date && !wall) || !fields) {

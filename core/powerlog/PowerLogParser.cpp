@@ -5,6 +5,8 @@
 #include "text/Utf8.h"
 #include "time/Calendar.h"
 
+#include <date/date.h>
+
 #include <algorithm>
 #include <array>
 #include <charconv>
@@ -42,8 +44,6 @@ constexpr std::array<std::string_view, 4> kEndVerbs{"Released", "TimedOut", "Tur
 constexpr std::size_t kDateLength = 25;
 constexpr std::size_t kTypeOffset = 26;
 constexpr std::size_t kShortestRecord = 28;
-
-bool isDigit(char c) { return c >= '0' && c <= '9'; }
 
 bool oneOf(std::string_view text, std::span<const std::string_view> set) {
     return std::find(set.begin(), set.end(), text) != set.end();
@@ -101,26 +101,10 @@ template <typename T> std::optional<T> decimalInteger(std::string_view text) {
 // Digits with an optional sign and fraction ("12", "-0.5", "+3."); no exponent, hexadecimal, inf or nan.
 std::optional<double> decimalNumber(std::string_view text) { return Decimal::parse(withoutPlus(text)); }
 
-// `count` ASCII digits as a number; -1 when any byte is not a digit.
-int digits(const char* bytes, int count) {
-    int value = 0;
-    for (int i = 0; i < count; ++i) {
-        if (!isDigit(bytes[i])) {
-            return -1;
-        }
-        value = value * 10 + (bytes[i] - '0');
-    }
-    return value;
-}
-
-// Days from 1970-01-01 to a proleptic Gregorian date (the civil-from-days inverse of H. Hinnant).
-constexpr std::int64_t daysFromCivil(std::int64_t year, unsigned month, unsigned day) {
-    year -= month <= 2;
-    const std::int64_t era = (year >= 0 ? year : year - 399) / 400;
-    const auto yearOfEra = static_cast<unsigned>(year - era * 400);
-    const unsigned dayOfYear = (153 * (month > 2 ? month - 3 : month + 9) + 2) / 5 + day - 1;
-    const unsigned dayOfEra = yearOfEra * 365 + yearOfEra / 4 - yearOfEra / 100 + dayOfYear;
-    return era * 146'097 + static_cast<std::int64_t>(dayOfEra) - 719'468;
+// Days from 1970-01-01 to a Gregorian date. Counting from the 1st lets a day past the month's end run into
+// the next month (31 April is 1 May).
+std::int64_t daysFromCivil(int year, int month, int day) {
+    return (date::sys_days{date::year{year} / month / 1} + date::days{day - 1}).time_since_epoch().count();
 }
 
 // ---- Lines
@@ -329,23 +313,22 @@ std::optional<Instant> parseDate(std::string_view text) {
     if (text.size() < kDateLength) {
         return std::nullopt;
     }
-    const char* bytes = text.data();
-    if (bytes[4] != '-' || bytes[7] != '-' || bytes[10] != ' ' || bytes[13] != ':' || bytes[16] != ':' ||
-        (bytes[20] != '+' && bytes[20] != '-')) {
+    if (text[4] != '-' || text[7] != '-' || text[10] != ' ' || text[13] != ':' || text[16] != ':' ||
+        (text[20] != '+' && text[20] != '-')) {
         return std::nullopt;
     }
-    const int year = digits(bytes, 4), month = digits(bytes + 5, 2), day = digits(bytes + 8, 2);
-    const int hour = digits(bytes + 11, 2), minute = digits(bytes + 14, 2), second = digits(bytes + 17, 2);
-    const int zoneHours = digits(bytes + 21, 2), zoneMinutes = digits(bytes + 23, 2);
-    if (year < 0 || month < 1 || month > 12 || day < 1 || day > 31 || hour < 0 || hour > 23 || minute < 0 ||
-        minute > 59 || second < 0 || second > 60 || zoneHours < 0 || zoneMinutes < 0) {
+    using Ascii::digits;
+    const auto year = digits(text, 0, 4), month = digits(text, 5, 2), day = digits(text, 8, 2);
+    const auto hour = digits(text, 11, 2), minute = digits(text, 14, 2), second = digits(text, 17, 2);
+    const auto zoneHours = digits(text, 21, 2), zoneMinutes = digits(text, 23, 2);
+    if (!year || !month || *month < 1 || *month > 12 || !day || *day < 1 || *day > 31 || !hour ||
+        *hour > 23 || !minute || *minute > 59 || !second || *second > 60 || !zoneHours || !zoneMinutes) {
         return std::nullopt;
     }
-    // Counting from the 1st lets a day past the month's end run into the next month (31 April is 1 May).
-    const std::int64_t days = daysFromCivil(year, static_cast<unsigned>(month), 1) + day - 1;
-    const int sign = bytes[20] == '-' ? -1 : 1;
-    const std::int64_t seconds =
-        days * 86'400 + hour * 3'600 + minute * 60 + second - sign * (zoneHours * 3'600 + zoneMinutes * 60);
+    const std::int64_t days = daysFromCivil(*year, *month, *day);
+    const int sign = text[20] == '-' ? -1 : 1;
+    const std::int64_t seconds = days * 86'400 + *hour * 3'600 + *minute * 60 + *second -
+                                 sign * (*zoneHours * 3'600 + *zoneMinutes * 60);
     return fromUnixSeconds(static_cast<double>(seconds));
 }
 
@@ -411,7 +394,7 @@ std::optional<AssertionRelease> parseRelease(std::string_view message, Instant d
     if (third.starts_with('"')) {
         for (auto quote = third.find('"', 1); quote != npos; quote = third.find('"', quote + 1)) {
             const auto next = third.find_first_not_of(' ', quote + 1);
-            if (next == npos || isDigit(third[next])) {
+            if (next == npos || Ascii::isDigit(third[next])) {
                 name = third.substr(1, quote - 1);
                 remainder = third.substr(quote + 1);
                 break;
@@ -479,7 +462,7 @@ std::pair<std::optional<bool>, std::optional<int>> powerSource(std::string_view 
     constexpr std::string_view chargeKey = "Charge:";
     if (const auto key = source.find(chargeKey); key != npos) {
         const auto number = source.substr(key + chargeKey.size());
-        const auto run = std::find_if_not(number.begin(), number.end(), isDigit) - number.begin();
+        const auto run = std::find_if_not(number.begin(), number.end(), Ascii::isDigit) - number.begin();
         if (run > 0) {
             charge = decimalInteger<int>(number.substr(0, static_cast<std::size_t>(run)));
         }
@@ -508,16 +491,14 @@ double parseDuration(std::string_view text) {
 }
 
 bool isZone(std::string_view text) {
-    return text.size() == 5 && (text[0] == '+' || text[0] == '-') && digits(text.data() + 1, 4) >= 0;
+    return text.size() == 5 && (text[0] == '+' || text[0] == '-') && Ascii::digits(text, 1, 4).has_value();
 }
 
 std::string logZone(Instant date, const Calendar& calendar) {
     // The offset is the wall-clock reading taken as UTC minus the instant itself.
     std::int64_t offset = 0;
     if (const auto local = calendar.local(date)) {
-        const std::int64_t wall = daysFromCivil(local->year, static_cast<unsigned>(local->month),
-                                                static_cast<unsigned>(local->day)) *
-                                      86'400 +
+        const std::int64_t wall = daysFromCivil(local->year, local->month, local->day) * 86'400 +
                                   local->hour * 3'600 + local->minute * 60 + local->second;
         offset = wall - static_cast<std::int64_t>(std::floor(unixSeconds(date)));
     }

@@ -3,6 +3,7 @@
 #include "history/History.h"
 #include "scores/Rounding.h"
 #include "scores/VFmt.h"
+#include "text/Ascii.h"
 #include "time/Calendar.h"
 
 #include <algorithm>
@@ -22,10 +23,8 @@ constexpr std::size_t kMinimumDays = 5;
 constexpr double kNegligibleYears = 0.05;
 
 bool isWordCharacter(char c) {
-    return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || c == '_';
+    return Ascii::isDigit(c) || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || c == '_';
 }
-
-bool isDigit(char c) { return c >= '0' && c <= '9'; }
 
 std::string wholePercent(double fraction) { return std::to_string(roundHalfAway(fraction * 100)); }
 
@@ -152,7 +151,8 @@ std::optional<Instant> setUpDate(const std::filesystem::path& marker) {
 std::optional<int> modelYear(std::string_view name) {
     // The first "20" and two digits standing alone as a word, as \b(20[0-9]{2})\b finds it.
     for (std::size_t i = 0; i + 4 <= name.size(); ++i) {
-        if (name[i] != '2' || name[i + 1] != '0' || !isDigit(name[i + 2]) || !isDigit(name[i + 3])) {
+        if (name[i] != '2' || name[i + 1] != '0' || !Ascii::isDigit(name[i + 2]) ||
+            !Ascii::isDigit(name[i + 3])) {
             continue;
         }
         const bool startsWord = i == 0 || !isWordCharacter(name[i - 1]);

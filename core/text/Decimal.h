@@ -1,5 +1,7 @@
 #pragma once
 
+#include "text/Ascii.h"
+
 #include <algorithm>
 #include <charconv>
 #include <cmath>
@@ -11,10 +13,9 @@ namespace vitrek::Decimal {
 // Digits with an optional minus and fraction ("85.000", "-0.5", "3."); no plus, exponent, hexadecimal,
 // inf or nan, which from_chars alone would accept.
 inline std::optional<double> parse(std::string_view text) {
-    const auto isDigit = [](char c) { return c >= '0' && c <= '9'; };
     const auto unsignedPart = text.starts_with('-') ? text.substr(1) : text;
-    const auto digitOrPoint = [&](char c) { return isDigit(c) || c == '.'; };
-    if (std::ranges::count(unsignedPart, '.') > 1 || std::ranges::none_of(unsignedPart, isDigit) ||
+    const auto digitOrPoint = [](char c) { return Ascii::isDigit(c) || c == '.'; };
+    if (std::ranges::count(unsignedPart, '.') > 1 || std::ranges::none_of(unsignedPart, Ascii::isDigit) ||
         !std::ranges::all_of(unsignedPart, digitOrPoint)) {
         return std::nullopt;
     }

@@ -1,35 +1,27 @@
 #include "time/Iso8601.h"
 
+#include "text/Ascii.h"
+
 #include <date/date.h>
 
-#include <charconv>
+#include <algorithm>
+#include <cstdint>
 
 namespace vitrek {
 
 namespace {
 
-// Reads exactly `count` ASCII digits at `position`.
-std::optional<int> digits(std::string_view text, std::size_t position, std::size_t count) {
-    if (position + count > text.size()) {
-        return std::nullopt;
-    }
-    int value = 0;
-    for (std::size_t i = position; i < position + count; ++i) {
-        if (text[i] < '0' || text[i] > '9') {
-            return std::nullopt;
-        }
-        value = value * 10 + (text[i] - '0');
-    }
-    return value;
-}
-
 bool isAt(std::string_view text, std::size_t position, char expected) {
     return position < text.size() && text[position] == expected;
 }
 
+// Digits beyond nanoseconds are read but dropped: an instant's double holds less.
+constexpr std::size_t kFractionDigits = 9;
+
 } // namespace
 
 std::optional<Instant> parseIso8601(std::string_view text) {
+    using Ascii::digits;
     const auto year = digits(text, 0, 4);
     const auto month = digits(text, 5, 2);
     const auto day = digits(text, 8, 2);
@@ -52,16 +44,19 @@ std::optional<Instant> parseIso8601(std::string_view text) {
     if (isAt(text, position, '.') || isAt(text, position, ',')) {
         const std::size_t begin = position + 1;
         std::size_t end = begin;
-        while (end < text.size() && text[end] >= '0' && text[end] <= '9') {
+        while (end < text.size() && Ascii::isDigit(text[end])) {
             ++end;
         }
         if (end == begin) {
             return std::nullopt;
         }
-        double scale = 0.1;
-        for (std::size_t i = begin; i < end; ++i, scale /= 10) {
-            fraction += (text[i] - '0') * scale;
+        // One division of a whole number rounds once, where adding up tenths would round at every digit.
+        const std::size_t kept = std::min(end - begin, kFractionDigits);
+        double scale = 1;
+        for (std::size_t i = 0; i < kept; ++i) {
+            scale *= 10;
         }
+        fraction = *digits(text, begin, kept) / scale;
         position = end;
     }
 
@@ -82,9 +77,10 @@ std::optional<Instant> parseIso8601(std::string_view text) {
         }
         offset = (zone[0] == '-' ? -1 : 1) * (*zoneHours * 3600 + *zoneMinutes * 60);
     }
-    const auto days = date::sys_days{civil}.time_since_epoch().count();
-    return fromUnixSeconds(static_cast<double>(days) * 86400.0 + *hour * 3600.0 + *minute * 60.0 + *second +
-                           fraction - offset);
+    const std::int64_t days = date::sys_days{civil}.time_since_epoch().count();
+    // Whole seconds and the fraction are added last: summing them earlier would round away microseconds.
+    const std::int64_t seconds = days * 86'400 + *hour * 3'600 + *minute * 60 + *second - offset;
+    return fromUnixSeconds(static_cast<double>(seconds) + fraction);
 }
 
 } // namespace vitrek

@@ -204,7 +204,7 @@ std::string cleaned(std::string_view text) {
     const bool control = std::any_of(
         text.begin(), text.end(), [](char c) { return static_cast<unsigned char>(c) < 0x20 || c == 0x7f; });
     const bool alphanumeric = std::any_of(text.begin(), text.end(), [](char c) {
-        return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
+        return Ascii::isDigit(c) || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
     });
     const bool placeholder = std::any_of(kPlaceholders.begin(), kPlaceholders.end(),
                                          [&](std::string_view p) { return equalsIgnoringCase(text, p); });
