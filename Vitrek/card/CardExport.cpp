@@ -40,7 +40,7 @@ std::optional<ShareCard> card(const Store& store) {
                      store.strain(),
                      store.heavy(),
                      night ? std::optional<int>{RestScore::score(*night)} : std::nullopt,
-                     CardTexts::restLine(night),
+                     Texts::restLine({}, night, Texts::RestLinePlace::card),
                      store.tip(),
                      store.age()};
 }

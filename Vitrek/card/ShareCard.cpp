@@ -18,7 +18,6 @@ namespace vitrek {
 
 namespace {
 
-constexpr const char* kMinus = "−";
 constexpr double kRightOnYears = 1.0 / 12.0;
 
 constexpr double kPadding = 64;
@@ -226,18 +225,6 @@ void paintFooter(QPainter& painter, const QRectF& box) {
 } // namespace
 
 namespace CardTexts {
-
-std::string restLine(const std::optional<Night>& night) {
-    if (!night) {
-        return "No night yet";
-    }
-    const int wakes = night->darkWakeCount() + night->upCount();
-    std::string line = std::to_string(wakes) + (wakes == 1 ? " wake" : " wakes");
-    if (const auto lost = night->lost()) {
-        line += std::string(" · ") + kMinus + std::to_string(*lost) + "% battery";
-    }
-    return line;
-}
 
 std::string headerDate(Instant date, const Calendar& calendar) {
     return q(Fmt::weekdayDay(date, calendar)).toUpper().toStdString();

@@ -43,9 +43,6 @@ struct ShareCard {
 // Every text and choice of the card, as pure functions.
 namespace CardTexts {
 
-// "No night yet"; else "3 wakes" / "1 wake", then " · −4% battery" when the loss is known. Never
-// "plugged in": the card is shorter than the Today screen.
-std::string restLine(const std::optional<Night>& night);
 // The reading's date with the full weekday, the day and the abbreviated month, upper-cased:
 // "TUESDAY 4 MAR".
 std::string headerDate(Instant date, const Calendar& calendar);

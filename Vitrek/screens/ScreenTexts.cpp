@@ -73,7 +73,7 @@ std::string strainLine(std::optional<double> strain, std::optional<Instant> meas
     return word + kMiddleDot + VFmt::hours(heavy) + " busy";
 }
 
-std::string restLine(const NightStatus& status, const std::optional<Night>& night) {
+std::string restLine(const NightStatus& status, const std::optional<Night>& night, RestLinePlace place) {
     if (status.loading) {
         return "Reading last night…";
     }
@@ -85,13 +85,13 @@ std::string restLine(const NightStatus& status, const std::optional<Night>& nigh
         return "Can't read nights · see Health";
     }
     if (!night) {
-        return "No night recorded yet";
+        return place == RestLinePlace::card ? "No night yet" : "No night recorded yet";
     }
-    const int wakes = night->darkWakeCount() + night->upCount();
+    const int wakes = night->wakeCount();
     std::string line = std::to_string(wakes) + (wakes == 1 ? " wake" : " wakes");
     if (const auto lost = night->lost()) {
         line += kMiddleDot + std::string(kMinus) + std::to_string(*lost) + "% battery";
-    } else if (night->pluggedIn) {
+    } else if (night->pluggedIn && place == RestLinePlace::screen) {
         line += std::string(kMiddleDot) + "plugged in";
     }
     return line;

@@ -70,10 +70,14 @@ struct NightStatus {
     std::string problem; // why the journal could not be read, with the fix; empty when it could
 };
 
-// The rest sub-line: "Reading last night…"; with a night "3 wakes · −4% battery", "1 wake · plugged in",
-// "0 wakes"; without one "Vitrek records nights from now on" while recording, "Can't read nights · see
-// Health" when the journal has a problem, else "No night recorded yet".
-std::string restLine(const NightStatus& status, const std::optional<Night>& night);
+// Where a rest line is shown. The share card is shorter than the Today screen and knows no status.
+enum class RestLinePlace { screen, card };
+// The rest sub-line: "Reading last night…"; with a night "3 wakes · −4% battery", "1 wake · plugged in"
+// ("plugged in" never on the card), "0 wakes"; without one "Vitrek records nights from now on" while
+// recording, "Can't read nights · see Health" when the journal has a problem, else "No night recorded yet"
+// ("No night yet" on the card).
+std::string restLine(const NightStatus& status, const std::optional<Night>& night,
+                     RestLinePlace place = RestLinePlace::screen);
 // Where Rest's nights come from, with the journal's problem after it: "Recorded by Vitrek since 12 Nov",
 // "Nights read from the system journal", "Nights from the system journal and recorded by Vitrek since 12
 // Nov", "Vitrek records nights from now on"; the date has its year when it is not `now`'s. Empty when there

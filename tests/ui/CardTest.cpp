@@ -21,27 +21,6 @@
 namespace vitrek {
 namespace {
 
-Night nightWith(int darkWakes, std::vector<BatteryPoint> battery, bool pluggedIn = false) {
-    const Instant start = test::at("2026-11-23T23:00:00+01:00");
-    Night night;
-    night.id = "2026-11-24";
-    night.start = start;
-    night.end = start + Seconds(28'800);
-    Instant at = start;
-    for (int i = 0; i < darkWakes; ++i) {
-        night.segments.push_back(Segment{at, at + Seconds(3'600), PowerState::asleep});
-        night.segments.push_back(Segment{at + Seconds(3'600), at + Seconds(3'660), PowerState::dark});
-        night.events.push_back(NightEvent{at + Seconds(3'600), NightEvent::Kind::darkWake, "Wi-Fi keep-alive", "wifi",
-                                          "", 60, std::nullopt, std::nullopt, std::nullopt});
-        at += Seconds(3'660);
-    }
-    night.segments.push_back(Segment{at, night.end, PowerState::asleep});
-    night.battery = std::move(battery);
-    night.hasBattery = !night.battery.empty();
-    night.pluggedIn = pluggedIn;
-    return night;
-}
-
 MacAge ageOf(double realYears, double adjustment) {
     MacAge age;
     age.realYears = realYears;
@@ -50,17 +29,6 @@ MacAge ageOf(double realYears, double adjustment) {
         age.factors.push_back(AgeFactor{"Battery", "", adjustment});
     }
     return age;
-}
-
-TEST(CardTexts, TheRestLineCountsWakesAndTheKnownBatteryLossButNeverSaysPluggedIn) {
-    EXPECT_EQ(CardTexts::restLine(std::nullopt), "No night yet");
-    const Instant start = test::at("2026-11-23T23:00:00+01:00");
-    EXPECT_EQ(CardTexts::restLine(nightWith(1, {})), "1 wake");
-    EXPECT_EQ(CardTexts::restLine(nightWith(0, {}, true)), "0 wakes");
-    EXPECT_EQ(CardTexts::restLine(nightWith(3, {{start, 82}, {start + Seconds(28'800), 78}})),
-              "3 wakes · −4% battery");
-    EXPECT_EQ(CardTexts::restLine(nightWith(2, {{start, 80}, {start + Seconds(28'800), 80}}, true)),
-              "2 wakes · −0% battery");
 }
 
 TEST(CardTexts, DialsShowTheirValuesOrADashWithTheirSubLines) {

@@ -125,20 +125,23 @@ TEST(ScreenTextsDialsTest, StrainSaysSinceWhenUntilTwoHoursOfMeasuring) {
               "Light · 2 h 5 min busy");
 }
 
-TEST(ScreenTextsDialsTest, RestLineCountsWakesThenBatteryOrCharger) {
+TEST(ScreenTextsDialsTest, RestLineCountsWakesThenBatteryOrChargerButTheCardNeverSaysPluggedIn) {
     const struct {
-        Night night;
+        std::optional<Night> night;
         const char* line;
+        const char* card;
     } rows[] = {
-        {nightWith(2, 1, {80, 76}, false), "3 wakes · −4% battery"},
-        {nightWith(1, 0, {}, true), "1 wake · plugged in"},
-        {nightWith(0, 1, {}, false), "1 wake"},
-        {nightWith(0, 0, {}, false), "0 wakes"},
+        {nightWith(2, 1, {80, 76}, false), "3 wakes · −4% battery", "3 wakes · −4% battery"},
+        {nightWith(1, 0, {}, true), "1 wake · plugged in", "1 wake"},
+        {nightWith(0, 1, {}, false), "1 wake", "1 wake"},
+        {nightWith(0, 0, {}, false), "0 wakes", "0 wakes"},
         // A known loss wins over the charger.
-        {nightWith(0, 2, {90, 91}, true), "2 wakes · −0% battery"},
+        {nightWith(0, 2, {90, 91}, true), "2 wakes · −0% battery", "2 wakes · −0% battery"},
+        {std::nullopt, "No night recorded yet", "No night yet"},
     };
     for (const auto& row : rows) {
         EXPECT_EQ(Texts::restLine({}, row.night), row.line);
+        EXPECT_EQ(Texts::restLine({}, row.night, Texts::RestLinePlace::card), row.card);
     }
     EXPECT_EQ(Texts::restDial({}, std::nullopt).value, "–");
     EXPECT_TRUE(Texts::restDial({}, nightWith(1, 0, {}, true)).fraction.has_value());
