@@ -258,8 +258,7 @@ void Store::apply(const Reading& reading, std::vector<Sample> samples, std::opti
     publish(m_strain, Strain::score(samples), &Store::strainChanged);
     publish(m_heavy, Strain::heavyTime(samples), &Store::heavyChanged);
 
-    const std::optional<int> wakes =
-        m_night ? std::optional<int>{m_night->darkWakeCount() + m_night->upCount()} : std::nullopt;
+    const std::optional<int> wakes = m_night ? std::optional<int>{m_night->wakeCount()} : std::nullopt;
     publish(m_tip, Coach::tip(m_factors, m_recovery, reading, wakes), &Store::tipChanged);
 
     std::optional<Instant> since;

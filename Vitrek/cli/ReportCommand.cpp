@@ -66,8 +66,7 @@ std::optional<int> restOf(const Store& store) {
 }
 
 std::optional<int> wakesOf(const Store& store) {
-    return store.night() ? std::optional<int>(store.night()->darkWakeCount() + store.night()->upCount())
-                         : std::nullopt;
+    return store.night() ? std::optional<int>(store.night()->wakeCount()) : std::nullopt;
 }
 
 std::string signedYears(double years) { return printfText(years < 0 ? "−%.1f" : "+%.1f", std::fabs(years)); }

@@ -44,7 +44,6 @@ void expectWellFormed(const Night& night) {
     EXPECT_LE(night.events.size(), segments.size());
     const auto notLater = [](const NightEvent& a, const NightEvent& b) { return !(a.date < b.date); };
     EXPECT_EQ(std::adjacent_find(night.events.begin(), night.events.end(), notLater), night.events.end());
-    EXPECT_EQ(night.wakeCount(), night.darkWakeCount() + night.upCount());
     const auto byDate = [](const BatteryPoint& a, const BatteryPoint& b) { return a.date < b.date; };
     EXPECT_TRUE(std::is_sorted(night.battery.begin(), night.battery.end(), byDate));
     if (!night.battery.empty()) {
