@@ -1,5 +1,7 @@
 #include "cli/JsonWriter.h"
 
+#include <nlohmann/json.hpp>
+
 #include <charconv>
 #include <cmath>
 
@@ -135,6 +137,35 @@ JsonWriter& JsonWriter::null() {
     separate();
     m_out += "null";
     return *this;
+}
+
+JsonWriter& JsonWriter::tree(const Json& json) {
+    switch (json.type()) {
+    case Json::value_t::object:
+        beginObject();
+        for (const auto& [name, member] : json.items()) {
+            key(name).tree(member);
+        }
+        return endObject();
+    case Json::value_t::array:
+        beginArray();
+        for (const auto& element : json) {
+            tree(element);
+        }
+        return endArray();
+    case Json::value_t::string:
+        return value(std::string_view(json.get_ref<const std::string&>()));
+    case Json::value_t::boolean:
+        return value(json.get<bool>());
+    case Json::value_t::number_integer:
+        return value(json.get<std::int64_t>());
+    case Json::value_t::number_unsigned:
+        return value(json.get<std::size_t>());
+    case Json::value_t::number_float:
+        return value(json.get<double>());
+    default:
+        return null();
+    }
 }
 
 } // namespace vitrek::cli

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "json/Json.h"
+
 #include <cstdint>
 #include <ostream>
 #include <string>
@@ -37,6 +39,8 @@ public:
     JsonWriter& value(double number);
     JsonWriter& value(bool flag);
     JsonWriter& null();
+    // A value the core encoded, written by the rules above.
+    JsonWriter& tree(const Json& json);
 
 private:
     void separate();

@@ -5,32 +5,14 @@
 #include "powerlog/PowerLogParser.h"
 #include "scores/Fmt.h"
 
+#include <nlohmann/json.hpp>
+
 #include <iostream>
 #include <sstream>
 
 namespace vitrek::cli {
 
 namespace {
-
-void writeEvent(JsonWriter& json, const NightEvent& event) {
-    json.beginObject();
-    json.key("date").value(unixSeconds(event.date));
-    json.key("kind").value(rawValue(event.kind));
-    json.key("label").value(event.label);
-    json.key("symbol").value(event.symbol);
-    json.key("raw").value(event.raw);
-    json.key("duration").value(event.duration);
-    if (event.charge) {
-        json.key("charge").value(*event.charge);
-    }
-    if (event.scheduledBy) {
-        json.key("scheduledBy").value(*event.scheduledBy);
-    }
-    if (event.culprit) {
-        json.key("culprit").value(*event.culprit);
-    }
-    json.endObject();
-}
 
 void writeOptional(JsonWriter& json, std::string_view key, std::optional<int> value) {
     json.key(key);
@@ -41,16 +23,14 @@ void writeOptional(JsonWriter& json, std::string_view key, std::optional<int> va
     }
 }
 
+// The night's own members, as the core encodes them, around the figures derived from them.
 void writeNight(JsonWriter& json, const Night& night) {
+    const Json encoded = toJson(night, Epoch::unixTime);
     const int score = night.score();
     json.beginObject();
-    json.key("id").value(night.id);
-    json.key("start").value(unixSeconds(night.start));
-    json.key("end").value(unixSeconds(night.end));
-    json.key("inProgress").value(night.inProgress);
-    json.key("isDemo").value(night.isDemo);
-    json.key("hasBattery").value(night.hasBattery);
-    json.key("pluggedIn").value(night.pluggedIn);
+    for (const char* member : {"id", "start", "end", "inProgress", "isDemo", "hasBattery", "pluggedIn"}) {
+        json.key(member).tree(encoded.at(member));
+    }
     json.key("score").value(score);
     json.key("word").value(RestScore::word(score));
     json.key("counts").beginObject();
@@ -68,40 +48,9 @@ void writeNight(JsonWriter& json, const Night& night) {
     writeOptional(json, "lost", night.lost());
     writeOptional(json, "startCharge", night.startCharge());
     writeOptional(json, "endCharge", night.endCharge());
-    json.key("segments").beginArray();
-    for (const auto& segment : night.segments) {
-        json.beginObject();
-        json.key("start").value(unixSeconds(segment.start));
-        json.key("end").value(unixSeconds(segment.end));
-        json.key("state").value(rawValue(segment.state));
-        json.endObject();
+    for (const char* member : {"segments", "events", "battery", "keptAwake"}) {
+        json.key(member).tree(encoded.at(member));
     }
-    json.endArray();
-    json.key("events").beginArray();
-    for (const auto& event : night.events) {
-        writeEvent(json, event);
-    }
-    json.endArray();
-    json.key("battery").beginArray();
-    for (const auto& point : night.battery) {
-        json.beginObject()
-            .key("date")
-            .value(unixSeconds(point.date))
-            .key("charge")
-            .value(point.charge)
-            .endObject();
-    }
-    json.endArray();
-    json.key("keptAwake").beginArray();
-    for (const auto& entry : night.keptAwake) {
-        json.beginObject();
-        json.key("process").value(entry.process);
-        json.key("detail").value(entry.detail);
-        json.key("type").value(entry.type);
-        json.key("seconds").value(entry.seconds);
-        json.endObject();
-    }
-    json.endArray();
     json.key("story").beginArray();
     for (const auto& item : Story::items(night)) {
         json.beginObject();

@@ -34,33 +34,6 @@ template <class T> void writeOptional(JsonWriter& json, std::string_view key, co
     }
 }
 
-void writeReading(JsonWriter& json, const Reading& reading) {
-    json.beginObject();
-    json.key("date").value(unixSeconds(reading.date));
-    json.key("model").value(reading.model);
-    if (reading.battery) {
-        const auto& battery = *reading.battery;
-        json.key("battery").beginObject();
-        if (battery.health) {
-            json.key("health").value(*battery.health);
-        }
-        if (battery.cycles) {
-            json.key("cycles").value(*battery.cycles);
-        }
-        json.key("percent").value(battery.percent);
-        json.key("onAC").value(battery.onAC);
-        json.endObject();
-    }
-    json.key("freeBytes").value(reading.freeBytes);
-    json.key("totalBytes").value(reading.totalBytes);
-    json.key("pressure").value(rawValue(reading.pressure));
-    json.key("swapBytes").value(reading.swapBytes);
-    writeOptional(json, "heat", reading.heat ? std::optional<int>(rawValue(*reading.heat)) : std::nullopt);
-    json.key("bootedAt").value(unixSeconds(reading.bootedAt));
-    json.endObject();
-}
-
-
 std::optional<int> restOf(const Store& store) {
     return store.night() ? std::optional<int>(store.night()->score()) : std::nullopt;
 }
@@ -172,7 +145,7 @@ void writeReportJson(std::ostream& out, const Store& store) {
     json.beginObject();
     json.key("reading");
     if (store.reading()) {
-        writeReading(json, *store.reading());
+        json.tree(toJson(*store.reading(), Epoch::unixTime));
     } else {
         json.null();
     }

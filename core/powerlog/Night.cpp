@@ -215,17 +215,17 @@ std::vector<StoryItem> items(const Night& night) {
 
 } // namespace Story
 
-Json toJson(const Segment& segment) {
+Json toJson(const Segment& segment, Epoch epoch) {
     auto json = Json::object();
-    json["start"] = referenceSeconds(segment.start);
-    json["end"] = referenceSeconds(segment.end);
+    json["start"] = secondsSince(epoch, segment.start);
+    json["end"] = secondsSince(epoch, segment.end);
     json["state"] = rawValue(segment.state);
     return json;
 }
 
-Json toJson(const BatteryPoint& point) {
+Json toJson(const BatteryPoint& point, Epoch epoch) {
     auto json = Json::object();
-    json["date"] = referenceSeconds(point.date);
+    json["date"] = secondsSince(epoch, point.date);
     json["charge"] = point.charge;
     return json;
 }
@@ -239,9 +239,9 @@ Json toJson(const KeptAwake& keptAwake) {
     return json;
 }
 
-Json toJson(const NightEvent& event) {
+Json toJson(const NightEvent& event, Epoch epoch) {
     auto json = Json::object();
-    json["date"] = referenceSeconds(event.date);
+    json["date"] = secondsSince(epoch, event.date);
     json["kind"] = rawValue(event.kind);
     json["label"] = event.label;
     json["symbol"] = event.symbol;
@@ -261,24 +261,25 @@ Json toJson(const NightEvent& event) {
 
 namespace {
 
-template <class T> Json jsonList(const std::vector<T>& values) {
+// Each value encoded with `form`: the epoch, for the types that hold dates.
+template <class T, class... Form> Json jsonList(const std::vector<T>& values, Form... form) {
     auto list = Json::array();
     for (const auto& value : values) {
-        list.push_back(toJson(value));
+        list.push_back(toJson(value, form...));
     }
     return list;
 }
 
 } // namespace
 
-Json toJson(const Night& night) {
+Json toJson(const Night& night, Epoch epoch) {
     auto json = Json::object();
     json["id"] = night.id;
-    json["start"] = referenceSeconds(night.start);
-    json["end"] = referenceSeconds(night.end);
-    json["segments"] = jsonList(night.segments);
-    json["events"] = jsonList(night.events);
-    json["battery"] = jsonList(night.battery);
+    json["start"] = secondsSince(epoch, night.start);
+    json["end"] = secondsSince(epoch, night.end);
+    json["segments"] = jsonList(night.segments, epoch);
+    json["events"] = jsonList(night.events, epoch);
+    json["battery"] = jsonList(night.battery, epoch);
     json["hasBattery"] = night.hasBattery;
     json["pluggedIn"] = night.pluggedIn;
     json["keptAwake"] = jsonList(night.keptAwake);

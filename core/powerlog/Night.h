@@ -130,12 +130,13 @@ namespace Story {
 std::vector<StoryItem> items(const Night& night);
 } // namespace Story
 
-// The stored form: dates as seconds since 2001-01-01 UTC, optional members omitted when absent.
-Json toJson(const Segment& segment);
-Json toJson(const BatteryPoint& point);
+// Dates in seconds from `epoch`, optional members omitted when absent. Decoding reads the stored form,
+// from 2001.
+Json toJson(const Segment& segment, Epoch epoch);
+Json toJson(const BatteryPoint& point, Epoch epoch);
 Json toJson(const KeptAwake& keptAwake);
-Json toJson(const NightEvent& event);
-Json toJson(const Night& night);
+Json toJson(const NightEvent& event, Epoch epoch);
+Json toJson(const Night& night, Epoch epoch);
 template <> std::optional<Night> fromJson<Night>(const Json& json);
 
 } // namespace vitrek

@@ -28,9 +28,9 @@ Json toJson(const BatteryInfo& battery) {
     return json;
 }
 
-Json toJson(const Reading& reading) {
+Json toJson(const Reading& reading, Epoch epoch) {
     auto json = Json::object();
-    json["date"] = referenceSeconds(reading.date);
+    json["date"] = secondsSince(epoch, reading.date);
     json["model"] = reading.model;
     if (reading.battery) {
         json["battery"] = toJson(*reading.battery);
@@ -39,10 +39,9 @@ Json toJson(const Reading& reading) {
     json["totalBytes"] = reading.totalBytes;
     json["pressure"] = rawValue(reading.pressure);
     json["swapBytes"] = reading.swapBytes;
-    if (reading.heat) {
-        json["heat"] = rawValue(*reading.heat);
-    }
-    json["bootedAt"] = referenceSeconds(reading.bootedAt);
+    // Present as null, so that every reading lists the same keys.
+    json["heat"] = reading.heat ? Json(rawValue(*reading.heat)) : Json();
+    json["bootedAt"] = secondsSince(epoch, reading.bootedAt);
     return json;
 }
 

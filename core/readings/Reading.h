@@ -39,11 +39,11 @@ struct Reading {
     bool operator==(const Reading&) const = default;
 };
 
-// JSON forms with the field names as keys; dates as seconds since 2001-01-01 UTC. "battery", "health",
-// "cycles" and "heat" are omitted when absent and optional on decoding (a null "heat" too); every other
-// key is required.
+// JSON forms with the field names as keys; dates in seconds from `epoch` (decoding reads the stored
+// form, from 2001). "battery", "health" and "cycles" are omitted when absent, "heat" is null without a
+// sensor; those four are optional on decoding, every other key is required.
 Json toJson(const BatteryInfo& battery);
-Json toJson(const Reading& reading);
+Json toJson(const Reading& reading, Epoch epoch);
 template <>
 std::optional<BatteryInfo> fromJson<BatteryInfo>(const Json& json);
 template <>

@@ -18,6 +18,14 @@ constexpr double unixSeconds(Instant instant) { return instant.time_since_epoch(
 constexpr Instant fromReferenceSeconds(double seconds) { return fromUnixSeconds(seconds + kReferenceEpochOffset); }
 constexpr double referenceSeconds(Instant instant) { return unixSeconds(instant) - kReferenceEpochOffset; }
 
+// What a JSON form counts its dates from: the stored files from 2001-01-01 UTC, the terminal commands'
+// output from 1970, as scripts expect Unix seconds.
+enum class Epoch { reference, unixTime };
+
+constexpr double secondsSince(Epoch epoch, Instant instant) {
+    return epoch == Epoch::reference ? referenceSeconds(instant) : unixSeconds(instant);
+}
+
 // The signed number of seconds from `from` to `to`.
 constexpr double secondsBetween(Instant from, Instant to) { return (to - from).count(); }
 

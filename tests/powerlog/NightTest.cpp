@@ -164,7 +164,7 @@ TEST(NightJsonTest, RoundTripsWithOptionalEventFieldsLeftOut) {
     night.events[3].culprit = "backupd";
     night.keptAwake = {{"backupd", "Backup", "PreventSystemSleep", 42.5}};
     night.pluggedIn = night.isDemo = night.inProgress = true;
-    const auto json = toJson(night);
+    const auto json = toJson(night, Epoch::reference);
     EXPECT_EQ(
         compactText(json["events"][0]),
         R"({"date":731282400.0,"kind":"fellAsleep","label":"","symbol":"","raw":"","duration":14370.0})");
