@@ -37,7 +37,7 @@ StoreEnvironment completed(StoreEnvironment environment) {
         environment.heat = [reader] { return reader ? reader->heat() : std::nullopt; };
     }
     if (!environment.loadPowerLog) {
-        environment.loadPowerLog = [] { return PowerLogParser::SystemLog{}; };
+        environment.loadPowerLog = [] { return NightLog{}; };
     }
     if (!environment.now) {
         environment.now = [] { return Instant{std::chrono::system_clock::now()}; };

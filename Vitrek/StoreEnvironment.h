@@ -1,8 +1,7 @@
 #pragma once
 
 #include "files/VitrekFiles.h"
-#include "linux/PowerLogSource.h"
-#include "powerlog/PowerLog.h"
+#include "powerlog/NightLog.h"
 #include "readings/CPUTicks.h"
 #include "readings/Heat.h"
 #include "readings/Reader.h"
@@ -31,7 +30,7 @@ struct StoreEnvironment {
     std::function<std::optional<Heat>()> heat;
     VitrekFiles files;
     // Runs on a background thread: it must not touch the Store. The problem, if any, is shown as a hint.
-    std::function<PowerLogParser::SystemLog()> loadPowerLog;
+    std::function<NightLog()> loadPowerLog;
     std::function<Instant()> now;
     std::function<Calendar()> calendar;
     // The user's purchase date, absent when not set.

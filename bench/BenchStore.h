@@ -40,7 +40,7 @@ inline StoreEnvironment benchEnvironment(const std::filesystem::path& dir, std::
     env.calendar = [calendar = *Calendar::named("Europe/Berlin")] { return calendar; };
     env.setUpDate = [] { return std::optional{fromUnixSeconds(1'640'000'000)}; };
     env.loadPowerLog = [log = std::move(log)] {
-        PowerLogParser::SystemLog system;
+        NightLog system;
         system.log = log;
         return system;
     };

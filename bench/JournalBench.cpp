@@ -4,7 +4,7 @@
 
 #include "Replay.h"
 #include "linux/JournalSource.h"
-#include "linux/PowerLogSource.h"
+#include "linux/ProcessRunner.h"
 #include "powerlog/JournalPowerLog.h"
 #include "time/Calendar.h"
 
@@ -128,7 +128,7 @@ void BM_JournalSource_Load14Days(benchmark::State& state) {
     options.days = kDays;
     std::size_t events = 0;
     for (auto _ : state) {
-        auto loaded = JournalSource::load(PowerLogParser::run, endOfJournal(), options);
+        auto loaded = JournalSource::load(runProcess, endOfJournal(), options);
         if (!loaded.problem.empty() || loaded.log.events.empty()) {
             state.SkipWithError(loaded.problem.empty() ? "the journal gave no power events"
                                                        : loaded.problem.c_str());
@@ -152,7 +152,7 @@ void BM_Journalctl_Query14Days(benchmark::State& state) {
         JournalSource::arguments(endOfJournal() - Seconds{kDays * 86'400}, directory->path);
     std::size_t bytes = 0;
     for (auto _ : state) {
-        const std::string output = PowerLogParser::run("/usr/bin/journalctl", arguments, 30);
+        const std::string output = runProcess("/usr/bin/journalctl", arguments, 30);
         if (output.empty()) {
             state.SkipWithError("journalctl printed nothing");
             break;

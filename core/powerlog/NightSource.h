@@ -2,6 +2,7 @@
 
 #include "powerlog/Night.h"
 #include "powerlog/NightBuilder.h"
+#include "powerlog/NightLog.h"
 #include "powerlog/PowerLog.h"
 #include "powerlog/RecordedPowerLog.h"
 #include "time/Calendar.h"
@@ -13,22 +14,6 @@
 #include <vector>
 
 namespace vitrek {
-
-// Where the nights came from.
-enum class NightSourceKind { none, journal, vitrek, both };
-
-// "none", "journal", "vitrek", "journal+vitrek".
-std::string_view rawValue(NightSourceKind kind);
-
-// The log the nights are built from, with what each source can vouch for.
-struct NightLog {
-    PowerLog log;
-    std::string problem; // what kept a source from being read, as one sentence with the fix; empty if none
-    NightSourceKind source = NightSourceKind::none;
-    std::vector<RecordedSpan> recorded;  // when Vitrek's own record took part: the times it was recording
-    std::optional<Instant> journalFrom;  // when the journal took part: the earliest time it covers
-    bool operator==(const NightLog&) const = default;
-};
 
 // One night source out of the journal (absent when it could not be read) and Vitrek's own record (absent
 // when there is none). Where both exist, each moment is told by one of them: Vitrek's record while it was

@@ -4,6 +4,7 @@
 #include "powerlog/BatteryHistory.h"
 #include "powerlog/JournalPowerLog.h"
 #include "powerlog/JournalReader.h"
+#include "powerlog/NightSource.h"
 
 #include <pwd.h>
 #include <unistd.h>
@@ -95,16 +96,15 @@ std::string JournalSource::accessProblem(const std::string& root) {
 
 namespace {
 
-PowerLogParser::SystemLog unreadable(std::string problem) {
-    PowerLogParser::SystemLog system;
+NightLog unreadable(std::string problem) {
+    NightLog system;
     system.problem = std::move(problem);
     return system;
 }
 
 } // namespace
 
-PowerLogParser::SystemLog JournalSource::load(const PowerLogParser::Runner& runner, Instant now,
-                                              const Options& options) {
+NightLog JournalSource::load(const ProcessRunner& runner, Instant now, const Options& options) {
     std::string path = "/usr/bin/journalctl";
     if (!options.directory) {
         if (auto problem = accessProblem(options.root); !problem.empty()) {

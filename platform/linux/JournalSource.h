@@ -1,7 +1,7 @@
 #pragma once
 
-#include "linux/PowerLogSource.h"
-#include "powerlog/PowerLog.h"
+#include "linux/ProcessRunner.h"
+#include "powerlog/NightLog.h"
 #include "time/Instant.h"
 
 #include <optional>
@@ -28,6 +28,6 @@ std::string accessProblem(const std::string& root = "/");
 
 // The power log of the last `days` days before `now`, from journalctl (run by `runner`, 10 s at most)
 // and the battery history; the log is empty and `problem` set when the journal cannot be read.
-PowerLogParser::SystemLog load(const PowerLogParser::Runner& runner, Instant now, const Options& options = {});
+NightLog load(const ProcessRunner& runner, Instant now, const Options& options = {});
 
 } // namespace vitrek::JournalSource

@@ -1,15 +1,10 @@
 #include "linux/PowerLogSource.h"
 
 #include "linux/JournalSource.h"
-#include "linux/Subprocess.h"
+#include "powerlog/NightSource.h"
 #include "powerlog/RecordedPowerLog.h"
 
 namespace vitrek {
-
-std::string PowerLogParser::run(const std::string& path, const std::vector<std::string>& arguments,
-                                double timeout) {
-    return Subprocess::run(path, arguments, timeout).standardOutput;
-}
 
 std::optional<PowerLogParser::SourceChoice> PowerLogParser::sourceChoiceFromName(std::string_view name) {
     if (name == "journal") {
@@ -22,7 +17,7 @@ std::optional<PowerLogParser::SourceChoice> PowerLogParser::sourceChoiceFromName
 }
 
 PowerLogParser::SystemLog PowerLogParser::readSystemLog(const VitrekFiles& files, Instant now,
-                                                        SourceChoice choice, const Runner& runner) {
+                                                        SourceChoice choice, const ProcessRunner& runner) {
     std::optional<PowerLog> journal;
     std::string journalProblem;
     if (choice != SourceChoice::vitrek) {

@@ -1,24 +1,14 @@
 #pragma once
 
 #include "files/VitrekFiles.h"
-#include "powerlog/NightSource.h"
-#include "powerlog/PowerLog.h"
+#include "linux/ProcessRunner.h"
+#include "powerlog/NightLog.h"
 #include "time/Instant.h"
 
-#include <functional>
 #include <optional>
-#include <string>
 #include <string_view>
-#include <vector>
 
 namespace vitrek::PowerLogParser {
-
-// The standard output of `path` run with `arguments`, read until it exits or `timeout` seconds pass;
-// the empty string when it cannot be started. Invalid UTF-8 is left for `parse` to replace.
-std::string run(const std::string& path, const std::vector<std::string>& arguments, double timeout);
-
-// How the log source runs its tools; tests pass recorded output.
-using Runner = std::function<std::string(const std::string&, const std::vector<std::string>&, double)>;
 
 // The machine's nights' log with where it came from and what kept a source from being read (one sentence
 // with the fix; empty when nothing did).
@@ -38,6 +28,6 @@ inline constexpr int kRecordDays = 15;
 // call it off the main thread. The problem is the journal's, when it was asked and could not be read, even
 // when Vitrek's record stands in for it: the journal alone could show the nights before that record.
 SystemLog readSystemLog(const VitrekFiles& files, Instant now, SourceChoice choice = SourceChoice::automatic,
-                        const Runner& runner = run);
+                        const ProcessRunner& runner = runProcess);
 
 } // namespace vitrek::PowerLogParser

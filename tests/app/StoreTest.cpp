@@ -90,7 +90,7 @@ protected:
         env.reader = reader;
         env.cpuTicks = [this] { return counters; };
         env.files = VitrekFiles{dir};
-        env.loadPowerLog = [] { return PowerLogParser::SystemLog{}; };
+        env.loadPowerLog = [] { return NightLog{}; };
         env.now = [this] { return clock; };
         env.calendar = [] { return test::berlin(); };
         env.setUpDate = [r = reader] { return r->setUpDate(); };
@@ -275,7 +275,7 @@ TEST_F(StoreTest, PublishesWhyThePowerLogCouldNotBeReadUntilItCan) {
     auto problem = std::make_shared<std::string>("The system journal is not readable by mira: join it.");
     StoreEnvironment env = environment();
     env.loadPowerLog = [problem] {
-        PowerLogParser::SystemLog system;
+        NightLog system;
         system.problem = *problem;
         return system;
     };
@@ -304,7 +304,7 @@ TEST_F(StoreTest, TheLoadThatFinishesLastWinsEvenWhenItStartedFirst) {
     env.loadPowerLog = [=] {
         const bool first = started->fetch_add(1) == 0;
         (first ? withNight : without)->wait();
-        PowerLogParser::SystemLog system;
+        NightLog system;
         system.log = first ? spells : PowerLog{};
         return system;
     };

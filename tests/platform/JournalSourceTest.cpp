@@ -35,7 +35,7 @@ struct MainsNight {
     }
 };
 
-void expectMainsNight(const PowerLogParser::SystemLog& system) {
+void expectMainsNight(const NightLog& system) {
     EXPECT_EQ(system.problem, "");
     const auto& events = system.log.events;
     ASSERT_EQ(events.size(), 3u); // boot, idle sleep, wake
@@ -81,10 +81,10 @@ TEST(JournalSourceTest, ReadsARealJournalThroughJournalctl) {
                                        std::string(VITREK_TEST_DATA) + "/journal/made-mains-night.export"},
                                       30);
     ASSERT_EQ(made.exitStatus, 0) << made.standardError;
-    expectMainsNight(JournalSource::load(PowerLogParser::run, kNow, night.options(journal.string())));
+    expectMainsNight(JournalSource::load(runProcess, kNow, night.options(journal.string())));
 
     // Records older than two weeks are not even read.
-    const auto later = JournalSource::load(PowerLogParser::run, kNow + Seconds{20 * 86'400},
+    const auto later = JournalSource::load(runProcess, kNow + Seconds{20 * 86'400},
                                            night.options(journal.string()));
     EXPECT_TRUE(later.log.events.empty());
 }

@@ -1,6 +1,6 @@
 #include "linux/Subprocess.h"
 
-#include "linux/PowerLogSource.h"
+#include "linux/ProcessRunner.h"
 
 #include <gtest/gtest.h>
 
@@ -51,7 +51,7 @@ TEST(SubprocessTest, AProgramThatCannotStartGivesNothing) {
     const auto output = Subprocess::run("/nonexistent/tool", {}, 5);
     EXPECT_FALSE(output.launched);
     EXPECT_EQ(output.standardOutput, "");
-    EXPECT_EQ(PowerLogParser::run("/nonexistent/tool", {"-g", "log"}, 5), "");
+    EXPECT_EQ(runProcess("/nonexistent/tool", {"-g", "log"}, 5), "");
 }
 
 } // namespace

@@ -272,7 +272,7 @@ TEST_F(WindowTest, TheJournalsProblemReachesTheScreensAndLeavesWhenTheJournalIsR
                                                  "systemd-journal group so Rest can read the nights.");
     StoreEnvironment env = environment();
     env.loadPowerLog = [problem] {
-        PowerLogParser::SystemLog system;
+        NightLog system;
         system.problem = *problem;
         system.source = problem->empty() ? NightSourceKind::journal : NightSourceKind::none;
         return system;
