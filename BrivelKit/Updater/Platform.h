@@ -1,27 +1,9 @@
 #pragma once
 
-// How the updater's steps map onto Linux, kept in one place:
-//
-// - The program's bundle is its installed folder, a relocatable tree with `bin/<program>`, its libraries
-//   and resources, and `Info.json` at its root; the running one is the folder above the directory of
-//   /proc/self/exe (Bundle::main).
-// - The information dictionary is that `Info.json`, written by the build, with the keys
-//   "id", "name", "version", "BrivelUpdateFeedURL" and
-//   "BrivelUpdatePublicKey" (Bundle).
-// - User defaults are QSettings under the application's organisation and name.
-// - The caches folder is $XDG_CACHE_HOME, else ~/.cache (stagingFolder).
-// - The archive is unpacked in process with libarchive, refusing any entry that could land outside the
-//   version folder (Archive::extract); the staged program is the first folder in the version folder that
-//   holds an Info.json.
-// - There is no quarantine attribute to strip on Linux.
-// - The code-signature check is the folder's MANIFEST (Manifest::matches): it is inside the signed archive,
-//   so it vouches for every file of the unpacked tree.
-// - In-place installs are refused for distribution packages (below /usr/), AppImage mounts, and folders
-//   the user can't write (canInstallInPlace).
-// - The system version compared with "minimumSystemVersion" is the C library's
-//   (UpdateLogic::runningSystemVersion).
-// - The install script keeps its shape: wait for the process, move the old folder aside, `cp -a` the staged
-//   one, roll back on failure, relaunch the program detached (installScript).
+// What the updater asks of the operating system: the folder an update is staged in, whether the installed
+// program may be replaced where it lies, the shell script that replaces it and relaunches it once this
+// process has exited, and running a helper program. The rest of the updater is logic over folders and
+// files and does not change from one system to another.
 
 #include "Updater/UpdateError.h"
 
@@ -46,7 +28,9 @@ bool isSystemPackage(const std::filesystem::path& bundle);
 bool canInstallInPlace(const std::filesystem::path& bundle);
 
 // The install script for a program whose executable is at `executable` (relative to the bundle, such as
-// "bin/vitrek"). Its arguments: PID SRC DEST RELAUNCH.
+// "bin/vitrek"). Its arguments: PID SRC DEST RELAUNCH. It waits up to a minute for PID to exit, moves DEST
+// aside, copies SRC there with `cp -a`, puts the old folder back if that fails, removes the staging folder
+// and, when RELAUNCH is 1, starts the program detached.
 std::string installScript(const std::string& executable);
 
 // The running executable's path relative to `bundle` ("bin/vitrek"), or "bin/" + its file name when it
