@@ -2,9 +2,12 @@
 
 #include "screens/Symbols.h"
 
+#include <QLayout>
 #include <QPalette>
 #include <QScrollArea>
 #include <QToolButton>
+
+#include <memory>
 
 namespace vitrek::Labels {
 
@@ -66,6 +69,16 @@ QPalette palette() {
     palette.setColor(QPalette::Disabled, QPalette::Text, Theme::color(Role::ink3));
     palette.setColor(QPalette::Disabled, QPalette::ButtonText, Theme::color(Role::ink3));
     return palette;
+}
+
+void clearRows(QLayout* layout) {
+    while (const std::unique_ptr<QLayoutItem> item{layout->takeAt(0)}) {
+        if (auto* nested = item->layout()) {
+            clearRows(nested);
+        }
+        // A widget item does not own its widget.
+        const std::unique_ptr<QWidget> widget{item->widget()};
+    }
 }
 
 QScrollArea* scrolling(QWidget* content) {

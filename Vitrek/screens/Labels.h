@@ -6,6 +6,7 @@
 
 #include <string>
 
+class QLayout;
 class QScrollArea;
 class QToolButton;
 
@@ -26,6 +27,9 @@ QPalette palette();
 
 // `content` in a frameless vertical scroll area on the window's colour.
 QScrollArea* scrolling(QWidget* content);
+
+// Takes every row out of `layout` and deletes it, nested layouts included, for lists built anew.
+void clearRows(QLayout* layout);
 
 // A flat icon-only button showing a symbol in ink2.
 QToolButton* symbolButton(const QString& symbol, const QString& help, QWidget* parent = nullptr);

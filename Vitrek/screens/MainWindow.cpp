@@ -88,7 +88,7 @@ struct MainWindow::Parts {
 };
 
 MainWindow::MainWindow(Store& store, QWidget* parent)
-    : QMainWindow(parent), m_store(store), m_parts(new Parts) {
+    : QMainWindow(parent), m_store(store), m_parts(std::make_unique<Parts>()) {
     setWindowTitle(QStringLiteral("Vitrek"));
     setObjectName(QStringLiteral("main"));
     setMinimumSize(820, 700);
@@ -127,7 +127,7 @@ MainWindow::MainWindow(Store& store, QWidget* parent)
     refresh();
 }
 
-MainWindow::~MainWindow() { delete m_parts; }
+MainWindow::~MainWindow() = default;
 
 QWidget* MainWindow::buildHeader() {
     auto* header = new QWidget(this);

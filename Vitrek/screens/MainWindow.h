@@ -4,6 +4,8 @@
 
 #include <QMainWindow>
 
+#include <memory>
+
 class QAction;
 class QStackedWidget;
 
@@ -45,7 +47,7 @@ private:
     QWidget* buildHeader();
 
     Store& m_store;
-    Parts* m_parts = nullptr;
+    std::unique_ptr<Parts> m_parts; // child widgets belong to Qt
     QAction* m_refresh = nullptr;
     QAction* m_share = nullptr;
     QAction* m_saveCard = nullptr;

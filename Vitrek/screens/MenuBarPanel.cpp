@@ -43,7 +43,7 @@ struct MenuBarPanel::Parts {
 };
 
 MenuBarPanel::MenuBarPanel(Store& store, QWidget* parent)
-    : QWidget(parent), m_store(store), m_parts(new Parts) {
+    : QWidget(parent), m_store(store), m_parts(std::make_unique<Parts>()) {
     setFixedWidth(320);
     setAutoFillBackground(true);
     auto* column = new QVBoxLayout(this);
@@ -89,7 +89,7 @@ MenuBarPanel::MenuBarPanel(Store& store, QWidget* parent)
     refresh();
 }
 
-MenuBarPanel::~MenuBarPanel() { delete m_parts; }
+MenuBarPanel::~MenuBarPanel() = default;
 
 void MenuBarPanel::refresh() {
     const auto dials = StoreViews::dials(m_store);

@@ -2,6 +2,8 @@
 
 #include <QWidget>
 
+#include <memory>
+
 namespace vitrek {
 
 class Store;
@@ -23,7 +25,7 @@ signals:
 private:
     struct Parts;
     Store& m_store;
-    Parts* m_parts = nullptr;
+    std::unique_ptr<Parts> m_parts; // child widgets belong to Qt
 };
 
 } // namespace vitrek

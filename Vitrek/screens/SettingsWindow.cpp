@@ -71,7 +71,7 @@ struct SettingsWindow::Parts {
 };
 
 SettingsWindow::SettingsWindow(Store& store, bool demo, bool trayAvailable, QWidget* parent)
-    : QWidget(parent), m_store(store), m_demo(demo), m_parts(new Parts) {
+    : QWidget(parent), m_store(store), m_demo(demo), m_parts(std::make_unique<Parts>()) {
     setWindowTitle(QStringLiteral("Vitrek Settings"));
     setObjectName(QStringLiteral("settings"));
     setFixedSize(520, 400);
@@ -183,6 +183,6 @@ void SettingsWindow::refreshNightSource() {
     m_parts->nightSource->setVisible(!line.empty());
 }
 
-SettingsWindow::~SettingsWindow() { delete m_parts; }
+SettingsWindow::~SettingsWindow() = default;
 
 } // namespace vitrek

@@ -68,7 +68,8 @@ struct TodayTab::Parts {
     std::vector<Kicker*> kickers;
 };
 
-TodayTab::TodayTab(Store& store, QWidget* parent) : QWidget(parent), m_store(store), m_parts(new Parts) {
+TodayTab::TodayTab(Store& store, QWidget* parent)
+    : QWidget(parent), m_store(store), m_parts(std::make_unique<Parts>()) {
     auto* column = new QVBoxLayout(this);
     column->setContentsMargins(24, 8, 24, 24);
     column->setSpacing(16);
@@ -104,7 +105,7 @@ TodayTab::TodayTab(Store& store, QWidget* parent) : QWidget(parent), m_store(sto
     refresh();
 }
 
-TodayTab::~TodayTab() { delete m_parts; }
+TodayTab::~TodayTab() = default;
 
 void TodayTab::buildDials(QVBoxLayout* column) {
     auto* row = new QHBoxLayout;
@@ -292,10 +293,7 @@ void TodayTab::refreshFactors() {
     if (p.factorsShown && factors == p.shownFactors && p.factorsAppearance == Theme::appearance()) {
         return;
     }
-    while (auto* item = p.factorRows->takeAt(0)) {
-        delete item->widget();
-        delete item;
-    }
+    Labels::clearRows(p.factorRows);
     p.shownFactors = factors;
     p.factorsShown = true;
     p.factorsAppearance = Theme::appearance();

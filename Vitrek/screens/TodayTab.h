@@ -2,6 +2,8 @@
 
 #include <QWidget>
 
+#include <memory>
+
 class QLabel;
 class QVBoxLayout;
 
@@ -39,7 +41,7 @@ private:
     void refreshFactors();
 
     Store& m_store;
-    Parts* m_parts = nullptr; // owned; child widgets belong to Qt
+    std::unique_ptr<Parts> m_parts; // child widgets belong to Qt
 };
 
 } // namespace vitrek
