@@ -4,7 +4,6 @@
 #include "harness/Harness.h"
 #include "harness/HarnessCommands.h"
 #include "linux/LargePages.h"
-#include "linux/PowerLogSource.h"
 #include "shell/Launch.h"
 #include "shell/VitrekApplication.h"
 

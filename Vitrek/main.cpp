@@ -2,7 +2,6 @@
 #include "cli/CommandTable.h"
 #include "cli/HeadlessCommand.h"
 #include "linux/LargePages.h"
-#include "linux/PowerLogSource.h"
 #include "shell/Launch.h"
 
 #include <unistd.h>

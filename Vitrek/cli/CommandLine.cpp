@@ -3,6 +3,7 @@
 #include "cli/CommandTable.h"
 #include "cli/NightsCommand.h"
 #include "cli/ReportCommand.h"
+#include "linux/PowerLogSource.h"
 
 #include <unistd.h>
 
@@ -82,7 +83,7 @@ CommandContext systemContext() {
     std::cout.rdbuf(output);
     return CommandContext{std::cin, std::cout, std::cerr,
                           [] { return std::chrono::time_point_cast<Seconds>(std::chrono::system_clock::now()); },
-                          [](Instant now, PowerLogParser::SourceChoice choice) {
+                          [](Instant now, NightSourceChoice choice) {
                               return PowerLogParser::readSystemLog(VitrekFiles(), now, choice);
                           }};
 }

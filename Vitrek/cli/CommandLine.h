@@ -1,6 +1,6 @@
 #pragma once
 
-#include "linux/PowerLogSource.h"
+#include "powerlog/NightLog.h"
 #include "powerlog/PowerLog.h"
 #include "time/Instant.h"
 
@@ -24,7 +24,7 @@ struct CommandContext {
     std::ostream& err;
     std::function<Instant()> now;
     // The system's nights up to `now`: the journal and Vitrek's own record, or the one chosen.
-    std::function<PowerLogParser::SystemLog(Instant now, PowerLogParser::SourceChoice choice)> loadSystemLog;
+    std::function<NightLog(Instant now, NightSourceChoice choice)> loadSystemLog;
 };
 
 // The running program's context: the standard streams (standard output through a StandardOutput, so a

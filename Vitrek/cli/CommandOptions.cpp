@@ -176,7 +176,7 @@ std::optional<NightLog> loadPowerLog(const CommandOptions& options, CommandConte
         return NightSource::merge(std::move(*file), std::nullopt);
     }
     auto system =
-        context.loadSystemLog(now, options.source.value_or(PowerLogParser::SourceChoice::automatic));
+        context.loadSystemLog(now, options.source.value_or(NightSourceChoice::automatic));
     if (!system.problem.empty()) {
         context.err << "vitrek: " << system.problem << "\n";
     }

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "cli/CommandLine.h"
-#include "linux/PowerLogSource.h"
+#include "powerlog/NightLog.h"
 #include "powerlog/NightSource.h"
 #include "powerlog/PowerLog.h"
 #include "time/Calendar.h"
@@ -22,7 +22,7 @@ struct CommandOptions {
     std::optional<std::string> readingPath; // a stored reading instead of the live machine's
     std::optional<Instant> now;
     std::optional<std::string> zone;
-    std::optional<PowerLogParser::SourceChoice> source; // the system's nights from this source alone
+    std::optional<NightSourceChoice> source; // the system's nights from this source alone
     bool json = false;
     bool help = false;
     std::optional<std::string> out;    // where the card goes; "-" is standard output

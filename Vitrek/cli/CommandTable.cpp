@@ -50,7 +50,7 @@ std::optional<std::string> setNow(CommandOptions& options, const std::string& te
 }
 
 std::optional<std::string> setSource(CommandOptions& options, const std::string& text) {
-    options.source = PowerLogParser::sourceChoiceFromName(text);
+    options.source = nightSourceChoice(text);
     if (!options.source) {
         return "--source '" + text + "' is neither journal nor vitrek";
     }

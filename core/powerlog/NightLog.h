@@ -17,6 +17,12 @@ enum class NightSourceKind { none, journal, vitrek, both };
 // "none", "journal", "vitrek", "journal+vitrek".
 std::string_view rawValue(NightSourceKind kind);
 
+// Which source the nights are read from: the journal and Vitrek's own record together, or one alone.
+enum class NightSourceChoice { automatic, journal, vitrek };
+
+// "journal" and "vitrek"; absent for anything else.
+std::optional<NightSourceChoice> nightSourceChoice(std::string_view name);
+
 // The log the nights are built from, with what each source can vouch for.
 struct NightLog {
     PowerLog log;

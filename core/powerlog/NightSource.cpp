@@ -4,6 +4,16 @@
 
 namespace vitrek {
 
+std::optional<NightSourceChoice> nightSourceChoice(std::string_view name) {
+    if (name == "journal") {
+        return NightSourceChoice::journal;
+    }
+    if (name == "vitrek") {
+        return NightSourceChoice::vitrek;
+    }
+    return std::nullopt;
+}
+
 std::string_view rawValue(NightSourceKind kind) {
     switch (kind) {
     case NightSourceKind::none:

@@ -6,21 +6,11 @@
 
 namespace vitrek {
 
-std::optional<PowerLogParser::SourceChoice> PowerLogParser::sourceChoiceFromName(std::string_view name) {
-    if (name == "journal") {
-        return SourceChoice::journal;
-    }
-    if (name == "vitrek") {
-        return SourceChoice::vitrek;
-    }
-    return std::nullopt;
-}
-
-PowerLogParser::SystemLog PowerLogParser::readSystemLog(const VitrekFiles& files, Instant now,
-                                                        SourceChoice choice, const ProcessRunner& runner) {
+NightLog PowerLogParser::readSystemLog(const VitrekFiles& files, Instant now, NightSourceChoice choice,
+                                       const ProcessRunner& runner) {
     std::optional<PowerLog> journal;
     std::string journalProblem;
-    if (choice != SourceChoice::vitrek) {
+    if (choice != NightSourceChoice::vitrek) {
         auto loaded = JournalSource::load(runner, now);
         if (loaded.problem.empty()) {
             journal = std::move(loaded.log);
@@ -29,13 +19,13 @@ PowerLogParser::SystemLog PowerLogParser::readSystemLog(const VitrekFiles& files
         }
     }
     std::optional<RecordedPowerLog::Recorded> recorded;
-    if (choice != SourceChoice::journal) {
+    if (choice != NightSourceChoice::journal) {
         const auto records = files.powerRecords();
         if (!records.empty()) {
             recorded = RecordedPowerLog::fromRecords(records, now);
         }
     }
-    SystemLog system = NightSource::merge(std::move(journal), std::move(recorded));
+    NightLog system = NightSource::merge(std::move(journal), std::move(recorded));
     system.problem = std::move(journalProblem);
     return system;
 }

@@ -33,7 +33,7 @@ TEST(CommandTableTest, ReadsEachCommandsArgumentsOrNamesTheFirstMistake) {
              o.readingPath = "r\xff.json", o.journalPath = "-", o.now = test::at("2024-03-05T13:00:00+01:00");
          })},
         {"nights", {"--source", "vitrek", "--tz=UTC"},
-         options([](auto& o) { o.source = PowerLogParser::SourceChoice::vitrek, o.zone = "UTC"; })},
+         options([](auto& o) { o.source = NightSourceChoice::vitrek, o.zone = "UTC"; })},
         {"card", {"--demo", "--out", "-"}, options([](auto& o) { o.demo = true, o.out = "-"; })},
         {"snapshot", {"--only=dark", "shots"}, options([](auto& o) { o.only = "dark", o.folder = "shots"; })},
         {"selftest", {"--", "-check"}, options([](auto& o) { o.folder = "-check"; })},

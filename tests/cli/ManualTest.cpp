@@ -23,7 +23,7 @@ Output vitrek(const std::vector<std::string>& arguments) {
     std::ostringstream out;
     std::ostringstream err;
     CommandContext context{in, out, err, [] { return Instant{}; },
-                           [](Instant, PowerLogParser::SourceChoice) { return PowerLogParser::SystemLog{}; }};
+                           [](Instant, NightSourceChoice) { return NightLog{}; }};
     const int status = run(arguments, context);
     return {status, out.str(), err.str()};
 }

@@ -18,18 +18,18 @@ struct Run {
 };
 
 Run nightsCommand(std::vector<std::string> arguments, std::istream& in,
-                  PowerLogParser::SystemLog system = {}) {
+                  NightLog system = {}) {
     std::ostringstream out;
     std::ostringstream err;
     CommandContext context{in, out, err, [] { return test::at("2024-03-06T12:00:00+01:00"); },
-                           [system](Instant, PowerLogParser::SourceChoice) { return system; }};
+                           [system](Instant, NightSourceChoice) { return system; }};
     arguments.insert(arguments.begin(), "nights");
     const int status = run(arguments, context);
     return {status, out.str(), err.str()};
 }
 
 Run nightsCommand(std::vector<std::string> arguments, const std::string& input = "",
-                  PowerLogParser::SystemLog system = {}) {
+                  NightLog system = {}) {
     std::istringstream in(input);
     return nightsCommand(std::move(arguments), in, std::move(system));
 }
@@ -184,7 +184,7 @@ TEST(NightsCommandTest, CountsTheJournalRecordsItCannotUse) {
 }
 
 TEST(NightsCommandTest, AnUnreadableJournalIsAHintNotAnError) {
-    PowerLogParser::SystemLog system;
+    NightLog system;
     system.problem = "The system journal is not readable by mira: join it.";
     const auto result = nightsCommand({}, "", system);
     EXPECT_EQ(result.status, 0);

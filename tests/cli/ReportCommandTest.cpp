@@ -37,7 +37,7 @@ protected:
         std::istringstream in;
         std::ostringstream output, errors;
         CommandContext context{in, output, errors, [] { return test::at("2024-03-06T12:00:00+01:00"); },
-                               [](Instant, PowerLogParser::SourceChoice) { return PowerLogParser::SystemLog{}; }};
+                               [](Instant, NightSourceChoice) { return NightLog{}; }};
         arguments.insert(arguments.begin(), "report");
         const int status = vitrek::cli::run(arguments, context);
         out = output.str();
