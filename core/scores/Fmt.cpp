@@ -177,5 +177,12 @@ std::shared_ptr<const DateFormatter> englishDateFormatter() {
     return english;
 }
 
+ScopedDateFormatter::ScopedDateFormatter(std::shared_ptr<const DateFormatter> formatter)
+    : m_previous(installedFormatter()) {
+    setDateFormatter(std::move(formatter));
+}
+
+ScopedDateFormatter::~ScopedDateFormatter() { installedFormatter() = std::move(m_previous); }
+
 } // namespace Fmt
 } // namespace vitrek

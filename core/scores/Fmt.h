@@ -54,5 +54,17 @@ const DateFormatter& dateFormatter();
 void setDateFormatter(std::shared_ptr<const DateFormatter> formatter);
 std::shared_ptr<const DateFormatter> englishDateFormatter();
 
+// Installs a formatter for as long as it lives, then puts back the one it replaced.
+class ScopedDateFormatter {
+public:
+    explicit ScopedDateFormatter(std::shared_ptr<const DateFormatter> formatter);
+    ~ScopedDateFormatter();
+    ScopedDateFormatter(const ScopedDateFormatter&) = delete;
+    ScopedDateFormatter& operator=(const ScopedDateFormatter&) = delete;
+
+private:
+    std::shared_ptr<const DateFormatter> m_previous;
+};
+
 } // namespace Fmt
 } // namespace vitrek

@@ -40,11 +40,14 @@ TEST(FmtTest, NumbersRoundHalfAwayIntoTheirShortForms) {
 }
 
 TEST(FmtTest, DateFormsFollowTheZoneThroughWhicheverFormatterIsInstalled) {
-    Fmt::setDateFormatter(std::make_shared<LabelFormatter>());
-    const auto installed = forms(test::at("2025-03-04T06:12:00Z"), test::berlin());
-    Fmt::setDateFormatter(Fmt::englishDateFormatter());
-    EXPECT_EQ(installed, "time@Europe/Berlin|hour|clockTime|longDay|day, time@Europe/Berlin");
+    {
+        const Fmt::ScopedDateFormatter labels(std::make_shared<LabelFormatter>());
+        EXPECT_EQ(forms(test::at("2025-03-04T06:12:00Z"), test::berlin()),
+                  "time@Europe/Berlin|hour|clockTime|longDay|day, time@Europe/Berlin");
+    }
+    // Gone with its scope: the English forms are back.
     const char* cases[][3] = {
+        {"2025-03-04T06:12:00Z", "Europe/Berlin", "07:12|07|07:12|Tuesday 4 March|Tue 4 Mar, 07:12"},
         {"2025-03-04T02:05:00Z", "America/New_York", "21:05|21|21:05|Monday 3 March|Mon 3 Mar, 21:05"},
         {"2025-07-20T23:30:00Z", "Europe/Berlin", "01:30|01|01:30|Monday 21 July|Mon 21 Jul, 01:30"},
         {"2025-07-20T23:30:00Z", "America/New_York", "19:30|19|19:30|Sunday 20 July|Sun 20 Jul, 19:30"},
