@@ -43,6 +43,30 @@ Outcome runTool(const std::vector<std::string>& arguments) {
     return Outcome{status, out.str(), err.str()};
 }
 
+// "pack" with the required addresses.
+std::vector<std::string> packArguments(const fs::path& folder, const std::string& version,
+                                       const fs::path& key, const fs::path& zip) {
+    return {"pack",
+            folder.string(),
+            version,
+            "--key",
+            key.string(),
+            "--out",
+            zip.string(),
+            "--url",
+            "https://example.org/v.zip",
+            "--page",
+            "https://example.org/"};
+}
+
+// Refused: status 2, nothing printed, one line that names the tool.
+void expectRefused(const Outcome& outcome, const std::string& what) {
+    EXPECT_EQ(outcome.status, 2) << what;
+    EXPECT_EQ(outcome.out, "") << what;
+    EXPECT_EQ(outcome.err.rfind("brivel-pack: ", 0), 0u) << outcome.err;
+    EXPECT_EQ(std::count(outcome.err.begin(), outcome.err.end(), '\n'), 1) << outcome.err;
+}
+
 std::string withoutNewline(std::string text) {
     if (!text.empty() && text.back() == '\n') {
         text.pop_back();
@@ -116,29 +140,17 @@ TEST(PackToolTest, PackPublishesASignedFeedForTheArchiveItWrote) {
     ASSERT_TRUE(Archive::extract(readFile(zip), staged));
     EXPECT_TRUE(Manifest::matches(staged / "Vitrek"));
 
-    const Outcome failed = runTool({"pack", folder.string(), "1.1", "--key", secret, "--out",
-                                    (scratch.path() / "missing/Vitrek-1.1.zip").string(), "--url",
-                                    "https://example.org/v.zip", "--page", "https://example.org/"});
+    const Outcome failed =
+        runTool(packArguments(folder, "1.1", secret, scratch.path() / "missing/Vitrek-1.1.zip"));
     EXPECT_EQ(failed.status, 1);
     EXPECT_EQ(treeOf(folder), tree) << "a failed pack leaves the folder as it was";
-}
-
-TEST(PackToolTest, KeygenNeverReplacesAKey) {
-    const ScratchDirectory scratch("brivel-pack");
-    const std::string secret = (scratch.path() / "release.key").string();
-    ASSERT_EQ(runTool({"keygen", secret}).status, 0);
-    const std::string original = readFile(secret);
-
-    const Outcome again = runTool({"keygen", secret});
-    EXPECT_EQ(again.status, 2);
-    EXPECT_EQ(again.out, "");
-    EXPECT_EQ(readFile(secret), original);
 }
 
 TEST(PackToolTest, BadUsageAndInputExitTwoWithOneLine) {
     const ScratchDirectory scratch("brivel-pack");
     const std::string secret = (scratch.path() / "release.key").string();
     ASSERT_EQ(runTool({"keygen", secret}).status, 0);
+    const std::string original = readFile(secret);
     scratch.write("short.key", UpdateLogic::encodeBase64(std::string(32, 'k')) + "\n");
     const std::string shortKey = (scratch.path() / "short.key").string();
     const std::string program = (scratch.path() / "Vitrek").string();
@@ -146,10 +158,7 @@ TEST(PackToolTest, BadUsageAndInputExitTwoWithOneLine) {
     scratch.write("Bare/bin/vitrek", "#!/bin/sh\n");
     const std::string zip = (scratch.path() / "out.zip").string();
     const auto pack = [&](const std::string& folder, const std::string& version, const std::string& key) {
-        std::vector<std::string> arguments{"pack", folder, version, "--key", key, "--out", zip};
-        arguments.insert(arguments.end(),
-                         {"--url", "https://example.org/v.zip", "--page", "https://example.org/"});
-        return arguments;
+        return packArguments(folder, version, key, zip);
     };
     auto withBogus = pack(program, "1.1", secret);
     withBogus.push_back("--bogus");
@@ -162,6 +171,7 @@ TEST(PackToolTest, BadUsageAndInputExitTwoWithOneLine) {
         {},
         {"publish"},
         {"keygen"},
+        {"keygen", secret}, // never replaces a key
         withBogus,
         missingValue,
         missingPage,
@@ -171,12 +181,9 @@ TEST(PackToolTest, BadUsageAndInputExitTwoWithOneLine) {
         pack(program, "1.2", secret),
     };
     for (const auto& arguments : cases) {
-        const Outcome outcome = runTool(arguments);
-        EXPECT_EQ(outcome.status, 2) << outcome.err;
-        EXPECT_EQ(outcome.out, "") << outcome.err;
-        EXPECT_EQ(outcome.err.rfind("brivel-pack: ", 0), 0u) << outcome.err;
-        EXPECT_EQ(std::count(outcome.err.begin(), outcome.err.end(), '\n'), 1) << outcome.err;
+        expectRefused(runTool(arguments), arguments.empty() ? "" : arguments.back());
     }
+    EXPECT_EQ(readFile(secret), original);
     EXPECT_FALSE(fs::exists(zip));
     EXPECT_FALSE(fs::exists(fs::path(program) / "MANIFEST"))
         << "nothing is written before the input is checked";
@@ -209,8 +216,7 @@ TEST(PackToolTest, OutReplacesOnlyAnEarlierArchiveAndNeverTheKeyOrAnInput) {
     ASSERT_TRUE(Archive::create(scratch.path() / "Other", scratch.path() / "other.zip"))
         << "a zip without a manifest is not one this tool wrote";
     const auto pack = [&](const fs::path& key, const fs::path& zip) {
-        return runTool({"pack", folder.string(), "1.1", "--key", key.string(), "--out", zip.string(), "--url",
-                        "https://example.org/v.zip", "--page", "https://example.org/"});
+        return runTool(packArguments(folder, "1.1", key, zip));
     };
 
     const std::vector<std::pair<fs::path, fs::path>> refused{
@@ -228,11 +234,7 @@ TEST(PackToolTest, OutReplacesOnlyAnEarlierArchiveAndNeverTheKeyOrAnInput) {
     const auto before = contentsOf(scratch.path());
     const auto tree = treeOf(folder);
     for (const auto& [key, zip] : refused) {
-        const Outcome outcome = pack(key, zip);
-        EXPECT_EQ(outcome.status, 2) << zip;
-        EXPECT_EQ(outcome.out, "") << zip;
-        EXPECT_EQ(outcome.err.rfind("brivel-pack: ", 0), 0u) << outcome.err;
-        EXPECT_EQ(std::count(outcome.err.begin(), outcome.err.end(), '\n'), 1) << outcome.err;
+        expectRefused(pack(key, zip), zip.string());
     }
     EXPECT_EQ(contentsOf(scratch.path()), before);
     EXPECT_EQ(treeOf(folder), tree);
@@ -243,9 +245,7 @@ TEST(PackToolTest, OutReplacesOnlyAnEarlierArchiveAndNeverTheKeyOrAnInput) {
     ASSERT_EQ(pack(secret, zip).status, 0);
     writeProgram(folder, "app.brivel.test", "1.2");
     auto expected = contentsOf(scratch.path());
-    const Outcome again =
-        runTool({"pack", folder.string(), "1.2", "--key", secret.string(), "--out", zip.string(), "--url",
-                 "https://example.org/v.zip", "--page", "https://example.org/"});
+    const Outcome again = runTool(packArguments(folder, "1.2", secret, zip));
     ASSERT_EQ(again.status, 0) << again.err;
     expectPublished(again.out, keygen.out, zip);
     expected["Vitrek.zip"] = std::hash<std::string>{}(readFile(zip));
@@ -270,12 +270,9 @@ TEST(PackToolTest, LinksLeavingTheFolderAreNeverPacked) {
         writeProgram(folder, "app.brivel.test", "1.1");
         fs::create_symlink("../share", folder / "bin/share"); // stays inside: packed as it is
         fs::create_symlink(target, folder / link);
-        const Outcome outcome =
-            runTool({"pack", folder.string(), "1.1", "--key", secret, "--out", zip.string(), "--url",
-                     "https://example.org/v.zip", "--page", "https://example.org/"});
-        EXPECT_EQ(outcome.status, 2) << link;
+        const Outcome outcome = runTool(packArguments(folder, "1.1", secret, zip));
+        expectRefused(outcome, link);
         EXPECT_NE(outcome.err.find((fs::path("Vitrek") / link).string()), std::string::npos) << outcome.err;
-        EXPECT_EQ(std::count(outcome.err.begin(), outcome.err.end(), '\n'), 1) << outcome.err;
         EXPECT_FALSE(fs::exists(zip)) << link;
     }
 }
@@ -291,18 +288,13 @@ TEST(PackToolTest, TheKeyIsReadOnlyFromARegularFileOfKeySize) {
 
     for (const fs::path& key : {fifo, scratch.path() / "huge.key", scratch.path() / "key.d"}) {
         auto pending = std::async(std::launch::async, [&] {
-            return runTool({"pack", folder.string(), "1.1", "--key", key.string(), "--out",
-                            (scratch.path() / "Vitrek.zip").string(), "--url", "https://example.org/v.zip",
-                            "--page", "https://example.org/"});
+            return runTool(packArguments(folder, "1.1", key, scratch.path() / "Vitrek.zip"));
         });
         if (pending.wait_for(std::chrono::seconds(10)) == std::future_status::timeout) {
             ADD_FAILURE() << "still reading " << key;
             ::close(::open(fifo.c_str(), O_WRONLY | O_NONBLOCK)); // lets a reader waiting for a writer go
         }
-        const Outcome outcome = pending.get();
-        EXPECT_EQ(outcome.status, 2) << key;
-        EXPECT_EQ(outcome.err.rfind("brivel-pack: ", 0), 0u) << outcome.err;
-        EXPECT_EQ(std::count(outcome.err.begin(), outcome.err.end(), '\n'), 1) << outcome.err;
+        expectRefused(pending.get(), key.string());
     }
 }
 

@@ -67,19 +67,6 @@ bool waitFor(const std::function<bool()>& condition) {
     return condition();
 }
 
-TEST(UpdateViewTest, BeforeAnyCheckTheWindowShowsABusyIndicatorAndOK) {
-    Updater updater{Program(kFeed).bundle()};
-    const UpdateView view(updater);
-    EXPECT_TRUE(texts<QLabel>(view).contains("Checking for updates…"));
-    const auto bars = shown<QProgressBar>(view);
-    ASSERT_EQ(bars.size(), 1);
-    EXPECT_EQ(bars[0]->maximum(), 0);
-    const auto buttons = shown<QPushButton>(view);
-    ASSERT_EQ(buttons.size(), 1);
-    EXPECT_EQ(buttons[0]->text(), "OK");
-    EXPECT_TRUE(buttons[0]->isDefault());
-}
-
 TEST(UpdateViewTest, DownloadAndInstallDownloadsTheOfferedVersionAndThenOffersARestart) {
     const vitrek::test::ScratchDirectory scratch("brivel-view");
     const auto keys = makeKeyPair();
@@ -137,7 +124,8 @@ TEST(UpdateViewTest, TheSettingsToggleAndTheUpdaterStayInStep) {
 
     toggle->click();
     EXPECT_FALSE(updater.automaticallyDownloads());
-    EXPECT_FALSE(Updater{Program(kFeed).bundle()}.automaticallyDownloads()); // written to the settings at once
+    EXPECT_FALSE(
+        Updater{Program(kFeed).bundle()}.automaticallyDownloads()); // written to the settings at once
 
     updater.setAutomaticallyDownloads(true);
     EXPECT_TRUE(toggle->isChecked());
@@ -173,7 +161,8 @@ TEST(UpdateViewTest, WithoutAFeedCheckingTellsWhereUpdatesComeFromInsteadOfDoing
 
         // The section says it at once, with no download toggle or Check Now that could never act.
         const UpdateSettingsSection section(updater);
-        EXPECT_TRUE(texts<QLabel>(section).contains(line)) << texts<QLabel>(section).join(" | ").toStdString();
+        EXPECT_TRUE(texts<QLabel>(section).contains(line))
+            << texts<QLabel>(section).join(" | ").toStdString();
         EXPECT_TRUE(shown<QPushButton>(section).isEmpty());
         EXPECT_TRUE(shown<QCheckBox>(section).isEmpty());
     }

@@ -148,25 +148,6 @@ LoopbackServer::Request parseHead(const std::string& head) {
     return request;
 }
 
-const char* reasonPhrase(int status) {
-    switch (status) {
-    case 200:
-        return "OK";
-    case 400:
-        return "Bad Request";
-    case 403:
-        return "Forbidden";
-    case 404:
-        return "Not Found";
-    case 500:
-        return "Internal Server Error";
-    case 503:
-        return "Service Unavailable";
-    default:
-        return "Status";
-    }
-}
-
 } // namespace
 
 LoopbackServer::LoopbackServer() {
@@ -280,11 +261,10 @@ void LoopbackServer::handle(int socket) {
     }
 
     const std::string& body = *response.body;
-    const std::size_t length = response.contentLength.value_or(body.size());
-    const std::string statusLine =
-        "HTTP/1.1 " + std::to_string(response.status) + " " + reasonPhrase(response.status) + "\r\n";
+    // Clients go by the code alone, so one reason phrase serves every status.
     const std::string responseHead =
-        statusLine + "Content-Length: " + std::to_string(length) +
+        "HTTP/1.1 " + std::to_string(response.status) +
+        " Status\r\nContent-Length: " + std::to_string(body.size()) +
         "\r\nContent-Type: application/octet-stream\r\nConnection: close\r\n\r\n";
     bool open = sendAll(socket, responseHead.data(), responseHead.size(), wake) == responseHead.size();
 

@@ -19,8 +19,6 @@ public:
     struct Response {
         int status = 200;
         std::shared_ptr<const std::string> body = std::make_shared<const std::string>();
-        // The Content-Length sent; the body's size when absent.
-        std::optional<std::size_t> contentLength;
         // Send only this many bytes of the body, then keep the connection open (sending nothing) until the
         // server stops.
         std::optional<std::size_t> holdAfter;
@@ -47,7 +45,6 @@ public:
 
     // "http://127.0.0.1:<port>" + path.
     std::string url(const std::string& path) const;
-    int port() const { return m_port; }
 
     // Every request received so far.
     std::vector<Request> requests() const;
