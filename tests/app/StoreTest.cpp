@@ -1,6 +1,7 @@
 #include "Store.h"
 
 #include "powerlog/PowerLogParser.h"
+#include "support/ScratchDirectory.h"
 #include "support/TestSupport.h"
 
 #include <gtest/gtest.h>
@@ -77,14 +78,6 @@ Night night(std::string id, double hours, bool inProgress = false) {
 
 class StoreTest : public testing::Test {
 protected:
-    void SetUp() override {
-        dir = fs::temp_directory_path() /
-              ("vitrek-store-" + std::to_string(::testing::UnitTest::GetInstance()->random_seed()) + "-" +
-               testing::UnitTest::GetInstance()->current_test_info()->name());
-        fs::remove_all(dir);
-    }
-    void TearDown() override { fs::remove_all(dir); }
-
     StoreEnvironment environment() {
         StoreEnvironment env;
         env.reader = reader;
@@ -98,7 +91,8 @@ protected:
     }
     std::string day(Instant date) const { return History::dayID(date, test::berlin()); }
 
-    fs::path dir;
+    test::ScratchDirectory scratch{"vitrek-store"};
+    fs::path dir = scratch.path() / "data"; // absent until the Store writes
     Instant clock = test::at("2024-03-05T12:00:00+01:00");
     CPUTicks counters{1000, 4000};
     std::shared_ptr<FakeReader> reader = std::make_shared<FakeReader>();
@@ -126,7 +120,6 @@ TEST_F(StoreTest, StartPublishesTodaysStoredSamplesAndTheFirstTickCoversTheTimeS
 // The window's line says why check-ups are not being saved, and goes once saving works again; the
 // check-ups of the meantime are not lost.
 TEST_F(StoreTest, AFolderThatCannotBeWrittenIsShownUntilSavingWorksAndItsCheckUpsAreKept) {
-    fs::create_directories(dir.parent_path());
     std::ofstream(dir) << "not a folder";
     Store store{environment()};
     std::vector<std::string> told;

@@ -1,5 +1,6 @@
 #include "files/VitrekFiles.h"
 
+#include "support/ScratchDirectory.h"
 #include "support/TestSupport.h"
 
 #include <gtest/gtest.h>
@@ -40,23 +41,16 @@ std::set<std::string> names(const fs::path& folder) {
     return found;
 }
 
-// A fresh, empty data folder per test, removed afterwards.
+// A data folder of each test's own, absent until something writes it.
 class VitrekFilesTest : public testing::Test {
 protected:
-    VitrekFilesTest()
-        : folder(fs::path(testing::TempDir()) /
-                 ("vitrek-files-" + std::to_string(::getpid()) + "-" +
-                  testing::UnitTest::GetInstance()->current_test_info()->name())) {
-        fs::remove_all(folder);
-    }
-    ~VitrekFilesTest() override { fs::remove_all(folder); }
-
     VitrekFiles files() const { return VitrekFiles{folder}; }
     History loaded() const { return files().loadHistory(kToday, test::berlin()).history; }
 
     inline static const Instant kToday = test::local(test::berlin(), 2025, 1, 10, 12, 0, 0);
 
-    const fs::path folder;
+    test::ScratchDirectory scratch{"vitrek-files"};
+    const fs::path folder = scratch.path() / "data";
 };
 
 const Calendar kBerlin = test::berlin();

@@ -1,14 +1,13 @@
 #include "linux/LinuxReader.h"
 
+#include "support/ScratchDirectory.h"
 #include "support/TestSupport.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
-#include <cstdlib>
 #include <filesystem>
-#include <fstream>
 #include <string>
 #include <tuple>
 #include <vector>
@@ -21,32 +20,19 @@ namespace fs = std::filesystem;
 fs::path recorded(const std::string& machine) { return fs::path(VITREK_TEST_DATA) / "sysfs" / machine; }
 LinuxReader reader(const std::string& machine) { return LinuxReader{recorded(machine), "node"}; }
 
-// A root folder of the test's own, optionally starting as a copy of a recorded tree; removed afterwards.
-class ScratchRoot {
+// A root folder of the test's own, optionally starting as a copy of a recorded tree.
+class ScratchRoot : public test::ScratchDirectory {
 public:
-    explicit ScratchRoot(const std::string& machine = {}) {
-        std::string name = (fs::temp_directory_path() / "vitrek-reader-XXXXXX").string();
-        m_path = ::mkdtemp(name.data()) ? fs::path(name) : fs::path{};
+    explicit ScratchRoot(const std::string& machine = {}) : ScratchDirectory("vitrek-reader") {
         if (!machine.empty()) {
-            fs::copy(recorded(machine), m_path, fs::copy_options::recursive);
+            fs::copy(recorded(machine), path(), fs::copy_options::recursive);
         }
-    }
-    ~ScratchRoot() {
-        std::error_code error;
-        fs::remove_all(m_path, error);
-    }
-    void write(const std::string& relative, const std::string& text) const {
-        fs::create_directories((m_path / relative).parent_path());
-        std::ofstream(m_path / relative) << text;
     }
     void setModified(const std::string& relative, Instant time) const {
         const timespec times[2] = {{0, UTIME_OMIT}, {static_cast<time_t>(unixSeconds(time)), 0}};
-        ASSERT_EQ(::utimensat(AT_FDCWD, (m_path / relative).c_str(), times, 0), 0) << relative;
+        ASSERT_EQ(::utimensat(AT_FDCWD, (path() / relative).c_str(), times, 0), 0) << relative;
     }
-    LinuxReader reader() const { return LinuxReader{m_path, "node"}; }
-
-private:
-    fs::path m_path;
+    LinuxReader reader() const { return LinuxReader{path(), "node"}; }
 };
 
 TEST(LinuxReaderTest, EachRecordedBatteryGivesExactlyWhatItsFilesSay) {

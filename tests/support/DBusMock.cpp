@@ -1,24 +1,16 @@
 #include "support/DBusMock.h"
 
-#include <fcntl.h>
-#include <poll.h>
 #include <signal.h>
 #include <sys/prctl.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <QDBusConnectionInterface>
 #include <QDBusReply>
 #include <QDBusVariant>
+#include <QProcess>
 #include <QStringList>
-#include <algorithm>
 #include <atomic>
-#include <cerrno>
 #include <chrono>
-#include <string_view>
-#include <thread>
-
-extern char** environ;
 
 namespace vitrek::test {
 
@@ -49,97 +41,40 @@ std::string configuration(DBusMock::Role role, const std::filesystem::path& sock
     // clang-format on
 }
 
-std::vector<char*> pointers(std::vector<std::string>& strings) {
-    std::vector<char*> list;
-    for (auto& string : strings) {
-        list.push_back(string.data());
-    }
-    list.push_back(nullptr);
-    return list;
-}
-
 enum class Complaints { shown, hidden };
 
-// Starts `arguments` with our environment plus `overrides` ("NAME=value"), standard input and output on
-// /dev/null, standard error ours or hidden, and `descriptor3`, when given, as its descriptor 3.
-pid_t spawn(std::vector<std::string> arguments, const std::vector<std::string>& overrides,
-            Complaints complaints, int descriptor3 = -1) {
-    std::vector<std::string> environment;
-    for (char** entry = environ; *entry != nullptr; ++entry) {
-        const std::string_view variable(*entry);
-        const bool overridden = std::any_of(overrides.begin(), overrides.end(), [&](const std::string& o) {
-            return variable.substr(0, variable.find('=') + 1) ==
-                   std::string_view(o).substr(0, o.find('=') + 1);
-        });
-        if (!overridden) {
-            environment.emplace_back(variable);
-        }
+// Starts `program` with `environment`, its input and output on /dev/null and its complaints ours or hidden;
+// it dies with the test process should that crash. The daemon's output is read instead.
+std::unique_ptr<QProcess> spawn(const QString& program, const QStringList& arguments,
+                                const QProcessEnvironment& environment, Complaints complaints,
+                                bool readOutput = false) {
+    auto process = std::make_unique<QProcess>();
+    process->setProcessEnvironment(environment);
+    process->setStandardInputFile(QProcess::nullDevice());
+    if (!readOutput) {
+        process->setStandardOutputFile(QProcess::nullDevice());
     }
-    environment.insert(environment.end(), overrides.begin(), overrides.end());
-    const auto argv = pointers(arguments);
-    const auto envp = pointers(environment);
-
-    const pid_t parent = ::getpid();
-    const pid_t pid = ::fork();
-    if (pid != 0) {
-        return pid;
-    }
-    // Only async-signal-safe calls from here on: the test process has other threads.
-    ::prctl(PR_SET_PDEATHSIG, SIGKILL);
-    if (::getppid() != parent) {
-        ::_exit(127);
-    }
-    const int null = ::open("/dev/null", O_RDWR);
-    ::dup2(null, STDIN_FILENO);
-    ::dup2(null, STDOUT_FILENO);
     if (complaints == Complaints::hidden) {
-        ::dup2(null, STDERR_FILENO);
+        process->setStandardErrorFile(QProcess::nullDevice());
+    } else {
+        process->setProcessChannelMode(QProcess::ForwardedErrorChannel);
     }
-    if (descriptor3 == 3) {
-        ::fcntl(3, F_SETFD, 0); // dup2 onto itself would leave it to close on exec
-    } else if (descriptor3 >= 0) {
-        ::dup2(descriptor3, 3);
-    }
-    ::execve(argv[0], argv.data(), envp.data());
-    ::_exit(127);
+    process->setChildProcessModifier([parent = ::getpid()] {
+        ::prctl(PR_SET_PDEATHSIG, SIGKILL);
+        if (::getppid() != parent) {
+            ::_exit(127);
+        }
+    });
+    process->start(program, arguments);
+    return process;
 }
 
-bool exited(pid_t pid) { return ::waitpid(pid, nullptr, WNOHANG) == pid; }
-
-void stop(pid_t pid) {
-    ::kill(pid, SIGTERM);
-    const auto deadline = std::chrono::steady_clock::now() + 2s;
-    while (std::chrono::steady_clock::now() < deadline) {
-        if (exited(pid)) {
-            return;
-        }
-        std::this_thread::sleep_for(10ms);
+void stop(QProcess& process) {
+    process.terminate();
+    if (!process.waitForFinished(2000)) {
+        process.kill();
+        process.waitForFinished();
     }
-    ::kill(pid, SIGKILL);
-    ::waitpid(pid, nullptr, 0);
-}
-
-// The first line written to `fd` before the deadline, without its line feed.
-std::string firstLine(int fd, std::chrono::steady_clock::time_point deadline) {
-    std::string text;
-    while (text.find('\n') == std::string::npos) {
-        const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
-            deadline - std::chrono::steady_clock::now());
-        pollfd readable{fd, POLLIN, 0};
-        if (left.count() <= 0 || ::poll(&readable, 1, static_cast<int>(left.count())) <= 0) {
-            return {};
-        }
-        char buffer[256];
-        const ssize_t count = ::read(fd, buffer, sizeof buffer);
-        if (count < 0 && errno == EINTR) {
-            continue;
-        }
-        if (count <= 0) {
-            return {};
-        }
-        text.append(buffer, static_cast<std::size_t>(count));
-    }
-    return text.substr(0, text.find('\n'));
 }
 
 QStringList wellKnownNames(const QDBusConnection& bus) {
@@ -157,17 +92,16 @@ DBusMock::DBusMock(Role role) : m_role(role) {
     m_folder.write("bus.conf", configuration(role, m_folder.path() / "bus"));
     // Run as root without the right to raise its descriptor limit (a container), the daemon says so on
     // every start; whether it started is told by the address it prints.
-    int address[2];
-    if (::pipe2(address, O_CLOEXEC) != 0) {
-        return;
+    const QString configFile = QString::fromStdString((m_folder.path() / "bus.conf").string());
+    auto& daemon = *m_children.emplace_back(
+        spawn("/usr/bin/dbus-daemon", {"--config-file=" + configFile, "--nofork", "--print-address"},
+              QProcessEnvironment::systemEnvironment(), Complaints::hidden, true));
+    const auto deadline = std::chrono::steady_clock::now() + kStartTimeout;
+    while (!daemon.canReadLine() && daemon.state() != QProcess::NotRunning &&
+           std::chrono::steady_clock::now() < deadline) {
+        daemon.waitForReadyRead(100);
     }
-    m_children.push_back(
-        spawn({"/usr/bin/dbus-daemon", "--config-file=" + (m_folder.path() / "bus.conf").string(), "--nofork",
-               "--print-address=3"},
-              {}, Complaints::hidden, address[1]));
-    ::close(address[1]);
-    m_address = firstLine(address[0], std::chrono::steady_clock::now() + kStartTimeout);
-    ::close(address[0]);
+    m_address = daemon.canReadLine() ? daemon.readLine().trimmed().toStdString() : std::string();
     if (m_address.empty()) {
         return;
     }
@@ -182,7 +116,7 @@ DBusMock::~DBusMock() {
     }
     // The mocks first, so none of them sees its bus vanish and complains.
     for (auto child = m_children.rbegin(); child != m_children.rend(); ++child) {
-        stop(*child);
+        stop(**child);
     }
 }
 
@@ -213,13 +147,14 @@ bool DBusMock::startMock(const std::vector<std::string>& arguments, const std::s
     const QStringList namesBefore = wellKnownNames(bus);
     // Debian's bindings belong to its own interpreter, whatever python3 comes first on the PATH. Both
     // addresses name this bus, so a mock can never reach the machine's own.
-    std::vector<std::string> command{"/usr/bin/python3", "-m", "dbusmock",
-                                     m_role == Role::system ? "--system" : "--session"};
-    command.insert(command.end(), arguments.begin(), arguments.end());
-    const pid_t pid =
-        spawn(command, {"DBUS_SYSTEM_BUS_ADDRESS=" + m_address, "DBUS_SESSION_BUS_ADDRESS=" + m_address},
-              Complaints::shown);
-    m_children.push_back(pid);
+    QStringList command{"-m", "dbusmock", m_role == Role::system ? "--system" : "--session"};
+    for (const auto& argument : arguments) {
+        command << QString::fromStdString(argument);
+    }
+    auto environment = QProcessEnvironment::systemEnvironment();
+    environment.insert("DBUS_SYSTEM_BUS_ADDRESS", QString::fromStdString(m_address));
+    environment.insert("DBUS_SESSION_BUS_ADDRESS", QString::fromStdString(m_address));
+    auto& mock = *m_children.emplace_back(spawn("/usr/bin/python3", command, environment, Complaints::shown));
 
     // A template's bus name is the one that appears.
     const auto deadline = std::chrono::steady_clock::now() + kStartTimeout;
@@ -230,11 +165,10 @@ bool DBusMock::startMock(const std::vector<std::string>& arguments, const std::s
                 return true;
             }
         }
-        if (exited(pid)) {
+        if (mock.waitForFinished(20)) {
             m_children.pop_back();
             return false;
         }
-        std::this_thread::sleep_for(20ms);
     }
     return false;
 }

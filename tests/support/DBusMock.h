@@ -2,14 +2,15 @@
 
 #include "support/ScratchDirectory.h"
 
-#include <sys/types.h>
-
 #include <QDBusConnection>
 #include <QDBusMessage>
 #include <QString>
 #include <QVariant>
+#include <memory>
 #include <string>
 #include <vector>
+
+class QProcess;
 
 namespace vitrek::test {
 
@@ -76,7 +77,7 @@ private:
     std::string m_address;
     QString m_connectionName;
     QString m_service;
-    std::vector<pid_t> m_children; // the daemon first, then the mocks
+    std::vector<std::unique_ptr<QProcess>> m_children; // the daemon first, then the mocks
 };
 
 } // namespace vitrek::test

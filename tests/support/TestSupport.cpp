@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <cstdio>
 #include <fstream>
 #include <sstream>
@@ -17,19 +18,6 @@ Calendar zone(std::string_view name) {
     }
     return *calendar;
 }
-
-namespace {
-
-long long daysFromCivil(long long y, unsigned m, unsigned d) {
-    y -= m <= 2;
-    const long long era = (y >= 0 ? y : y - 399) / 400;
-    const unsigned yoe = static_cast<unsigned>(y - era * 400);
-    const unsigned doy = (153 * (m + (m > 2 ? -3 : 9)) + 2) / 5 + d - 1;
-    const unsigned doe = yoe * 365 + yoe / 4 - yoe / 100 + doy;
-    return era * 146097 + static_cast<long long>(doe) - 719468;
-}
-
-} // namespace
 
 Instant at(std::string_view iso) {
     int year = 0, month = 0, day = 0, hour = 0, minute = 0;
@@ -51,10 +39,9 @@ Instant at(std::string_view iso) {
         }
         offsetSeconds = (sign == '-' ? -1 : 1) * (offsetHours * 3600 + offsetMinutes * 60);
     }
-    const double unix = static_cast<double>(daysFromCivil(year, static_cast<unsigned>(month),
-                                                          static_cast<unsigned>(day))) *
-                            86400.0 +
-                        hour * 3600.0 + minute * 60.0 + second - offsetSeconds;
+    const auto days = std::chrono::sys_days{std::chrono::year{year} / month / day}.time_since_epoch().count();
+    const double unix =
+        static_cast<double>(days) * 86400.0 + hour * 3600.0 + minute * 60.0 + second - offsetSeconds;
     return fromUnixSeconds(unix);
 }
 
