@@ -40,11 +40,28 @@ TEST(DemoMathTest, ScaleKeepsTheVideoAtMost2560PixelsWideWithEvenSides) {
     EXPECT_EQ(DemoMath::pixelSize(std::numeric_limits<double>::quiet_NaN(), -5, 1), std::pair(0, 0));
 }
 
+TEST(DemoMathTest, EaseIsASymmetricMonotonicCurveFromZeroToOne) {
+    EXPECT_EQ(DemoMath::ease(0), 0);
+    EXPECT_EQ(DemoMath::ease(1), 1);
+    EXPECT_DOUBLE_EQ(DemoMath::ease(0.5), 0.5);
+    EXPECT_DOUBLE_EQ(DemoMath::ease(0.25), 0.0625);
+    double previous = 0;
+    for (int i = 1; i <= 100; ++i) {
+        const double p = i / 100.0;
+        EXPECT_NEAR(DemoMath::ease(p) + DemoMath::ease(1 - p), 1, 1e-12) << p;
+        EXPECT_GT(DemoMath::ease(p), previous) << p;
+        previous = DemoMath::ease(p);
+    }
+}
+
 TEST(DemoMathTest, TimingRules) {
     // Two timer ticks 10 ms apart at 30 fps write one frame; 17 ms apart is more than half a frame.
     EXPECT_FALSE(DemoMath::shouldCapture(1.010, 1.0, 30));
     EXPECT_TRUE(DemoMath::shouldCapture(1.017, 1.0, 30));
     EXPECT_TRUE(DemoMath::shouldCapture(0.5 / 30, 0, 30));
+
+    EXPECT_DOUBLE_EQ(DemoMath::typingPause(U' ', 0.1), 0.16);
+    EXPECT_DOUBLE_EQ(DemoMath::typingPause(U'a', 0.1), 0.1);
 
     struct Case {
         double duration;

@@ -37,6 +37,7 @@ TEST(UpdateTextsTest, EachPhaseHasItsTitleDetailAndButtons) {
         UpdatePhase phase;
         Window expected;
     } cases[] = {
+        {UpdatePhase::idle(), {"Checking for updates…", Detail::spinner, {}, 0, {{"OK", Action::close}}}},
         {UpdatePhase::upToDate(),
          {"You’re up to date",
           Detail::lines,
@@ -58,6 +59,12 @@ TEST(UpdateTextsTest, EachPhaseHasItsTitleDetailAndButtons) {
            {"It installs automatically the next time you quit Vitrek.", Style::body}},
           0,
           {{"Later", Action::close}, {"Restart Now", Action::restartNow}}}},
+        {UpdatePhase::failed("The download was incomplete."),
+         {"Update problem",
+          Detail::lines,
+          {{"The download was incomplete.", Style::body}},
+          0,
+          {{"OK", Action::close}}}},
     };
     for (const auto& row : cases) {
         EXPECT_EQ(UpdateTexts::window(row.phase, context()), row.expected)
@@ -102,6 +109,7 @@ TEST(UpdateTextsTest, StatusLineByPhase) {
         {UpdatePhase::downloading(feed(), 0.999), "Downloading 1.1… 99%"},
         {UpdatePhase::downloading(feed(), 1), "Downloading 1.1… 100%"},
         {UpdatePhase::downloading(feed(), 1.5), "Downloading 1.1… 100%"},
+        {UpdatePhase::failed("The update didn’t contain an app."), "The update didn’t contain an app."},
     };
     for (const auto& row : cases) {
         EXPECT_EQ(UpdateTexts::updateStatus(row.phase, kNow, kNow), row.expected);
