@@ -35,7 +35,8 @@ MacAge ageOf(double realYears, double adjustment) {
 TEST(CardTexts, DialsAndTheAgePillInTheCardsForms) {
     using Role = Theme::Role;
     EXPECT_EQ(CardTexts::strainDial(std::nullopt, 5'000).sub, "Not measured yet");
-    EXPECT_EQ(CardTexts::strainDial(8.44, 7'500), (Texts::Dial{8.44 / 21, "8.4", Role::strain, "Strain", "2 h 5 min busy"}));
+    EXPECT_EQ(CardTexts::strainDial(8.44, 7'500),
+              (Texts::Dial{8.44 / 21, "8.4", Role::strain, "Strain", "2 h 5 min busy"}));
     EXPECT_EQ(CardTexts::restDial(91, "1 wake"), (Texts::Dial{0.91, "91%", Role::rest, "Rest", "1 wake"}));
     EXPECT_EQ(CardTexts::restDial(std::nullopt, "No night yet").value, "–");
     EXPECT_EQ(CardTexts::ageYears(ageOf(2.8, -0.34)), "2.5 years");

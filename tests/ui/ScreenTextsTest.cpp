@@ -203,7 +203,6 @@ TEST(ScreenTextsHeaderTest, ModelDateStreakAndHelpTexts) {
     EXPECT_FALSE(Texts::showsStreak(1));
     EXPECT_TRUE(Texts::showsStreak(2));
     EXPECT_EQ(Texts::streakHelp(2), "2 days in a row");
-
 }
 
 TEST(ScreenTextsMilestoneTest, BannerUntilDismissedAndDetailNamingTheNextOne) {

@@ -267,7 +267,8 @@ TEST(ShellLocaleDatesTest, FormsFollowTheLocalesWordsOrderAndClock) {
         // Where the year carries its own word, the word goes with it.
         {"ru_RU", "00:30", "00", "вт, 5 мар.", "вторник, 5 марта", "5 мар. 2024 г.", "вторник",
          "вторник, 5 мар.", "5 мар."},
-        {"ja_JP", "0:30", "0", "3月5日火", "3月5日火曜日", "2024年3月5日", "火曜日", "3月5日火曜日", "3月5日"},
+        {"ja_JP", "0:30", "0", "3月5日火", "3月5日火曜日", "2024年3月5日", "火曜日", "3月5日火曜日",
+         "3月5日"},
     };
     for (const auto& c : cases) {
         const auto formatter = localeDateFormatter(QLocale{c[0]});
