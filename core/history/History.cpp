@@ -9,6 +9,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <limits>
+#include <map>
 #include <set>
 
 namespace vitrek {
@@ -77,23 +78,28 @@ void History::record(Day day, int keep) {
 }
 
 int History::streak(Instant today, const Calendar& calendar) const {
-    std::set<std::string, std::less<>> recorded;
+    return run(today, calendar, [](const Day&) { return true; });
+}
+
+int History::run(Instant today, const Calendar& calendar, const std::function<bool(const Day&)>& holds) const {
+    std::map<std::string, const Day*, std::less<>> recorded;
     for (const auto& day : days) {
-        recorded.insert(day.id);
+        recorded[day.id] = &day;
     }
+    const auto holdsOn = [&](std::optional<Instant> date) {
+        const auto found = date ? recorded.find(dayID(*date, calendar)) : recorded.end();
+        return found != recorded.end() && holds(*found->second);
+    };
     auto cursor = calendar.startOfDay(today);
     if (!cursor) {
         return 0;
     }
-    // A day without a record yet does not break the streak: count from yesterday then.
+    // A day without a record yet does not break the run: count from yesterday then.
     if (!recorded.contains(dayID(*cursor, calendar))) {
         cursor = calendar.addingDays(*cursor, -1);
-        if (!cursor || !recorded.contains(dayID(*cursor, calendar))) {
-            return 0;
-        }
     }
     int count = 0;
-    while (cursor && recorded.contains(dayID(*cursor, calendar))) {
+    while (cursor && holdsOn(cursor)) {
         ++count;
         cursor = calendar.addingDays(*cursor, -1);
     }

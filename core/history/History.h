@@ -4,6 +4,7 @@
 #include "json/Json.h"
 #include "time/Instant.h"
 
+#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -28,6 +29,8 @@ struct History {
     void record(Day day, int keep);
     // Consecutive recorded days ending today, or yesterday while today has no record yet.
     int streak(Instant today, const Calendar& calendar) const;
+    // Consecutive recorded days that satisfy `holds`, ending today, or yesterday while today has no record.
+    int run(Instant today, const Calendar& calendar, const std::function<bool(const Day&)>& holds) const;
     // The age gap recorded 7 days before `now` (or 6 or 8 when there is none); absent when none of them has one.
     std::optional<double> ageGap(Instant now, const Calendar& calendar) const;
 
