@@ -57,6 +57,9 @@ int dispatch(std::span<const std::string> arguments, CommandContext& context, co
     if (name == "nights") {
         return nights(options, context);
     }
+    if (name == "metrics") {
+        return metrics(options, context);
+    }
     if (!elsewhere) {
         context.err << "vitrek: " << name << ": not available in this program\n";
         return kUsageError;

@@ -29,6 +29,7 @@ struct CommandOptions {
     bool demo = false;                 // the demo machine's card
     std::optional<std::string> only;   // the one appearance to snapshot: "light" or "dark"
     std::optional<std::string> folder; // the folder a harness command writes into
+    std::optional<std::string> metricsDir; // where --headless also writes the metrics for a collector
     bool operator==(const CommandOptions&) const = default;
 };
 

@@ -128,6 +128,15 @@ constexpr Option kCardOptions[] = {
     kTz,
 };
 
+constexpr Option kMetricsOptions[] = {kReading, kJournal, kLog, withHelp(kNow, kNowOfReading), kTz};
+
+constexpr Option kHeadlessOptions[] = {
+    {"metrics-dir", "DIR", "a folder",
+     "after every check-up, also write it for Prometheus's node_exporter textfile collector, as "
+     "DIR/vitrek-USER.prom",
+     setText<&CommandOptions::metricsDir>},
+};
+
 constexpr Option kSnapshotOptions[] = {
     {"only", "light|dark", "light or dark", "render only that appearance (05 and 06 are always made)",
      setOnly},
@@ -145,6 +154,12 @@ constexpr Command kCommands[] = {
      "nights come from the system journal where you may read it and from Vitrek's own record of sleep and "
      "wake, merged where both exist.",
      kNightsOptions, nullptr},
+    {"metrics", "take one check-up and print it for Prometheus",
+     "[--reading FILE] [--journal FILE|- | --log FILE|-] [--now TIME] [--tz ZONE]",
+     "Takes one check-up like vitrek report and prints it in Prometheus's text exposition format, every "
+     "figure labelled with your user name: the text the check-up loop writes for node_exporter's textfile "
+     "collector. It writes nothing.",
+     kMetricsOptions, nullptr},
     {"card", "write today's share card as a PNG image",
      "[--out FILE] [--demo] [--reading FILE] [--journal FILE|- | --log FILE|-] [--now TIME] [--tz ZONE]",
      "Writes today's share card, a 1080\u00a0×\u00a01350 PNG, without opening a window. It records nothing. "
@@ -165,10 +180,10 @@ constexpr Command kCommands[] = {
      kSnapshotOptions, "DIR"},
     {"--headless",
      "take a check-up every minute without a window, until interrupted",
-     "",
+     "[--metrics-dir DIR]",
      "Takes a check-up every minute without a window or tray icon, records it in the data folder like the "
      "window does and prints a line for each (time, recovery, strain and load), until Ctrl-C or SIGTERM.",
-     {},
+     kHeadlessOptions,
      nullptr},
 };
 

@@ -1,6 +1,7 @@
 #include "cli/HeadlessCommand.h"
 
 #include "Store.h"
+#include "metrics/MetricsExport.h"
 #include "scores/Fmt.h"
 #include "scores/Rounding.h"
 
@@ -10,6 +11,7 @@
 #include <clocale>
 #include <csignal>
 #include <cstdlib>
+#include <filesystem>
 #include <iostream>
 #include <string>
 #include <ostream>
@@ -23,7 +25,7 @@ extern "C" void leaveAtOnce(int) { _exit(0); }
 
 } // namespace
 
-int headless(const CommandOptions& /*options*/, int argc, char** argv, std::ostream& out) {
+int headless(const CommandOptions& options, int argc, char** argv, std::ostream& out) {
     // Those variables turn the program into the demo machine, which records nothing: refuse rather than
     // pretend to check up.
     for (const char* harness : {"VITREK_SNAPSHOT_DIR", "VITREK_DEMO_DIR", "VITREK_SELFTEST"}) {
@@ -32,6 +34,15 @@ int headless(const CommandOptions& /*options*/, int argc, char** argv, std::ostr
                       << " set\n";
             return 2;
         }
+    }
+    std::optional<std::filesystem::path> metricsDir;
+    if (options.metricsDir) {
+        std::error_code error;
+        if (!std::filesystem::is_directory(*options.metricsDir, error)) {
+            std::cerr << "vitrek: --headless: --metrics-dir " << *options.metricsDir << " is not a folder\n";
+            return 2;
+        }
+        metricsDir = std::filesystem::absolute(*options.metricsDir, error);
     }
     QCoreApplication application(argc, argv);
     // The application object adopts the user's locale; the figures are formatted with the C library and
@@ -56,6 +67,13 @@ int headless(const CommandOptions& /*options*/, int argc, char** argv, std::ostr
     });
     QObject::connect(&store, &Store::storageTrouble, &application,
                      [](const std::string& text) { std::cerr << "vitrek: " << text << std::endl; });
+    MetricsExport metrics(store, MetricsLabels{metricsUser(), VITREK_VERSION});
+    // Said once; the export keeps trying quietly at every check-up and says it again only after a success.
+    QObject::connect(&metrics, &MetricsExport::problemChanged, &application, [](const std::string& problem) {
+        if (!problem.empty()) {
+            std::cerr << "vitrek: " << problem << std::endl;
+        }
+    });
     store.start();
     if (store.writerElsewhere()) {
         const auto holder = store.writerHolder();
@@ -63,8 +81,14 @@ int headless(const CommandOptions& /*options*/, int argc, char** argv, std::ostr
                   << " is already checking up into " << store.files().dir().string() << "\n";
         return 2;
     }
-    out << "vitrek: checking up every minute into " << store.files().dir().string() << "; stop with Ctrl-C"
-        << std::endl;
+    if (metricsDir) {
+        metrics.setFolder(*metricsDir);
+    }
+    out << "vitrek: checking up every minute into " << store.files().dir().string();
+    if (metricsDir) {
+        out << ", metrics into " << metricsFile(*metricsDir, metricsUser()).string();
+    }
+    out << "; stop with Ctrl-C" << std::endl;
     return QCoreApplication::exec();
 }
 

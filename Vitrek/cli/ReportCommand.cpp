@@ -6,6 +6,7 @@
 #include "json/JsonFields.h"
 #include "linux/LinuxReader.h"
 #include "linux/MappedFile.h"
+#include "metrics/Metrics.h"
 #include "powerlog/NightSource.h"
 #include "scores/Coach.h"
 #include "scores/Fmt.h"
@@ -343,6 +344,15 @@ int report(const CommandOptions& options, CommandContext& context) {
     } else {
         context.out << reportText(*store, store->environment().calendar());
     }
+    return 0;
+}
+
+int metrics(const CommandOptions& options, CommandContext& context) {
+    const auto store = checkUp(options, context, "metrics");
+    if (!store) {
+        return kUsageError;
+    }
+    context.out << metricsText(*store, MetricsLabels{metricsUser(), VITREK_VERSION});
     return 0;
 }
 

@@ -21,6 +21,9 @@ namespace vitrek::cli {
 // person or as one JSON document.
 int report(const CommandOptions& options, CommandContext& context);
 
+// `vitrek metrics`: the same check-up as `report`, in Prometheus's text exposition format.
+int metrics(const CommandOptions& options, CommandContext& context);
+
 // One check-up as the options describe it (the machine or a stored reading, the power log, the time and
 // zone), applied by a Store that records nothing. Null, with the error written, when an option's input
 // cannot be read.

@@ -130,18 +130,18 @@ std::string metricsText(const Store& store, const MetricsLabels& labels) {
         out.gauge("vitrek_real_age_seconds", "The computer's real age.", age->realYears * kSecondsPerYear);
         out.gauge("vitrek_age_pace", "How many times faster than the calendar the computer ages.", age->pace());
     }
-    out.gauge("vitrek_streak_days", "Days in a row with a check-up, ending today (or yesterday before today's first).",
+    out.gauge("vitrek_streak", "Days in a row with a check-up, ending today (or yesterday before today's first).",
               store.streak());
     if (reading) {
         // The runs of poor days alert operators without PromQL having to piece nights together from scrapes
         // of a machine that was off for some of them.
         const auto calendar = store.environment().calendar ? store.environment().calendar() : Calendar::current();
-        out.gauge("vitrek_poor_rest_days",
+        out.gauge("vitrek_poor_rest_streak",
                   "Days in a row, ending today, whose night's rest was poor (a rest factor below 0.55).",
                   store.history().run(reading->date, calendar, [](const Day& day) {
                       return day.rest && gradeOf(*day.rest / 100.0) == Grade::poor;
                   }));
-        out.gauge("vitrek_poor_recovery_days", "Days in a row, ending today, whose recovery was poor (33 or below).",
+        out.gauge("vitrek_poor_recovery_streak", "Days in a row, ending today, whose recovery was poor (33 or below).",
                   store.history().run(reading->date, calendar, [](const Day& day) {
                       return Recovery::band(day.recovery) == Grade::poor;
                   }));

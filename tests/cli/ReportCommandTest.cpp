@@ -8,6 +8,8 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <map>
+#include <set>
 #include <sstream>
 
 namespace vitrek::cli {
@@ -33,12 +35,13 @@ protected:
         fs::remove_all(folder);
     }
 
-    int run(std::vector<std::string> arguments, std::string& out, std::string& err) {
+    int run(std::vector<std::string> arguments, std::string& out, std::string& err,
+            const char* command = "report") {
         std::istringstream in;
         std::ostringstream output, errors;
         CommandContext context{in, output, errors, [] { return test::at("2024-03-06T12:00:00+01:00"); },
                                [](Instant, NightSourceChoice) { return NightLog{}; }};
-        arguments.insert(arguments.begin(), "report");
+        arguments.insert(arguments.begin(), command);
         const int status = vitrek::cli::run(arguments, context);
         out = output.str();
         err = errors.str();
@@ -134,6 +137,65 @@ TEST_F(ReportCommandTest, RefusesReadingsThatCannotBeReadOrHoldFiguresNoMachineR
     EXPECT_EQ(run({"--reading", (folder / "missing.json").string()}, out, err), 2);
     EXPECT_EQ(err,
               "vitrek: cannot read " + (folder / "missing.json").string() + ": No such file or directory\n");
+}
+
+} // namespace
+} // namespace vitrek::cli
+
+namespace vitrek::cli {
+namespace {
+
+// The samples of an exposition text by "name{labels}", each checked to follow its family's HELP and TYPE.
+std::map<std::string, double> samplesOf(const std::string& text) {
+    std::map<std::string, double> samples;
+    std::set<std::string> described;
+    std::istringstream lines(text);
+    for (std::string line; std::getline(lines, line);) {
+        if (line.starts_with("# TYPE ")) {
+            described.insert(line.substr(7, line.find(' ', 7) - 7));
+        } else if (!line.starts_with("# HELP ")) {
+            const auto name = line.substr(0, line.find('{'));
+            EXPECT_TRUE(described.contains(name)) << line;
+            samples[line.substr(0, line.rfind(' '))] = std::stod(line.substr(line.rfind(' ') + 1));
+        }
+    }
+    return samples;
+}
+
+TEST_F(ReportCommandTest, MetricsTellTheReportsCheckUpLabelledWithTheUser) {
+    const std::string before = std::getenv("USER") ? std::getenv("USER") : "";
+    setenv("USER", "ada \"the\" admin", 1);
+    const std::string log = std::string(VITREK_TEST_DATA) + "/pmset/one-night-maintenance-wake.log";
+    const std::vector<std::string> options{"--reading", (folder / "reading.json").string(), "--log", log,
+                                           "--tz", "Europe/Berlin"};
+    std::string out, err, report;
+    ASSERT_EQ(run(options, out, err, "metrics"), 0) << err;
+    auto withJson = options;
+    withJson.push_back("--json");
+    ASSERT_EQ(run(withJson, report, err), 0) << err;
+    const auto json = nlohmann::json::parse(report);
+    const auto samples = samplesOf(out);
+    const std::string user = "{user=\"ada \\\"the\\\" admin\"";
+    EXPECT_EQ(samples.at("vitrek_recovery_percent" + user + "}"), json["recovery"].get<double>());
+    EXPECT_EQ(samples.at("vitrek_rest_score" + user + "}"), json["rest"].get<double>());
+    EXPECT_EQ(samples.at("vitrek_last_night_wakes" + user + "}"), json["wakes"].get<double>());
+    EXPECT_EQ(samples.at("vitrek_battery_health_ratio" + user + "}"), 0.87);
+    EXPECT_EQ(samples.at("vitrek_battery_cycle_count" + user + "}"), 412);
+    EXPECT_EQ(samples.at("vitrek_recovery_factor_ratio" + user + ",kind=\"battery\"}"),
+              json["factors"][0]["score"].get<double>());
+    EXPECT_EQ(samples.at("vitrek_last_checkup_timestamp_seconds" + user + "}"), 1709636400);
+    EXPECT_TRUE(samples.contains("vitrek_info" + user +
+                                 ",version=\"" VITREK_VERSION "\",model=\"MacBook Pro (14-inch, 2021)\"}"));
+
+    // A desktop with no night to tell leaves those families out rather than reporting zeros.
+    auto reading = nlohmann::json::parse(kReading);
+    reading.erase("battery");
+    std::ofstream(folder / "desktop.json") << reading.dump();
+    ASSERT_EQ(run({"--reading", (folder / "desktop.json").string()}, out, err, "metrics"), 0) << err;
+    for (const char* absent : {"vitrek_battery", "vitrek_rest_score", "vitrek_last_night_wakes"}) {
+        EXPECT_EQ(out.find(absent), std::string::npos) << absent;
+    }
+    setenv("USER", before.c_str(), 1);
 }
 
 } // namespace

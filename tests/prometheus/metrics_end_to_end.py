@@ -40,6 +40,7 @@ class MetricsEndToEnd(unittest.TestCase):
         self.started = time.monotonic()
         self.scratch = tempfile.mkdtemp(prefix="vitrek-metrics-")
         self.processes = []
+        self.logs = []
         self.textfiles = self.folder("textfiles")
         self.env = dict(os.environ)
         for harness in ("VITREK_SNAPSHOT_DIR", "VITREK_DEMO_DIR", "VITREK_SELFTEST"):
@@ -62,6 +63,8 @@ class MetricsEndToEnd(unittest.TestCase):
                 except subprocess.TimeoutExpired:
                     process.kill()
                     process.wait()
+        for log in self.logs:
+            log.close()
         shutil.rmtree(self.scratch, ignore_errors=True)
 
     def folder(self, name):
@@ -71,6 +74,7 @@ class MetricsEndToEnd(unittest.TestCase):
 
     def start(self, name, arguments, **options):
         log = open(os.path.join(self.scratch, name + ".log"), "wb")
+        self.logs.append(log)
         process = subprocess.Popen(arguments, stdout=log, stderr=subprocess.STDOUT, stdin=subprocess.DEVNULL,
                                    **options)
         self.processes.append(process)
@@ -79,10 +83,13 @@ class MetricsEndToEnd(unittest.TestCase):
     def left(self):
         remaining = DEADLINE - (time.monotonic() - self.started)
         if remaining <= 0:
-            logs = {name: open(os.path.join(self.scratch, name)).read()[-2000:]
-                    for name in os.listdir(self.scratch) if name.endswith(".log")}
+            logs = {name: self.read(name)[-2000:] for name in os.listdir(self.scratch) if name.endswith(".log")}
             self.fail("out of time; logs: " + json.dumps(logs, indent=1))
         return remaining
+
+    def read(self, name):
+        with open(os.path.join(self.scratch, name)) as file:
+            return file.read()
 
     def vitrek(self, *arguments):
         return subprocess.run([VITREK, *arguments], env=self.env, capture_output=True, text=True,
@@ -139,11 +146,10 @@ class MetricsEndToEnd(unittest.TestCase):
         # A folder in the file's place: even root can't rename over it.
         os.mkdir(os.path.join(self.textfiles, "vitrek-e2e.prom"))
         self.start("vitrek", [VITREK, "--headless", "--metrics-dir", self.textfiles], env=self.env)
-        log = os.path.join(self.scratch, "vitrek.log")
-        while open(log).read().count("recovery") < 10:
+        while self.read("vitrek.log").count("recovery") < 10:
             self.left()
             time.sleep(0.2)
-        text = open(log).read()
+        text = self.read("vitrek.log")
         self.assertEqual(text.count("can’t write metrics"), 1, text)
         self.assertEqual(sorted(os.listdir(self.textfiles)), ["vitrek-e2e.prom"], "a temporary file was left")
 
