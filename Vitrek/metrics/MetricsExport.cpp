@@ -22,7 +22,8 @@ void MetricsExport::setFolder(const std::filesystem::path& folder) {
 }
 
 void MetricsExport::write() {
-    if (m_folder.empty() || !m_store.reading()) {
+    // Another Vitrek checking up into the same data folder writes the same figures already.
+    if (m_folder.empty() || !m_store.reading() || m_store.writerElsewhere()) {
         return;
     }
     auto problem = writeMetricsFile(metricsFile(m_folder, m_labels.user), metricsText(m_store, m_labels));

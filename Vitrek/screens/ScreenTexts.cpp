@@ -436,6 +436,11 @@ const std::array<GlossaryEntry, 5> kGlossary{{
      "updates."},
 }};
 
+std::string metricsCaption(const std::string& file) {
+    return "After every check-up, Vitrek also writes its figures to " + file +
+           " in this folder, for node_exporter’s textfile collector to pass on to Prometheus. Empty is off.";
+}
+
 } // namespace Texts
 
 namespace StressFmt {

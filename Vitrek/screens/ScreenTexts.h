@@ -251,6 +251,7 @@ inline constexpr const char* kSettingsMenu = "Settings…";
 inline constexpr const char* kGeneralTab = "General";
 inline constexpr const char* kUpdatesTab = "Updates";
 inline constexpr const char* kHowItWorksTab = "How It Works";
+inline constexpr const char* kMetricsTab = "Metrics";
 inline constexpr const char* kShowInMenuBar = "Show Vitrek in the tray";
 // Under the tray setting when the desktop has no tray.
 inline constexpr const char* kNoTray =
@@ -265,6 +266,12 @@ inline constexpr const char* kSetBought = "Set the date I got this computer";
 inline constexpr const char* kGotItOn = "Got it on";
 inline constexpr const char* kSetBoughtCaption =
     "Otherwise Vitrek uses the day the system was first set up on this computer, which a clean reinstall resets.";
+inline constexpr const char* kMetricsSection = "Prometheus";
+inline constexpr const char* kMetricsFolder = "Folder";
+inline constexpr const char* kMetricsOff = "Off";
+inline constexpr const char* kChooseFolder = "Choose…";
+// Under the metrics folder: `file` is the file written there, "vitrek-USER.prom".
+std::string metricsCaption(const std::string& file);
 
 // The long definitions of the figures, shown under "How It Works", then the privacy note.
 struct GlossaryEntry {

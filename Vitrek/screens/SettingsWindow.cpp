@@ -1,6 +1,7 @@
 #include "screens/SettingsWindow.h"
 
 #include "Store.h"
+#include "metrics/MetricsExport.h"
 #include "screens/Labels.h"
 #include "screens/ScreenTexts.h"
 #include "screens/StoreViews.h"
@@ -15,6 +16,9 @@
 #include <QCheckBox>
 #include <QCoreApplication>
 #include <QDateEdit>
+#include <QFileDialog>
+#include <QLineEdit>
+#include <QPushButton>
 #include <QGroupBox>
 #include <QHBoxLayout>
 #include <QScrollArea>
@@ -68,9 +72,12 @@ struct SettingsWindow::Parts {
     QWidget* boughtRow = nullptr;
     QDateEdit* bought = nullptr;
     QLabel* nightSource = nullptr;
+    QLineEdit* metricsFolder = nullptr;
+    QLabel* metricsProblem = nullptr;
 };
 
-SettingsWindow::SettingsWindow(Store& store, bool demo, bool trayAvailable, QWidget* parent)
+SettingsWindow::SettingsWindow(Store& store, bool demo, bool trayAvailable, MetricsExport* metrics,
+                               QWidget* parent)
     : QWidget(parent), m_store(store), m_demo(demo), m_parts(std::make_unique<Parts>()) {
     setWindowTitle(QStringLiteral("Vitrek Settings"));
     setObjectName(QStringLiteral("settings"));
@@ -130,6 +137,7 @@ SettingsWindow::SettingsWindow(Store& store, bool demo, bool trayAvailable, QWid
     auto* tabs = new QTabWidget(this);
     tabs->addTab(general, tabIcon("gearshape"), Labels::q(Texts::kGeneralTab));
     tabs->addTab(updates, tabIcon("arrow.triangle.2.circlepath"), Labels::q(Texts::kUpdatesTab));
+    tabs->addTab(metricsTab(metrics), tabIcon("dot.radiowaves.left.and.right"), Labels::q(Texts::kMetricsTab));
     p.nightSource = Labels::make(Fonts::caption(), Theme::Role::ink2, true);
     // The fix holds a command to copy.
     p.nightSource->setTextInteractionFlags(Qt::TextSelectableByMouse);
@@ -174,6 +182,57 @@ SettingsWindow::SettingsWindow(Store& store, bool demo, bool trayAvailable, QWid
                            &Store::powerLogProblemChanged},
                           [this] { refreshNightSource(); });
     refreshNightSource();
+}
+
+QWidget* SettingsWindow::metricsTab(MetricsExport* metrics) {
+    auto& p = *m_parts;
+    auto* page = new QWidget;
+    auto* column = new QVBoxLayout(page);
+    column->setContentsMargins(20, 20, 20, 20);
+    auto* group = new QGroupBox(Labels::q(Texts::kMetricsSection), page);
+    auto* groupColumn = new QVBoxLayout(group);
+    auto* row = new QHBoxLayout;
+    auto* label = new QLabel(Labels::q(Texts::kMetricsFolder), group);
+    p.metricsFolder = new QLineEdit(m_demo ? QString() : Preferences::shared().metricsFolder(), group);
+    p.metricsFolder->setPlaceholderText(Labels::q(Texts::kMetricsOff));
+    p.metricsFolder->setClearButtonEnabled(true);
+    label->setBuddy(p.metricsFolder);
+    auto* choose = new QPushButton(Labels::q(Texts::kChooseFolder), group);
+    row->addWidget(label);
+    row->addWidget(p.metricsFolder, 1);
+    row->addWidget(choose);
+    groupColumn->addLayout(row);
+    // The demo machine's user is nobody in particular.
+    const std::string file = m_demo ? "vitrek-USER.prom" : metricsFile({}, metricsUser()).string();
+    groupColumn->addWidget(caption(Texts::metricsCaption(file).c_str()));
+    p.metricsProblem = Labels::make(Fonts::caption(), Theme::Role::poor, true);
+    groupColumn->addWidget(p.metricsProblem);
+    column->addWidget(group);
+    column->addStretch(1);
+
+    const auto save = [this] {
+        if (!m_demo) {
+            Preferences::shared().setMetricsFolder(m_parts->metricsFolder->text().trimmed());
+        }
+    };
+    connect(p.metricsFolder, &QLineEdit::editingFinished, this, save);
+    connect(choose, &QPushButton::clicked, this, [this, save] {
+        const QString folder =
+            QFileDialog::getExistingDirectory(this, Labels::q(Texts::kMetricsSection), m_parts->metricsFolder->text());
+        if (!folder.isEmpty()) {
+            m_parts->metricsFolder->setText(folder);
+            save();
+        }
+    });
+    const auto showProblem = [this](const std::string& problem) {
+        Labels::setText(m_parts->metricsProblem, problem);
+        m_parts->metricsProblem->setVisible(!problem.empty());
+    };
+    showProblem(metrics ? metrics->problem() : std::string());
+    if (metrics) {
+        connect(metrics, &MetricsExport::problemChanged, this, showProblem);
+    }
+    return page;
 }
 
 void SettingsWindow::refreshNightSource() {

@@ -11,6 +11,7 @@ namespace {
 const QString kShowInMenuBar = QStringLiteral("showInMenuBar");
 const QString kBoughtAt = QStringLiteral("boughtAt");
 const QString kSeenMilestone = QStringLiteral("seenMilestone");
+const QString kMetricsFolder = QStringLiteral("metricsFolder");
 
 // Native format, so the file is ~/.config/Vitrek/Vitrek.conf whatever the application's own names are.
 QSettings settings() { return QSettings{QStringLiteral("Vitrek"), QStringLiteral("Vitrek")}; }
@@ -88,6 +89,16 @@ void Preferences::setSeenMilestone(int days) {
     }
     write(kSeenMilestone, days);
     emit seenMilestoneChanged(days);
+}
+
+QString Preferences::metricsFolder() const { return settings().value(kMetricsFolder).toString(); }
+
+void Preferences::setMetricsFolder(const QString& folder) {
+    if (folder == metricsFolder()) {
+        return;
+    }
+    write(kMetricsFolder, folder);
+    emit metricsFolderChanged(folder);
 }
 
 } // namespace vitrek

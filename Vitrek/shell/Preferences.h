@@ -8,7 +8,8 @@
 namespace vitrek {
 
 // The user's settings, in QSettings under organisation and application "Vitrek" with the literal keys
-// "showInMenuBar" (default true), "boughtAt" (a date, absent by default) and "seenMilestone" (default 0).
+// "showInMenuBar" (default true), "boughtAt" (a date, absent by default) and "seenMilestone" (default 0)
+// and "metricsFolder" (default empty).
 // One object per process, so every window hears a change made in another.
 class Preferences : public QObject {
     Q_OBJECT
@@ -29,10 +30,15 @@ public:
     int seenMilestone() const;
     void setSeenMilestone(int days);
 
+    // "metricsFolder": where each check-up is also written for a Prometheus collector; empty for off.
+    QString metricsFolder() const;
+    void setMetricsFolder(const QString& folder);
+
 signals:
     void showInMenuBarChanged(bool show);
     void boughtAtChanged();
     void seenMilestoneChanged(int days);
+    void metricsFolderChanged(const QString& folder);
 
 private:
     explicit Preferences(QObject* parent = nullptr);

@@ -3,12 +3,14 @@
 #include "Store.h"
 #include "demo/DemoData.h"
 #include "harness/Harness.h"
+#include "metrics/MetricsExport.h"
 #include "screens/MainWindow.h"
 #include "screens/SettingsWindow.h"
 #include "screens/Symbols.h"
 #include "shell/Appearance.h"
 #include "shell/Launch.h"
 #include "shell/LocaleDates.h"
+#include "shell/Preferences.h"
 #include "shell/SingleInstance.h"
 #include "shell/Tray.h"
 
@@ -44,7 +46,7 @@ namespace {
 // drew, and built again, on the tab it was on, when it opens again: the program runs all day in the tray.
 class Shell : public QObject {
 public:
-    explicit Shell(Store& store) : m_store(store) {
+    Shell(Store& store, MetricsExport& metrics) : m_store(store), m_metrics(metrics) {
         m_tray = new Tray(store, this);
         connect(m_tray, &Tray::openRequested, this, &Shell::showMain);
         connect(m_tray, &Tray::settingsRequested, this, &Shell::showSettings);
@@ -78,7 +80,7 @@ public:
         // Built anew each time, so the login switch shows the entry as it is now.
         delete m_settings;
         const bool demo = m_store.environment().isDemo && m_store.environment().isDemo();
-        m_settings = new SettingsWindow(m_store, demo, QSystemTrayIcon::isSystemTrayAvailable());
+        m_settings = new SettingsWindow(m_store, demo, QSystemTrayIcon::isSystemTrayAvailable(), &m_metrics);
         m_settings->setWindowIcon(QApplication::windowIcon());
         m_settings->show();
         m_settings->raise();
@@ -99,6 +101,7 @@ private:
     }
 
     Store& m_store;
+    MetricsExport& m_metrics;
     MainWindow* m_main = nullptr;
     Texts::Tab m_tab = Texts::Tab::today;
     Tray* m_tray = nullptr;
@@ -153,7 +156,14 @@ int runApplication(int argc, char** argv) {
         Harness::start(*harness, store);
         return QApplication::exec();
     }
-    Shell shell(store);
+    // The folder is the user's setting; the demo machine's figures are nobody's to collect.
+    MetricsExport metrics(store, MetricsLabels{metricsUser(), VITREK_VERSION});
+    if (!DemoData::isActive()) {
+        const auto follow = [&metrics](const QString& folder) { metrics.setFolder(folder.toStdString()); };
+        follow(Preferences::shared().metricsFolder());
+        QObject::connect(&Preferences::shared(), &Preferences::metricsFolderChanged, &metrics, follow);
+    }
+    Shell shell(store, metrics);
     quitWhenClosedWithoutTray(shell, &QSystemTrayIcon::isSystemTrayAvailable);
     QObject::connect(&instance, &SingleInstance::activated, &shell, &Shell::showMain);
     shell.showMain();
