@@ -1,8 +1,6 @@
-#include "Store.h"
 #include "card/CardExport.h"
 #include "card/ShareCard.h"
-#include "demo/DemoData.h"
-#include "support/TestSupport.h"
+#include "support/DemoStore.h"
 
 #include <gtest/gtest.h>
 
@@ -125,15 +123,7 @@ TEST(ShareCardRender, IsExactly1080By1350AndTheSameBytesEveryTime) {
 
 class CardExportTest : public testing::Test {
 protected:
-    void SetUp() override {
-        StoreEnvironment env;
-        env.reader = nullptr;
-        env.now = [] { return test::at("2026-11-24T14:30:00+01:00"); };
-        env.calendar = [] { return test::berlin(); };
-        env.isDemo = [] { return true; };
-        store = std::make_unique<Store>(env);
-    }
-    std::unique_ptr<Store> store;
+    std::unique_ptr<Store> store = test::demoStore();
 };
 
 TEST_F(CardExportTest, NothingToShareBeforeTheFirstReading) {

@@ -192,14 +192,8 @@ TEST(ScreenTextsDialsTest, WithoutANightRestSaysWhyAndWhereTheNightsComeFrom) {
     }
 }
 
-TEST(ScreenTextsHeaderTest, ModelDateStreakAndHelpTexts) {
-    const EnglishDates english(Fmt::englishDateFormatter());
-    Reading reading;
-    EXPECT_EQ(Texts::modelName(reading), "Your computer");
-    reading.model = "Lab machine 7";
-    EXPECT_EQ(Texts::modelName(reading), "Lab machine 7");
-    EXPECT_EQ(Texts::headerDate(at("2024-03-05T23:30:00+01:00"), berlin()), "Tuesday 5 March");
-
+// The header's model and date are checked in the window's tests.
+TEST(ScreenTextsHeaderTest, StreakShowsFromTwoDays) {
     EXPECT_FALSE(Texts::showsStreak(1));
     EXPECT_TRUE(Texts::showsStreak(2));
     EXPECT_EQ(Texts::streakHelp(2), "2 days in a row");

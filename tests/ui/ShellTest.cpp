@@ -12,12 +12,12 @@
 #include <QApplication>
 #include <QCoreApplication>
 #include <QDateTime>
-#include <QDeadlineTimer>
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QSettings>
 #include <QTemporaryDir>
+#include <QTest>
 #include <QTimer>
 #include <QUuid>
 #include <QWidget>
@@ -181,10 +181,7 @@ TEST(ShellSingleInstanceTest, ALaterStartHandsOverToTheFirstAndStops) {
 
     SingleInstance second{key};
     EXPECT_FALSE(second.claim());
-    const QDeadlineTimer deadline{2000};
-    while (activations == 0 && !deadline.hasExpired()) {
-        QCoreApplication::processEvents(QEventLoop::AllEvents, 50);
-    }
+    EXPECT_TRUE(QTest::qWaitFor([&] { return activations > 0; }, 2000));
     EXPECT_EQ(activations, 1);
 }
 

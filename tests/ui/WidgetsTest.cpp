@@ -3,13 +3,11 @@
 #include "screens/widgets/Dial.h"
 #include "screens/widgets/HistoryBars.h"
 #include "screens/widgets/Kicker.h"
-#include "screens/widgets/MilestoneBanner.h"
 #include "screens/widgets/MiniCard.h"
 
 #include <gtest/gtest.h>
 
 #include <QApplication>
-#include <QElapsedTimer>
 #include <QFontMetricsF>
 #include <QHelpEvent>
 #include <QImage>
@@ -18,30 +16,14 @@
 #include <QMouseEvent>
 #include <QPainter>
 #include <QPicture>
-#include <QThread>
-#include <QToolButton>
+#include <QTest>
 #include <QToolTip>
 #include <QVBoxLayout>
 #include <QWindow>
-#include <functional>
 #include <optional>
 
 namespace vitrek {
 namespace {
-
-// Runs the event loop until `done` holds or `ms` pass; returns whether it held.
-bool waitUntil(const std::function<bool()>& done, int ms) {
-    QElapsedTimer timer;
-    timer.start();
-    while (!done()) {
-        if (timer.elapsed() > ms) {
-            return false;
-        }
-        QCoreApplication::processEvents(QEventLoop::AllEvents, 10);
-        QThread::msleep(2);
-    }
-    return true;
-}
 
 QImage render(QWidget& widget, qreal ratio) {
     QImage image{widget.size() * ratio, QImage::Format_ARGB32_Premultiplied};
@@ -139,15 +121,15 @@ TEST(WidgetsDial, AnimatesFromWhereItIsToEachNewTarget) {
     dial.setFraction(0.6);
     EXPECT_EQ(dial.shown(), 0) << "a dial fills only once it appears";
     dial.show();
-    ASSERT_TRUE(waitUntil([&] { return dial.shown() > 0.05; }, 500));
+    ASSERT_TRUE(QTest::qWaitFor([&] { return dial.shown() > 0.05; }, 500));
     EXPECT_LT(dial.shown(), 0.6);
 
     // Changed mid-flight, it turns back from where it is rather than starting over.
-    waitUntil([] { return false; }, 250);
+    QTest::qWait(250);
     const double before = dial.shown();
     dial.setFraction(0.2);
     EXPECT_DOUBLE_EQ(dial.shown(), before);
-    EXPECT_TRUE(waitUntil([&] { return dial.shown() == 0.2; }, 1800)) << dial.shown();
+    EXPECT_TRUE(QTest::qWaitFor([&] { return dial.shown() == 0.2; }, 1800)) << dial.shown();
 }
 
 TEST(WidgetsKicker, UpperCasesAndShrinksIntoNarrowWidths) {
@@ -217,19 +199,6 @@ TEST(WidgetsHistoryBars, PaintsTheSameImageForTheSameDays) {
         const QPointF low = bars.barRect(0).center() * ratio;
         EXPECT_EQ(QColor{first.pixel(low.toPoint())}.rgb(), Theme::color(Theme::Role::poor).rgb()) << ratio;
     }
-}
-
-TEST(WidgetsMilestoneBanner, ShowsTheMilestoneAndAsksToClose) {
-    MilestoneBanner banner;
-    banner.setMilestone(14, 15);
-    EXPECT_EQ(banner.title(), QStringLiteral("2 weeks of check-ups"));
-
-    auto* close = banner.findChild<QToolButton*>();
-    ASSERT_NE(close, nullptr);
-    int closes = 0;
-    QObject::connect(&banner, &MilestoneBanner::closeRequested, [&] { ++closes; });
-    close->click();
-    EXPECT_EQ(closes, 1);
 }
 
 TEST(WidgetsMiniCard, ClickAnywhereOnItOrSpaceAndEnterActivateIt) {

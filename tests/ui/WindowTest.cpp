@@ -8,8 +8,8 @@
 #include "screens/widgets/MilestoneBanner.h"
 #include "shell/Preferences.h"
 #include "shell/Tray.h"
+#include "support/FakeReader.h"
 #include "support/ScratchDirectory.h"
-#include "support/TestSupport.h"
 
 #include <gtest/gtest.h>
 
@@ -19,6 +19,7 @@
 #include <QLabel>
 #include <QSystemTrayIcon>
 #include <QTest>
+#include <QToolButton>
 
 #include <filesystem>
 
@@ -28,28 +29,14 @@ namespace {
 namespace fs = std::filesystem;
 using namespace std::chrono_literals;
 
-class FakeReader final : public Reader {
-public:
-    bool needsCare = false;
-
-    std::optional<BatteryInfo> battery() const override {
-        return needsCare ? BatteryInfo{0.55, 1400, 12, false} : BatteryInfo{0.97, 120, 80, true};
-    }
-    Storage storage() const override {
-        return needsCare ? Storage{8'000'000'000, 500'000'000'000} : Storage{400'000'000'000, 1'000'000'000'000};
-    }
-    Memory memory() const override {
-        return needsCare ? Memory{Pressure::critical, 6'000'000'000} : Memory{};
-    }
-    std::string modelName() const override { return "ThinkPad X1 Carbon Gen 9"; }
-    std::optional<Instant> bootTime() const override {
-        return test::at(needsCare ? "2024-02-01T08:00:00+01:00" : "2024-03-05T08:00:00+01:00");
-    }
-    std::optional<Heat> heat() const override { return needsCare ? Heat::hot : Heat::cool; }
-    double uptime() const override { return 0; }
-    CPUTicks cpuTicks() const override { return {}; }
-    std::optional<Instant> setUpDate() const override { return test::at("2022-06-01T00:00:00Z"); }
-};
+// The same machine on a day it needs care: worn battery, full disk, memory pressure, a month up, hot.
+void needCare(test::FakeReader& reader) {
+    reader.batteryInfo = BatteryInfo{0.55, 1400, 12, false};
+    reader.disk = {8'000'000'000, 500'000'000'000};
+    reader.ram = {Pressure::critical, 6'000'000'000};
+    reader.boot = test::at("2024-02-01T08:00:00+01:00");
+    reader.warmth = Heat::hot;
+}
 
 class WindowTest : public testing::Test {
 protected:
@@ -122,7 +109,7 @@ protected:
     test::ScratchDirectory scratch{"vitrek-window"};
     fs::path dir = scratch.path() / "data";
     Instant clock = test::at("2024-03-05T12:00:00+01:00");
-    std::shared_ptr<FakeReader> reader = std::make_shared<FakeReader>();
+    std::shared_ptr<test::FakeReader> reader = std::make_shared<test::FakeReader>();
     std::unique_ptr<Store> store;
 };
 
@@ -157,22 +144,14 @@ TEST_F(WindowTest, AGoodDayShowsItsFiguresAndOnlyTheLastFourteenDays) {
     // A streak of 20 reached no milestone that day, so no banner.
     EXPECT_FALSE(window.findChild<MilestoneBanner*>()->isVisibleTo(&window));
 
-    // The open window follows the next check-up, rows and all.
-    reader->needsCare = true;
+    // The open window follows the next check-up, rows and all: a day that needs care asks for checking.
+    needCare(*reader);
     store->apply(reader->read(clock + 60s), {}, std::nullopt, false);
     QApplication::processEvents();
-    EXPECT_TRUE(texts(window).contains(QStringLiteral("Needs some care")));
-}
-
-TEST_F(WindowTest, ANeedsCareDayIsSaidSoAndTheVitalsAskForChecking) {
-    reader->needsCare = true;
-    checkUp();
-    MainWindow window{*store};
-    window.show();
-    const auto shown = texts(window);
-    EXPECT_LE(store->recovery(), 33);
-    EXPECT_TRUE(shown.contains(QStringLiteral("Needs some care")));
-    EXPECT_TRUE(std::any_of(shown.begin(), shown.end(), [](const QString& text) { return text.endsWith(" to check"); }));
+    const auto care = texts(window);
+    EXPECT_TRUE(care.contains(QStringLiteral("Needs some care")));
+    EXPECT_TRUE(std::any_of(care.begin(), care.end(),
+                            [](const QString& text) { return text.endsWith(" to check"); }));
     window.setTab(Texts::Tab::health);
     QStringList names;
     for (const auto* child : window.findChildren<QWidget*>()) {
@@ -212,8 +191,9 @@ TEST_F(WindowTest, DismissingAMilestoneKeepsItHiddenUntilTheNextOne) {
     QApplication::processEvents();
     auto* banner = window.findChild<MilestoneBanner*>();
     ASSERT_TRUE(banner->isVisibleTo(&window));
+    EXPECT_EQ(banner->title(), QStringLiteral("1 week of check-ups"));
     EXPECT_EQ(banner->detail(), QStringLiteral("Vitrek has checked your computer 7 days in a row. Next: 2 weeks in 7 days."));
-    emit banner->closeRequested();
+    banner->findChild<QToolButton*>()->click();
     QApplication::processEvents();
     EXPECT_EQ(Preferences::shared().seenMilestone(), 7);
     EXPECT_FALSE(banner->isVisibleTo(&window));
@@ -251,7 +231,7 @@ TEST_F(WindowTest, TheTrayIconIsRedrawnWhenRecoveryChangesAndFollowsTheSetting) 
     ASSERT_NE(tray.icon(), nullptr);
     const QImage before = tray.icon()->icon().pixmap(32).toImage();
     EXPECT_EQ(tray.icon()->toolTip(), QString::fromUtf8("Vitrek · Recovery %1%").arg(store->recovery()));
-    reader->needsCare = true;
+    needCare(*reader);
     store->apply(reader->read(clock), {}, std::nullopt, false);
     EXPECT_NE(tray.icon()->icon().pixmap(32).toImage(), before);
     EXPECT_EQ(tray.icon()->toolTip(), QString::fromUtf8("Vitrek · Recovery %1%").arg(store->recovery()));
