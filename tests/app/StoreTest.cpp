@@ -197,6 +197,17 @@ TEST_F(StoreTest, CheckUpsOfOneDayShareOneDayAndTheFirstAfterMidnightStartsANewO
     EXPECT_EQ(VitrekFiles{dir}.peekHistory(store.reading()->date, test::berlin()).history, store.history());
 }
 
+TEST_F(StoreTest, DerivedValuesAndTheAgeWaitForAReading) {
+    Store store{environment()};
+    store.updateAge();
+    EXPECT_EQ(store.age(), std::nullopt);
+    EXPECT_EQ(store.lastWeekGap(), std::nullopt);
+    EXPECT_EQ(store.typicalStress(), std::nullopt);
+    store.apply(reader->read(clock), {}, std::nullopt, false);
+    ASSERT_TRUE(store.age().has_value());
+    EXPECT_EQ(store.age()->source, MacAge::Source::setUp);
+}
+
 TEST_F(StoreTest, RecoveryChangedFiresOnlyWhenTheValueChanges) {
     Store store{environment()};
     int changes = 0;
