@@ -57,20 +57,21 @@ protected:
         ASSERT_TRUE(process.waitForStarted(10'000));
     }
 
-    // Reads standard output until it holds `count` check-up lines.
-    static bool waitForCheckUps(QProcess& process, std::string& out, int count) {
-        for (int round = 0; round < 200; ++round) {
-            out += process.readAllStandardOutput().toStdString();
-            int found = 0;
-            for (auto at = out.find("recovery"); at != std::string::npos; at = out.find("recovery", at + 1)) {
-                ++found;
-            }
-            if (found >= count) {
-                return true;
-            }
-            process.waitForReadyRead(100);
+    // How many check-up lines standard output has shown.
+    static std::size_t checkUps(const std::string& out) {
+        std::size_t found = 0;
+        for (auto at = out.find("recovery"); at != std::string::npos; at = out.find("recovery", at + 1)) {
+            ++found;
         }
-        return false;
+        return found;
+    }
+    // Reads standard output until it holds `count` check-up lines.
+    static bool waitForCheckUps(QProcess& process, std::string& out, std::size_t count) {
+        for (int round = 0; round < 200 && checkUps(out) < count; ++round) {
+            process.waitForReadyRead(100);
+            out += process.readAllStandardOutput().toStdString();
+        }
+        return checkUps(out) >= count;
     }
 
     test::ScratchDirectory scratch{"vitrek-headless"};
@@ -128,10 +129,7 @@ TEST_F(HeadlessTest, AFolderThatCannotBeWrittenIsToldOnceAndNothingIsLostWhenItC
 
     // The folder comes back: every check-up of the session reaches the day's file.
     fs::remove(data);
-    std::size_t printed = 0;
-    for (auto at = out.find("recovery"); at != std::string::npos; at = out.find("recovery", at + 1)) {
-        ++printed;
-    }
+    const std::size_t printed = checkUps(out);
     std::size_t stored = 0;
     for (int round = 0; round < 100 && stored < printed + 2; ++round) {
         QThread::msleep(50);

@@ -158,10 +158,16 @@ std::vector<Day> days() {
             day("2026-11-16", 100, 21)};
 }
 
-TEST(WidgetsHistoryBars, BarsStandOnTheBottomAtTheirDaysHeights) {
+class WidgetsHistoryBars : public testing::Test {
+protected:
+    void SetUp() override {
+        bars.setDays(days());
+        bars.resize(305, 120);
+    }
     HistoryBars bars;
-    bars.setDays(days());
-    bars.resize(305, 120);
+};
+
+TEST_F(WidgetsHistoryBars, BarsStandOnTheBottomAtTheirDaysHeights) {
     const double width = (305 - 5 * 3) / 4.0;
     for (std::size_t i = 0; i < bars.days().size(); ++i) {
         const QRectF bar = bars.barRect(i);
@@ -172,10 +178,7 @@ TEST(WidgetsHistoryBars, BarsStandOnTheBottomAtTheirDaysHeights) {
     }
 }
 
-TEST(WidgetsHistoryBars, ToolTipNamesTheDayUnderThePointer) {
-    HistoryBars bars;
-    bars.setDays(days());
-    bars.resize(305, 120);
+TEST_F(WidgetsHistoryBars, ToolTipNamesTheDayUnderThePointer) {
     bars.show();
     for (std::size_t i = 0; i < bars.days().size(); ++i) {
         // High above the short bars too: the whole column belongs to its day.
@@ -187,10 +190,7 @@ TEST(WidgetsHistoryBars, ToolTipNamesTheDayUnderThePointer) {
     QToolTip::hideText();
 }
 
-TEST(WidgetsHistoryBars, PaintsTheSameImageForTheSameDays) {
-    HistoryBars bars;
-    bars.setDays(days());
-    bars.resize(305, 120);
+TEST_F(WidgetsHistoryBars, PaintsTheSameImageForTheSameDays) {
     for (const qreal ratio : {1.0, 1.5, 2.0}) {
         const QImage first = render(bars, ratio);
         EXPECT_EQ(first, render(bars, ratio)) << ratio;
