@@ -1,31 +1,17 @@
 #include "Demo/DemoAnchors.h"
 
+#include "support/KitTesting.h"
+
 #include <gtest/gtest.h>
 
-#include <QCoreApplication>
-#include <QElapsedTimer>
 #include <QPushButton>
 #include <QWidget>
-
-#include <functional>
 #include <optional>
 
 namespace brivel::test {
 namespace {
 
-// Window moves may take a round trip through the platform before the widgets hear of them.
-bool settle(const std::function<bool()>& done) {
-    QElapsedTimer timer;
-    timer.start();
-    while (!done() && timer.elapsed() < 2000) {
-        QCoreApplication::processEvents(QEventLoop::AllEvents, 10);
-    }
-    return done();
-}
-
-std::optional<QRectF> anchor(const char* id) {
-    return DemoAnchors::shared().frame(id);
-}
+std::optional<QRectF> anchor(const char* id) { return DemoAnchors::shared().frame(id); }
 
 // The button's frame worked out from the window's geometry rather than by mapping the button.
 QRectF expectedFrame(const QWidget& window, const QWidget& button) {
@@ -42,15 +28,15 @@ TEST(DemoAnchorsTest, FrameFollowsTheWidgetAndItsWindowUntilTheWidgetGoes) {
 
     window.show();
     const auto frame = [] { return anchor("demo.save"); };
-    ASSERT_TRUE(settle([&] { return frame() == expectedFrame(window, *button); }));
+    ASSERT_TRUE(waitFor([&] { return frame() == expectedFrame(window, *button); }));
     EXPECT_EQ(frame()->topLeft(), QPointF(130, 160));
 
     // move() places the window's frame, which may have borders: move it by a known shift instead.
     window.move(window.frameGeometry().topLeft() + QPoint(200, 80));
-    EXPECT_TRUE(settle([&] { return frame() == QRectF(330, 240, 120, 32); }));
+    EXPECT_TRUE(waitFor([&] { return frame() == QRectF(330, 240, 120, 32); }));
 
     button->setGeometry(10, 10, 150, 40);
-    EXPECT_TRUE(settle([&] { return frame() == QRectF(310, 210, 150, 40); }));
+    EXPECT_TRUE(waitFor([&] { return frame() == QRectF(310, 210, 150, 40); }));
 
     delete button;
     EXPECT_FALSE(frame());
@@ -63,13 +49,13 @@ TEST(DemoAnchorsTest, AWidgetThatTookTheIdOverKeepsItWhenTheOldOneGoes) {
     old->setGeometry(0, 0, 50, 20);
     demoAnchor(old, "demo.item");
     window.show();
-    ASSERT_TRUE(settle([] { return anchor("demo.item").has_value(); }));
+    ASSERT_TRUE(waitFor([] { return anchor("demo.item").has_value(); }));
 
     auto* replacement = new QPushButton("New", &window);
     replacement->setGeometry(100, 100, 60, 24);
     demoAnchor(replacement, "demo.item");
     replacement->show();
-    ASSERT_TRUE(settle([&] { return anchor("demo.item") == expectedFrame(window, *replacement); }));
+    ASSERT_TRUE(waitFor([&] { return anchor("demo.item") == expectedFrame(window, *replacement); }));
 
     delete old;
     EXPECT_EQ(anchor("demo.item"), expectedFrame(window, *replacement));
@@ -91,10 +77,10 @@ TEST(DemoAnchorsTest, AWidgetMovedToAnotherWindowFollowsTheNewWindow) {
     label->setParent(&second);
     label->move(20, 30);
     label->show();
-    ASSERT_TRUE(settle([&] { return anchor("demo.moving") == expectedFrame(second, *label); }));
+    ASSERT_TRUE(waitFor([&] { return anchor("demo.moving") == expectedFrame(second, *label); }));
     const auto before = anchor("demo.moving");
     second.move(second.frameGeometry().topLeft() + QPoint(100, 50));
-    EXPECT_TRUE(settle([&] { return anchor("demo.moving") == before->translated(100, 50); }));
+    EXPECT_TRUE(waitFor([&] { return anchor("demo.moving") == before->translated(100, 50); }));
 }
 
 } // namespace

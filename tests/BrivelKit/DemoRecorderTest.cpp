@@ -1,15 +1,14 @@
 #include "Demo/DemoRecorder.h"
 
 #include "Demo/DemoAnchors.h"
+#include "support/KitTesting.h"
 #include "support/ScratchDirectory.h"
 
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
 #include <QApplication>
-#include <QElapsedTimer>
 #include <QLineEdit>
-#include <QProcess>
 #include <QPushButton>
 #include <QVBoxLayout>
 #include <QWidget>
@@ -26,19 +25,6 @@ using Json = nlohmann::json;
 const QColor kWindowColour(250, 250, 250);
 const QColor kButtonColour(0, 190, 0);
 const QList<QColor> kBackdrop{QColor(10, 10, 40), QColor(40, 10, 10)};
-
-bool waitFor(const std::function<bool()>& condition, int milliseconds = 20'000) {
-    QElapsedTimer elapsed;
-    elapsed.start();
-    while (!condition()) {
-        if (elapsed.hasExpired(milliseconds)) {
-            return false;
-        }
-        QCoreApplication::processEvents(QEventLoop::AllEvents, 10);
-        std::this_thread::sleep_for(std::chrono::milliseconds(2));
-    }
-    return true;
-}
 
 // Runs a script to its end; the failure it ended with, or null.
 std::exception_ptr play(DemoTask script) {
@@ -67,14 +53,6 @@ Json readJson(const fs::path& path) {
     std::ifstream file(path);
     return Json::parse(std::string{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()},
                        nullptr, false);
-}
-
-QByteArray run(const QString& program, const QStringList& arguments) {
-    QProcess process;
-    process.start(program, arguments);
-    EXPECT_TRUE(process.waitForFinished(60'000));
-    EXPECT_EQ(process.exitCode(), 0) << process.readAllStandardError().toStdString();
-    return process.readAllStandardOutput();
 }
 
 // A small window of the program: two anchored buttons and a line edit, in colours the backdrop never has.
@@ -154,9 +132,9 @@ TEST(DemoRecorderTest, RecordsTheProgramsWindowsWithTheLogsOfAScript) {
 
     const QString movie = QString::fromStdString((folder / "raw.mov").string());
     const Json probe = Json::parse(
-        run("ffprobe", {"-v", "error", "-count_frames", "-show_entries",
-                        "stream=codec_name,width,height,nb_read_frames:format=format_name,duration", "-of",
-                        "json", movie})
+        runProcess("ffprobe", {"-v", "error", "-count_frames", "-show_entries",
+                               "stream=codec_name,width,height,nb_read_frames:format=format_name,duration",
+                               "-of", "json", movie})
             .toStdString(),
         nullptr, false);
     ASSERT_TRUE(probe.is_object());
@@ -171,8 +149,8 @@ TEST(DemoRecorderTest, RecordsTheProgramsWindowsWithTheLogsOfAScript) {
     // At the click, the button's pixels are in the picture where the button is; the corner shows the
     // backdrop.
     const QByteArray pixels =
-        run("ffmpeg", {"-v", "error", "-ss", QString::number(clickTime, 'f', 3), "-i", movie, "-frames:v",
-                       "1", "-f", "rawvideo", "-pix_fmt", "rgb24", "-"});
+        runProcess("ffmpeg", {"-v", "error", "-ss", QString::number(clickTime, 'f', 3), "-i", movie,
+                              "-frames:v", "1", "-f", "rawvideo", "-pix_fmt", "rgb24", "-"});
     ASSERT_EQ(pixels.size(), 480 * 380 * 3);
     const auto pixel = [&](int x, int y) {
         const auto* rgb = reinterpret_cast<const unsigned char*>(pixels.constData()) + (y * 480 + x) * 3;

@@ -1,8 +1,8 @@
 #include "Updater/Bundle.h"
 #include "Updater/Manifest.h"
 #include "Updater/Platform.h"
-
 #include "support/KitFixtures.h"
+#include "support/KitTesting.h"
 #include "support/LoopbackServer.h"
 #include "support/ScratchDirectory.h"
 
@@ -10,10 +10,7 @@
 
 #include <QProcess>
 #include <QProcessEnvironment>
-
-#include <chrono>
 #include <filesystem>
-#include <thread>
 
 namespace brivel::test {
 namespace {
@@ -26,25 +23,6 @@ void installStub(const fs::path& program) {
     fs::permissions(program / "bin/vitrek", fs::perms(0755));
 }
 
-QString runPack(const QStringList& arguments) {
-    QProcess pack;
-    pack.start(BRIVEL_PACK, arguments);
-    EXPECT_TRUE(pack.waitForFinished(60'000));
-    EXPECT_EQ(pack.exitCode(), 0) << pack.readAllStandardError().toStdString();
-    return QString::fromUtf8(pack.readAllStandardOutput());
-}
-
-bool eventually(const std::function<bool()>& condition, std::chrono::seconds limit) {
-    const auto deadline = std::chrono::steady_clock::now() + limit;
-    while (!condition()) {
-        if (std::chrono::steady_clock::now() > deadline) {
-            return false;
-        }
-        std::this_thread::sleep_for(std::chrono::milliseconds(50));
-    }
-    return true;
-}
-
 // The whole path a user's copy takes: version 1.0 is installed, 1.1 is packed and signed by the maker's
 // tool and published; the running 1.0 finds it, downloads, verifies and stages it, quits, is replaced
 // by the install script and relaunched, and the relaunched program is 1.1.
@@ -54,7 +32,8 @@ TEST(EndToEndTest, InstalledProgramReplacesItselfWithTheSignedNewVersion) {
     const std::string identifier = "app.brivel.e2e";
 
     const fs::path secretKey = scratch.path() / "secret.key";
-    const std::string publicKey = runPack({"keygen", QString::fromStdString(secretKey)}).trimmed().toStdString();
+    const std::string publicKey =
+        runProcess(BRIVEL_PACK, {"keygen", QString::fromStdString(secretKey)}).trimmed().toStdString();
     ASSERT_FALSE(publicKey.empty());
 
     const fs::path installed = scratch.path() / "opt/Vitrek";
@@ -65,10 +44,11 @@ TEST(EndToEndTest, InstalledProgramReplacesItselfWithTheSignedNewVersion) {
     writeProgram(release, identifier, "1.1", server.url("/feed.json"), publicKey);
     installStub(release);
     const fs::path archive = scratch.path() / "Vitrek-1.1.zip";
-    const QString feed = runPack({"pack", QString::fromStdString(release), "1.1", "--key",
-                                  QString::fromStdString(secretKey), "--out", QString::fromStdString(archive),
-                                  "--url", QString::fromStdString(server.url("/Vitrek-1.1.zip")), "--page",
-                                  "https://example.org/vitrek", "--notes", "Nights, faster."});
+    const QString feed = QString::fromUtf8(
+        runProcess(BRIVEL_PACK, {"pack", QString::fromStdString(release), "1.1", "--key",
+                                 QString::fromStdString(secretKey), "--out", QString::fromStdString(archive),
+                                 "--url", QString::fromStdString(server.url("/Vitrek-1.1.zip")), "--page",
+                                 "https://example.org/vitrek", "--notes", "Nights, faster."}));
     server.serve("/feed.json", LoopbackServer::ok(feed.toStdString()));
     server.serve("/Vitrek-1.1.zip", LoopbackServer::ok(readFile(archive)));
     const auto packedTree = treeOf(release);
@@ -82,8 +62,7 @@ TEST(EndToEndTest, InstalledProgramReplacesItselfWithTheSignedNewVersion) {
     ASSERT_TRUE(program.waitForFinished(60'000));
     EXPECT_EQ(program.exitCode(), 0) << program.readAllStandardError().toStdString();
 
-    ASSERT_TRUE(eventually([&] { return readFile(marker).find("1.1 upToDate") != std::string::npos; },
-                           std::chrono::seconds(60)))
+    ASSERT_TRUE(waitFor([&] { return readFile(marker).find("1.1 upToDate") != std::string::npos; }, 60'000))
         << readFile(marker);
     EXPECT_EQ(readFile(marker), "1.0 started\n1.0 ready 1.1\n1.1 started\n1.1 upToDate\n");
     EXPECT_EQ(Bundle::at(installed).shortVersion, "1.1");

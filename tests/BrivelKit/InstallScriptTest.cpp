@@ -1,5 +1,6 @@
 #include "Updater/Platform.h"
 #include "support/KitFixtures.h"
+#include "support/KitTesting.h"
 #include "support/ScratchDirectory.h"
 
 #include <gtest/gtest.h>
@@ -23,18 +24,6 @@ namespace {
 
 namespace fs = std::filesystem;
 using Tree = std::map<std::string, std::string>;
-
-// Polls `condition` until it holds; false after `seconds`.
-bool eventually(const std::function<bool()>& condition, int seconds = 20) {
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(seconds);
-    while (!condition()) {
-        if (std::chrono::steady_clock::now() > deadline) {
-            return false;
-        }
-        std::this_thread::sleep_for(std::chrono::milliseconds(20));
-    }
-    return true;
-}
 
 // A child that plays the running program: it lives for `duration` ("1", "0.2") and exits.
 pid_t startProgram(const char* duration) {
@@ -94,12 +83,12 @@ TEST_F(InstallScriptTest, SwapsTheFolderOnceTheProgramHasExitedAndRelaunchesOnRe
         EXPECT_TRUE(fs::exists(staged()));
         waitForExit(program);
 
-        EXPECT_TRUE(eventually([&] {
+        EXPECT_TRUE(waitFor([&] {
             return treeOf(installed()) == update && !fs::exists(old()) && !fs::exists(versionFolder());
         }));
         EXPECT_EQ(::access((installed() / "bin/vitrek").c_str(), X_OK), 0);
         if (relaunch) {
-            ASSERT_TRUE(eventually([&] { return !readFile(marker()).empty(); }));
+            ASSERT_TRUE(waitFor([&] { return !readFile(marker()).empty(); }));
             EXPECT_EQ(readFile(marker()), (installed() / "bin/vitrek").string() + "\n");
         } else {
             std::this_thread::sleep_for(std::chrono::milliseconds(300));
@@ -142,7 +131,7 @@ TEST_F(InstallScriptTest, PutsTheOldFolderBackWhenTheCopyFails) {
         ASSERT_TRUE(start(program));
         waitForExit(program);
 
-        EXPECT_TRUE(eventually(
+        EXPECT_TRUE(waitFor(
             [&] { return fs::exists(installed()) && !fs::exists(old()) && !fs::exists(versionFolder()); }));
         EXPECT_EQ(treeOf(installed()), before);
         EXPECT_FALSE(fs::exists(installed() / "Vitrek.brivel-old"));

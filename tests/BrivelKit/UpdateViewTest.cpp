@@ -5,6 +5,7 @@
 #include "Updater/Updater.h"
 #include "Window/WindowHost.h"
 #include "support/KitFixtures.h"
+#include "support/KitTesting.h"
 #include "support/LoopbackServer.h"
 #include "support/ScratchDirectory.h"
 
@@ -12,12 +13,10 @@
 
 #include <QApplication>
 #include <QCheckBox>
-#include <QElapsedTimer>
 #include <QLabel>
 #include <QProgressBar>
 #include <QPushButton>
 #include <cstdint>
-#include <functional>
 #include <string>
 
 namespace brivel::test {
@@ -56,15 +55,6 @@ template <typename T> QStringList texts(const QWidget& widget) {
         result << child->text();
     }
     return result;
-}
-
-bool waitFor(const std::function<bool()>& condition) {
-    QElapsedTimer clock;
-    clock.start();
-    while (!condition() && clock.elapsed() < 5'000) {
-        QApplication::processEvents(QEventLoop::AllEvents, 20);
-    }
-    return condition();
 }
 
 TEST(UpdateViewTest, DownloadAndInstallDownloadsTheOfferedVersionAndThenOffersARestart) {

@@ -3,6 +3,7 @@
 #include "Updater/Archive.h"
 #include "Updater/Platform.h"
 #include "support/KitFixtures.h"
+#include "support/KitTesting.h"
 #include "support/LoopbackServer.h"
 #include "support/ScratchDirectory.h"
 
@@ -10,11 +11,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <QCoreApplication>
-#include <QElapsedTimer>
-#include <QEventLoop>
 #include <QSettings>
-#include <QTimer>
 #include <algorithm>
 #include <cstdint>
 #include <filesystem>
@@ -35,26 +32,6 @@ using Kind = UpdatePhase::Kind;
 
 constexpr const char* kFeedPath = "/feed.json";
 constexpr const char* kArchivePath = "/Vitrek.zip";
-
-// Runs the main thread's event loop until `condition` holds; false when `milliseconds` pass first.
-bool waitFor(const std::function<bool()>& condition, int milliseconds = 10'000) {
-    QTimer tick; // wakes the wait below even when nothing else happens
-    tick.start(5);
-    QElapsedTimer elapsed;
-    elapsed.start();
-    while (!condition()) {
-        if (elapsed.hasExpired(milliseconds)) {
-            return false;
-        }
-        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
-    }
-    return true;
-}
-
-// Lets the event loop run for a while, for checks that something does not happen.
-void settle(int milliseconds = 300) {
-    (void)waitFor([] { return false; }, milliseconds);
-}
 
 bool settled(Kind kind) { return kind != Kind::checking && kind != Kind::downloading; }
 

@@ -1,5 +1,6 @@
 #include "Demo/VideoWriter.h"
 
+#include "support/KitTesting.h"
 #include "support/ScratchDirectory.h"
 
 #include <gtest/gtest.h>
@@ -8,7 +9,6 @@
 
 #include <QColor>
 #include <QImage>
-#include <QProcess>
 #include <algorithm>
 #include <chrono>
 #include <csignal>
@@ -31,19 +31,11 @@ QImage solid(int width, int height, const QColor& colour, QImage::Format format 
     return image;
 }
 
-QByteArray run(const QString& program, const QStringList& arguments) {
-    QProcess process;
-    process.start(program, arguments);
-    EXPECT_TRUE(process.waitForFinished(60'000)) << program.toStdString();
-    EXPECT_EQ(process.exitCode(), 0) << process.readAllStandardError().toStdString();
-    return process.readAllStandardOutput();
-}
-
 Json probe(const std::filesystem::path& movie) {
     const QByteArray json =
-        run("ffprobe", {"-v", "error", "-show_entries",
-                        "stream=codec_name,width,height,nb_frames:format=format_name,duration", "-of", "json",
-                        QString::fromStdString(movie.string())});
+        runProcess("ffprobe", {"-v", "error", "-show_entries",
+                               "stream=codec_name,width,height,nb_frames:format=format_name,duration", "-of",
+                               "json", QString::fromStdString(movie.string())});
     return Json::parse(json.toStdString(), nullptr, false);
 }
 
@@ -57,9 +49,9 @@ long frameCount(const std::filesystem::path& movie) {
 // How far (the largest channel difference) the centre pixel of the 320 × 240 frame ffmpeg shows at
 // `seconds` is from `expected`.
 int centreDistance(const std::filesystem::path& movie, double seconds, const QColor& expected) {
-    const QByteArray rgb = run("ffmpeg", {"-v", "error", "-ss", QString::number(seconds, 'f', 3), "-i",
-                                          QString::fromStdString(movie.string()), "-frames:v", "1", "-f",
-                                          "rawvideo", "-pix_fmt", "rgb24", "-"});
+    const QByteArray rgb = runProcess("ffmpeg", {"-v", "error", "-ss", QString::number(seconds, 'f', 3), "-i",
+                                                 QString::fromStdString(movie.string()), "-frames:v", "1",
+                                                 "-f", "rawvideo", "-pix_fmt", "rgb24", "-"});
     if (rgb.size() != 320 * 240 * 3) {
         return 255;
     }
