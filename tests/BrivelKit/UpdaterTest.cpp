@@ -173,7 +173,7 @@ TEST_F(UpdaterTest, ComparesTheFeedWithTheRunningVersionAndSystem) {
         const auto requests = m_server.requests();
         ASSERT_FALSE(requests.empty());
         EXPECT_EQ(requests.back().path, kFeedPath);
-        EXPECT_EQ(requests.back().headers.at("user-agent"), "Vitrek/" + current);
+        EXPECT_EQ(requests.back().userAgent, "Vitrek/" + current);
     }
 }
 

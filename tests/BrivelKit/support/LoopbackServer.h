@@ -1,11 +1,13 @@
 #pragma once
 
 #include <chrono>
+#include <condition_variable>
 #include <cstddef>
 #include <map>
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <set>
 #include <string>
 #include <thread>
 #include <vector>
@@ -28,9 +30,8 @@ public:
     };
 
     struct Request {
-        std::string method;
         std::string path;
-        std::map<std::string, std::string> headers;   // names in lower case
+        std::string userAgent;
     };
 
     LoopbackServer();
@@ -52,17 +53,19 @@ public:
     std::size_t bytesSent(const std::string& path) const;
 
 private:
-    struct Connection;
     void acceptLoop();
     void handle(int socket);
+    // Waits for `pause`; false when the server stops meanwhile.
+    bool pauseFor(std::chrono::microseconds pause);
 
     int m_listener = -1;
     int m_port = 0;
-    int m_wakePipe[2] = {-1, -1};
     mutable std::mutex m_mutex;
+    std::condition_variable m_stopped;
     std::map<std::string, Response> m_routes;
     std::vector<Request> m_requests;
     std::map<std::string, std::size_t> m_sent;
+    std::set<int> m_open; // connections being served: stopping shuts them down, which wakes every wait
     std::vector<std::thread> m_handlers;
     std::thread m_acceptor;
     bool m_stopping = false;
