@@ -130,12 +130,10 @@ protected:
             m_server.serve(path, archiveResponse.value_or(LoopbackServer::ok(archive)));
         }
     }
-    int requestsFor(const std::string& path) const {
-        int count = 0;
-        for (const auto& request : m_server.requests()) {
-            count += request.path == path ? 1 : 0;
-        }
-        return count;
+    long requestsFor(const std::string& path) const {
+        const auto requests = m_server.requests();
+        return std::count_if(requests.begin(), requests.end(),
+                             [&](const auto& request) { return request.path == path; });
     }
 
     vitrek::test::ScratchDirectory m_scratch{"brivel-updater"};
@@ -232,7 +230,7 @@ TEST_F(UpdaterTest, ChecksWaitWhileADownloadIsUnderWay) {
     ASSERT_TRUE(waitFor([&] { return m_server.bytesSent(kArchivePath) == archive.size() / 2; }));
     settle(100);
     ASSERT_EQ(session.updater.phase().kind, Kind::downloading);
-    const int feedRequests = requestsFor(kFeedPath);
+    const auto feedRequests = requestsFor(kFeedPath);
     session.updater.check(false);
     session.updater.check(true);
     settle();
@@ -251,14 +249,11 @@ TEST_F(UpdaterTest, AnnouncesEachVersionOnceButShowsEveryCheckTheUserAsksFor) {
     Session session(install());
     const auto feed = offer("1.1");
 
-    EXPECT_EQ(session.check(false), UpdatePhase::available(feed));
-    EXPECT_EQ(session.windows, 1);
-    EXPECT_EQ(session.check(false), UpdatePhase::available(feed));
-    EXPECT_EQ(session.windows, 1);
-    EXPECT_EQ(session.check(true), UpdatePhase::available(feed));
-    EXPECT_EQ(session.windows, 2);
-    EXPECT_EQ(session.check(true).kind, Kind::available);
-    EXPECT_EQ(session.windows, 3);
+    // Each check: whether the user asked for it, and how many windows have been shown after it.
+    for (const auto& [asked, windows] : {std::pair{false, 1}, {false, 1}, {true, 2}, {true, 3}}) {
+        EXPECT_EQ(session.check(asked), UpdatePhase::available(feed));
+        EXPECT_EQ(session.windows, windows);
+    }
 
     // Remembered across launches, and per version; a check the user asked for shows the window once.
     Session relaunched(install());
@@ -383,6 +378,11 @@ TEST_F(UpdaterTest, ReportsAFailedCheckOnlyToTheUserAndAFailedTransferAlways) {
         UpdatePhase expected;
     };
     const auto goodFeed = LoopbackServer::ok(feedFor("1.1", archive).encode());
+    // A body with an error status: read by the length, refused by the status.
+    const auto withStatus = [](LoopbackServer::Response response, int status) {
+        response.status = status;
+        return response;
+    };
     const Case cases[] = {
         {"feed missing, asked", LoopbackServer::status(404), std::nullopt, true,
          UpdatePhase::failed(checkFailed)},
@@ -393,21 +393,11 @@ TEST_F(UpdaterTest, ReportsAFailedCheckOnlyToTheUserAndAFailedTransferAlways) {
          UpdatePhase::idle()},
         {"feed without a version, asked", LoopbackServer::ok(R"({"url": "https://example.org"})"),
          std::nullopt, true, UpdatePhase::failed(checkFailed)},
-        {"feed answered with an error, asked",
-         [&] {
-             auto failed = goodFeed;
-             failed.status = 500;
-             return failed;
-         }(),
-         std::nullopt, true, UpdatePhase::failed(checkFailed)},
+        {"feed answered with an error, asked", withStatus(goodFeed, 500), std::nullopt, true,
+         UpdatePhase::failed(checkFailed)},
         {"archive missing", goodFeed, LoopbackServer::status(404), false, UpdatePhase::failed(fileFailed)},
-        {"archive answered with an error", goodFeed,
-         [&] {
-             auto failed = LoopbackServer::ok(archive);
-             failed.status = 503;
-             return failed;
-         }(),
-         true, UpdatePhase::failed(fileFailed)},
+        {"archive answered with an error", goodFeed, withStatus(LoopbackServer::ok(archive), 503), true,
+         UpdatePhase::failed(fileFailed)},
     };
     const auto bundle = install();
     for (const auto& [name, feed, archiveResponse, userInitiated, expected] : cases) {
@@ -426,85 +416,64 @@ TEST_F(UpdaterTest, RefusesAnythingButTheSignedReleaseOfThisApp) {
     const std::string badSignature = "The update’s signature didn’t match, so it wasn’t installed.";
     const std::string mismatch = "The downloaded update didn’t match this app.";
     const std::string damaged = "The downloaded app’s code signature is damaged.";
-    struct Signed {
-        std::string archive;
-        std::string signature;
-    };
-    const auto signedByUs = [this](std::string archive) {
-        auto signature = sign(archive, m_keys.secretKey);
-        return Signed{std::move(archive), std::move(signature)};
-    };
-    // Packed properly, then changed the way a tampered download would be.
-    const auto changedAfterPacking = [this, signedByUs](const std::function<void(const fs::path&)>& change) {
-        const auto release = writeRelease("1.1");
-        (void)pack(release);
-        change(release);
-        return signedByUs(rezip(release));
-    };
+    using Change = std::function<void(const fs::path&)>;
+    using Signer = std::function<std::string(const std::string&)>;
+    const Signer ours = [this](const std::string& archive) { return sign(archive, m_keys.secretKey); };
+    // The release is packed, then changed (and zipped again as it is) the way a tampered download would be.
     struct Case {
         std::string name;
-        std::function<Signed()> make;
+        std::string version;
+        std::optional<std::string> identifierInside;
+        Change afterPacking;
+        Signer signature;
         std::string failure;
     };
     const Case cases[] = {
         {"signature of other bytes",
-         [&] {
-             return Signed{pack(writeRelease("1.1")), sign("other bytes", m_keys.secretKey)};
-         },
+         "1.1",
+         std::nullopt,
+         {},
+         [&](auto&) { return ours("other bytes"); },
          badSignature},
         {"signed with another key",
-         [&] {
-             const auto archive = pack(writeRelease("1.1"));
-             return Signed{archive, sign(archive, makeKeyPair().secretKey)};
-         },
+         "1.1",
+         std::nullopt,
+         {},
+         [](auto& archive) { return sign(archive, makeKeyPair().secretKey); },
          badSignature},
         {"signature not base64",
-         [&] {
-             return Signed{pack(writeRelease("1.1")), "not*a*signature"};
-         },
+         "1.1",
+         std::nullopt,
+         {},
+         [](auto&) { return std::string("not*a*signature"); },
          badSignature},
-        {"no program folder",
-         [&] {
-             const auto release = writeRelease("1.1");
-             fs::remove(release / "Info.json");
-             return signedByUs(rezip(release));
-         },
-         "The update didn’t contain an app."},
-        {"another app", [&] { return signedByUs(pack(writeRelease("1.1", {}, "org.example.other"))); },
-         mismatch},
-        {"another version", [&] { return signedByUs(pack(writeRelease("1.2"))); }, mismatch},
-        {"a file changed",
-         [&] {
-             return changedAfterPacking([](const fs::path& folder) {
-                 std::ofstream(folder / "lib/libdemo.so", std::ios::app) << "patched";
-             });
-         },
+        {"no program folder", "1.1", std::nullopt, [](auto& folder) { fs::remove(folder / "Info.json"); },
+         ours, "The update didn’t contain an app."},
+        {"another app", "1.1", "org.example.other", {}, ours, mismatch},
+        {"another version", "1.2", std::nullopt, {}, ours, mismatch},
+        {"a file changed", "1.1", std::nullopt,
+         [](auto& folder) { std::ofstream(folder / "lib/libdemo.so", std::ios::app) << "patched"; }, ours,
          damaged},
-        {"a file added",
-         [&] {
-             return changedAfterPacking(
-                 [](const fs::path& folder) { std::ofstream(folder / "lib/libinject.so") << "injected"; });
+        {"a file added", "1.1", std::nullopt,
+         [](auto& folder) { std::ofstream(folder / "lib/libinject.so") << "injected"; }, ours, damaged},
+        {"a file removed", "1.1", std::nullopt, [](auto& folder) { fs::remove(folder / "share/notes.txt"); },
+         ours, damaged},
+        {"a mode changed", "1.1", std::nullopt,
+         [](auto& folder) {
+             fs::permissions(folder / "share/notes.txt", fs::perms(0755), fs::perm_options::replace);
          },
-         damaged},
-        {"a file removed",
-         [&] {
-             return changedAfterPacking(
-                 [](const fs::path& folder) { fs::remove(folder / "share/notes.txt"); });
-         },
-         damaged},
-        {"a mode changed",
-         [&] {
-             return changedAfterPacking([](const fs::path& folder) {
-                 fs::permissions(folder / "share/notes.txt", fs::perms(0755), fs::perm_options::replace);
-             });
-         },
-         damaged},
+         ours, damaged},
     };
     const auto bundle = install();
-    for (const auto& [name, make, failure] : cases) {
+    for (const auto& [name, version, identifierInside, afterPacking, signature, failure] : cases) {
         SCOPED_TRACE(name);
-        const auto [archive, signature] = make();
-        publish(feedFor("1.1", archive, signature), archive);
+        const auto release = writeRelease(version, {}, identifierInside);
+        auto archive = pack(release);
+        if (afterPacking) {
+            afterPacking(release);
+            archive = rezip(release);
+        }
+        publish(feedFor("1.1", archive, signature(archive)), archive);
         Session session(bundle);
         EXPECT_EQ(session.check(false), UpdatePhase::failed(failure));
         EXPECT_FALSE(session.updater.stagedApp());
