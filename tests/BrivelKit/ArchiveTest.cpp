@@ -2,6 +2,7 @@
 
 #include "Updater/Manifest.h"
 #include "support/KitFixtures.h"
+#include "support/KitTesting.h"
 #include "support/ScratchDirectory.h"
 
 #include <archive.h>
@@ -186,17 +187,6 @@ TEST(ArchiveTest, EntriesThatCouldLandOutsideFailTheWholeUnpackingAndWriteNothin
         fs::remove_all(destination);
         fs::create_directories(destination);
     }
-}
-
-// Bytes that don't compress, so most of an archive holding them is compressed data.
-std::string noise(std::size_t size) {
-    std::string bytes(size, '\0');
-    std::uint32_t state = 12345;
-    for (char& byte : bytes) {
-        state = state * 1664525u + 1013904223u;
-        byte = static_cast<char>(state >> 24);
-    }
-    return bytes;
 }
 
 TEST(ArchiveTest, BytesThatAreNoSoundZipFail) {

@@ -1,6 +1,7 @@
 #include "Demo/DemoRecorder.h"
 
 #include "Demo/DemoAnchors.h"
+#include "support/KitFixtures.h"
 #include "support/KitTesting.h"
 #include "support/ScratchDirectory.h"
 
@@ -12,8 +13,6 @@
 #include <QPushButton>
 #include <QVBoxLayout>
 #include <QWidget>
-#include <fstream>
-#include <iterator>
 #include <optional>
 #include <thread>
 
@@ -50,11 +49,7 @@ std::string failureText(const std::exception_ptr& failure) {
     return {};
 }
 
-Json readJson(const fs::path& path) {
-    std::ifstream file(path);
-    return Json::parse(std::string{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()},
-                       nullptr, false);
-}
+Json readJson(const fs::path& path) { return Json::parse(readFile(path), nullptr, false); }
 
 // A small window of the program: two anchored buttons and a line edit, in colours the backdrop never has.
 struct DemoWindow {

@@ -5,7 +5,6 @@
 
 #include <gtest/gtest.h>
 #include <spawn.h>
-#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -100,7 +99,7 @@ TEST_F(InstallScriptTest, SwapsTheFolderOnceTheProgramHasExitedAndRelaunchesOnRe
 TEST_F(InstallScriptTest, PutsTheOldFolderBackWhenTheCopyFails) {
     // Permissions can't make the copy fail here: the tests may run as root, who reads everything. A file
     // size limit binds root too, and children inherit it: the installer starts under a 1 MiB limit, so `cp`
-    // writes the small files and dies on the 2 MiB one, leaving a partial copy that must be cleared before
+    // writes the small files and fails on the 2 MiB one, leaving a partial copy that must be cleared before
     // the old folder can move back. The limit is lifted again as soon as the installer has started, and
     // nothing in this process writes a file in between.
     struct Case {
@@ -110,14 +109,8 @@ TEST_F(InstallScriptTest, PutsTheOldFolderBackWhenTheCopyFails) {
     const Case cases[] = {
         {"copy stopped partway",
          [&](pid_t program) {
-             rlimit original{};
-             ::getrlimit(RLIMIT_FSIZE, &original);
-             rlimit limited = original;
-             limited.rlim_cur = 1 << 20;
-             ::setrlimit(RLIMIT_FSIZE, &limited);
-             const bool launched = launch(program, staged(), false);
-             ::setrlimit(RLIMIT_FSIZE, &original);
-             return launched;
+             const FileSizeLimit limit(1 << 20);
+             return launch(program, staged(), false);
          }},
         {"staged folder missing",
          [&](pid_t program) { return launch(program, versionFolder() / "Gone", false); }},

@@ -95,8 +95,6 @@ TEST(UpdateViewTest, TheUpdateWindowIsKeptOnceAndItsOKClosesIt) {
     UpdateView::showWindow(updater);
     auto* window = WindowHost::window("update");
     ASSERT_NE(window, nullptr);
-    EXPECT_EQ(window->windowTitle(), "Software Update");
-    EXPECT_EQ(window->width(), 420);
     EXPECT_TRUE(window->isVisible());
 
     UpdateView::showWindow(updater);

@@ -5,13 +5,11 @@
 
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
-#include <sys/resource.h>
 
 #include <QColor>
 #include <QImage>
 #include <algorithm>
 #include <chrono>
-#include <csignal>
 #include <cstdlib>
 #include <random>
 #include <string>
@@ -80,26 +78,6 @@ void waitForEncoder(const VideoWriter& writer, std::size_t accepted) {
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
     }
 }
-
-// Caps the size of the files this process writes, so writing fails the way it does on a full disk.
-class FileSizeLimit {
-public:
-    explicit FileSizeLimit(rlim_t bytes) : m_savedSignal(std::signal(SIGXFSZ, SIG_IGN)) {
-        ::getrlimit(RLIMIT_FSIZE, &m_saved);
-        const rlimit limit{bytes, m_saved.rlim_max};
-        ::setrlimit(RLIMIT_FSIZE, &limit);
-    }
-    ~FileSizeLimit() {
-        ::setrlimit(RLIMIT_FSIZE, &m_saved);
-        std::signal(SIGXFSZ, m_savedSignal);
-    }
-    FileSizeLimit(const FileSizeLimit&) = delete;
-    FileSizeLimit& operator=(const FileSizeLimit&) = delete;
-
-private:
-    void (*m_savedSignal)(int);
-    rlimit m_saved{};
-};
 
 TEST(VideoWriterTest, WritesAnH264MovieThatKeepsTheFramesTimes) {
     Recording recording(320, 240);
