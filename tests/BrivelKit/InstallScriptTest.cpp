@@ -4,10 +4,9 @@
 #include "support/ScratchDirectory.h"
 
 #include <gtest/gtest.h>
-#include <spawn.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
+#include <QProcess>
 #include <chrono>
 #include <filesystem>
 #include <fstream>
@@ -16,27 +15,11 @@
 #include <string>
 #include <thread>
 
-extern char** environ;
-
 namespace brivel::test {
 namespace {
 
 namespace fs = std::filesystem;
 using Tree = std::map<std::string, std::string>;
-
-// A child that plays the running program: it lives for `duration` ("1", "0.2") and exits.
-pid_t startProgram(const char* duration) {
-    pid_t child = -1;
-    char* const arguments[] = {const_cast<char*>("sleep"), const_cast<char*>(duration), nullptr};
-    EXPECT_EQ(::posix_spawn(&child, "/bin/sleep", nullptr, nullptr, arguments, environ), 0);
-    return child;
-}
-
-// Reaps the child, as the program's own exit would end it: an unreaped one would still answer `kill -0`.
-void waitForExit(pid_t child) {
-    int status = 0;
-    ::waitpid(child, &status, 0);
-}
 
 class InstallScriptTest : public ::testing::Test {
 protected:
@@ -74,13 +57,16 @@ TEST_F(InstallScriptTest, SwapsTheFolderOnceTheProgramHasExitedAndRelaunchesOnRe
         const Tree update = treeOf(staged());
         ASSERT_NE(before, update);
 
-        const pid_t program = startProgram("1");
-        ASSERT_TRUE(launch(program, staged(), relaunch));
+        // Plays the running program; QProcess reaps it as it exits, so it no longer answers `kill -0`.
+        QProcess program;
+        program.start("sleep", {"1"});
+        ASSERT_TRUE(program.waitForStarted());
+        ASSERT_TRUE(launch(static_cast<pid_t>(program.processId()), staged(), relaunch));
         // The program is still running: nothing may change under it.
         std::this_thread::sleep_for(std::chrono::milliseconds(300));
         EXPECT_EQ(treeOf(installed()), before);
         EXPECT_TRUE(fs::exists(staged()));
-        waitForExit(program);
+        program.waitForFinished();
 
         EXPECT_TRUE(waitFor([&] {
             return treeOf(installed()) == update && !fs::exists(old()) && !fs::exists(versionFolder());
@@ -120,9 +106,11 @@ TEST_F(InstallScriptTest, PutsTheOldFolderBackWhenTheCopyFails) {
         prepare({{"share/large.bin", std::string(2 << 20, 'x')}});
         const Tree before = treeOf(installed());
 
-        const pid_t program = startProgram("0.2");
-        ASSERT_TRUE(start(program));
-        waitForExit(program);
+        QProcess program;
+        program.start("sleep", {"0.2"});
+        ASSERT_TRUE(program.waitForStarted());
+        ASSERT_TRUE(start(static_cast<pid_t>(program.processId())));
+        program.waitForFinished();
 
         EXPECT_TRUE(waitFor(
             [&] { return fs::exists(installed()) && !fs::exists(old()) && !fs::exists(versionFolder()); }));
