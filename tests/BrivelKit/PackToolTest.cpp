@@ -107,11 +107,9 @@ TEST(PackToolTest, PackPublishesASignedFeedForTheArchiveItWrote) {
     expectPublished(packed.out, keygen.out, zip);
     const auto feed = UpdateFeed::decode(packed.out);
     ASSERT_TRUE(feed);
-    EXPECT_EQ(feed->version, "1.1");
-    EXPECT_EQ(feed->url, "https://example.org/vitrek");
-    EXPECT_EQ(feed->notes, "Faster nights.");
-    EXPECT_EQ(feed->minimumSystemVersion, "2.31");
-    EXPECT_EQ(feed->download->url, "https://example.org/Vitrek-1.1.zip");
+    EXPECT_EQ(*feed, (UpdateFeed{"1.1", "https://example.org/vitrek", "Faster nights.", "2.31",
+                                 UpdateFeed::Download{"https://example.org/Vitrek-1.1.zip",
+                                                      feed->download->length, feed->download->edSignature}}));
 
     // The manifest travels inside the signed archive only, in place of any stale one in the folder, and
     // vouches for the unpacked tree.
