@@ -82,26 +82,47 @@ int History::streak(Instant today, const Calendar& calendar) const {
 }
 
 int History::run(Instant today, const Calendar& calendar, const std::function<bool(const Day&)>& holds) const {
-    std::map<std::string, const Day*, std::less<>> recorded;
-    for (const auto& day : days) {
-        recorded[day.id] = &day;
+    // The record of a day, asked for newest first. The days are kept in order, so one backward pass finds
+    // them all without indexing 400 keys at every check-up; any other order is indexed, the last record of a
+    // day winning as it does when saved.
+    const auto byID = [](const Day& a, const Day& b) { return a.id < b.id; };
+    const bool ordered = std::is_sorted(days.begin(), days.end(), byID);
+    std::map<std::string_view, const Day*> index;
+    if (!ordered) {
+        for (const auto& day : days) {
+            index[day.id] = &day;
+        }
     }
-    const auto holdsOn = [&](std::optional<Instant> date) {
-        const auto found = date ? recorded.find(dayID(*date, calendar)) : recorded.end();
-        return found != recorded.end() && holds(*found->second);
+    auto next = days.rbegin();
+    const auto recordOf = [&](std::optional<Instant> date) -> const Day* {
+        if (!date) {
+            return nullptr;
+        }
+        const auto id = dayID(*date, calendar);
+        if (!ordered) {
+            const auto found = index.find(id);
+            return found == index.end() ? nullptr : found->second;
+        }
+        while (next != days.rend() && next->id > id) {
+            ++next;
+        }
+        return next != days.rend() && next->id == id ? &*next : nullptr;
     };
     auto cursor = calendar.startOfDay(today);
     if (!cursor) {
         return 0;
     }
+    const Day* day = recordOf(cursor);
     // A day without a record yet does not break the run: count from yesterday then.
-    if (!recorded.contains(dayID(*cursor, calendar))) {
+    if (!day) {
         cursor = calendar.addingDays(*cursor, -1);
+        day = recordOf(cursor);
     }
     int count = 0;
-    while (cursor && holdsOn(cursor)) {
+    while (day && holds(*day)) {
         ++count;
         cursor = calendar.addingDays(*cursor, -1);
+        day = cursor ? recordOf(cursor) : nullptr;
     }
     return count;
 }

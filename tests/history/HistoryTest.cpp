@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
+#include <algorithm>
 #include <cmath>
 #include <optional>
 #include <string>
@@ -78,6 +79,13 @@ TEST(HistoryTest, StreakCountsBackFromTodayOrYesterday) {
     EXPECT_EQ(winter.streak(at("2025-01-07T09:00:00+01:00"), berlin()), 0);
     EXPECT_EQ(winter.streak(at("2025-01-04T00:00:00+01:00"), berlin()), 1);
     EXPECT_EQ(winter.streak(at("2024-12-30T12:00:00+01:00"), berlin()), 0);
+    // A list out of order (a hand-edited file) counts the same; a run ends at the first day that fails.
+    History shuffled = winter;
+    std::reverse(shuffled.days.begin(), shuffled.days.end());
+    EXPECT_EQ(shuffled.streak(at("2025-01-05T12:00:00+01:00"), berlin()), 2);
+    EXPECT_EQ(shuffled.streak(at("2025-01-02T12:00:00+01:00"), berlin()), 3);
+    const auto notNewYear = [](const Day& day) { return day.id != "2025-01-01"; };
+    EXPECT_EQ(winter.run(at("2025-01-03T12:00:00+01:00"), berlin(), notNewYear), 1);
     // Runs across the short spring night and the long autumn one, in both zones.
     const History spring{{dayOf("2025-03-08"), dayOf("2025-03-09"), dayOf("2025-03-10"), dayOf("2025-03-29"),
                           dayOf("2025-03-30"), dayOf("2025-03-31")}};
