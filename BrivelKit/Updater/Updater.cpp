@@ -3,6 +3,7 @@
 #include "Updater/Archive.h"
 #include "Updater/Manifest.h"
 #include "Updater/Platform.h"
+#include "Window/Quit.h"
 
 #include <QCoreApplication>
 #include <QNetworkAccessManager>
@@ -305,7 +306,7 @@ void Updater::fail(const UpdateError& error) { setPhase(Phase::failed(error.mess
 
 void Updater::installAndRelaunch() {
     m_relaunchAfterInstall = true;
-    QCoreApplication::quit();
+    Quit::now();
 }
 
 UpdateSource Updater::source() const {

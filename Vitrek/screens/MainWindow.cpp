@@ -208,9 +208,21 @@ void MainWindow::buildMenus() {
     auto* about = help->addAction(QStringLiteral("About Vitrek"));
     about->setMenuRole(QAction::AboutRole);
     connect(about, &QAction::triggered, this, [this] {
-        QMessageBox::about(this, QStringLiteral("About Vitrek"),
-                           QStringLiteral("Vitrek %1\nA daily check-up of this computer.")
-                               .arg(QApplication::applicationVersion()));
+        // Not modal: a modal box would shut the other windows' menus and keys, Quit among them, until closed.
+        auto* box = findChild<QMessageBox*>(QStringLiteral("about"), Qt::FindDirectChildrenOnly);
+        if (box == nullptr) {
+            box = new QMessageBox(QMessageBox::NoIcon, QStringLiteral("About Vitrek"),
+                                  QStringLiteral("Vitrek %1\nA daily check-up of this computer.")
+                                      .arg(QApplication::applicationVersion()),
+                                  QMessageBox::Ok, this);
+            box->setObjectName(QStringLiteral("about"));
+            box->setIconPixmap(QApplication::windowIcon().pixmap(64, 64));
+            box->setWindowModality(Qt::NonModal);
+            box->setAttribute(Qt::WA_DeleteOnClose);
+        }
+        box->show();
+        box->raise();
+        box->activateWindow();
     });
     brivel::BrivelCommands::addTo(help, about);
 }

@@ -27,6 +27,8 @@ public:
     // Opens the panel at `globalPosition` (the icon's place, or the cursor when the desktop keeps it).
     void showPanel();
     MenuBarPanel* panel() const;
+    // The icon's context menu ("Open Vitrek", "Settings…", "Quit"), kept while the icon comes and goes.
+    QMenu* menu() const { return m_menu; }
 
 signals:
     void openRequested();

@@ -3,6 +3,7 @@
 #include "Store.h"
 #include "demo/DemoData.h"
 #include "harness/Harness.h"
+#include "harness/QuitDrill.h"
 #include "metrics/MetricsExport.h"
 #include "screens/MainWindow.h"
 #include "screens/SettingsWindow.h"
@@ -15,6 +16,7 @@
 #include "shell/Tray.h"
 
 #include <Brivel.h>
+#include <Window/Quit.h>
 
 #include <QApplication>
 #include <QPixmapCache>
@@ -50,7 +52,7 @@ public:
         m_tray = new Tray(store, this);
         connect(m_tray, &Tray::openRequested, this, &Shell::showMain);
         connect(m_tray, &Tray::settingsRequested, this, &Shell::showSettings);
-        connect(m_tray, &Tray::quitRequested, qApp, &QApplication::quit);
+        connect(m_tray, &Tray::quitRequested, this, &brivel::Quit::now);
     }
     ~Shell() override {
         delete m_settings;
@@ -62,7 +64,7 @@ public:
             m_main = new MainWindow(m_store);
             m_main->setTab(m_tab);
             connect(m_main, &MainWindow::settingsRequested, this, &Shell::showSettings);
-            connect(m_main, &MainWindow::quitRequested, qApp, &QApplication::quit);
+            connect(m_main, &MainWindow::quitRequested, this, &brivel::Quit::now);
             connect(m_main, &MainWindow::closed, this, &Shell::releaseMain);
         }
         m_main->show();
@@ -86,6 +88,10 @@ public:
         m_settings->raise();
         m_settings->activateWindow();
     }
+
+    MainWindow* main() const { return m_main; }
+    SettingsWindow* settings() const { return m_settings; }
+    Tray& tray() const { return *m_tray; }
 
 private:
     void releaseMain() {
@@ -114,7 +120,7 @@ void quitWhenClosedWithoutTray(QObject& context, std::function<bool()> trayAvail
     QObject::connect(qApp, &QGuiApplication::lastWindowClosed, &context,
                      [trayAvailable = std::move(trayAvailable)] {
                          if (!trayAvailable()) {
-                             QCoreApplication::quit();
+                             brivel::Quit::now();
                          }
                      });
 }
@@ -165,8 +171,23 @@ int runApplication(int argc, char** argv) {
     }
     Shell shell(store, metrics);
     quitWhenClosedWithoutTray(shell, &QSystemTrayIcon::isSystemTrayAvailable);
+    brivel::Quit::onShortcut(shell);
+    if (!brivel::Quit::onTerminationSignals(shell)) {
+        qWarning("Vitrek can’t take over the termination signals; a signal ends it without installing updates.");
+    }
     QObject::connect(&instance, &SingleInstance::activated, &shell, &Shell::showMain);
     shell.showMain();
+    if (const auto drill = QuitDrill::fromEnvironment()) {
+        QuitDrill::start(*drill, {[&shell]() -> QWidget* {
+                                      shell.showMain();
+                                      return shell.main();
+                                  },
+                                  [&shell]() -> QWidget* {
+                                      shell.showSettings();
+                                      return shell.settings();
+                                  },
+                                  shell.tray().menu()});
+    }
     return QApplication::exec();
 }
 

@@ -1,0 +1,161 @@
+#include "support/KitFixtures.h"
+#include "support/LoopbackServer.h"
+#include "support/ScratchDirectory.h"
+
+#include <gtest/gtest.h>
+
+#include <QProcess>
+#include <QProcessEnvironment>
+#include <QThread>
+
+#include <nlohmann/json.hpp>
+
+#include <array>
+#include <chrono>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <map>
+#include <string>
+
+namespace vitrek {
+namespace {
+
+namespace fs = std::filesystem;
+using brivel::test::LoopbackServer;
+
+constexpr int kRuns = 20;
+constexpr const char* kIdentifier = "app.vitrek.Vitrek";
+
+bool waitUntil(const std::function<bool()>& condition, std::chrono::milliseconds limit) {
+    const auto end = std::chrono::steady_clock::now() + limit;
+    while (!condition()) {
+        if (std::chrono::steady_clock::now() > end) {
+            return false;
+        }
+        QThread::msleep(20);
+    }
+    return true;
+}
+
+std::string versionAt(const fs::path& program) {
+    const auto info = nlohmann::json::parse(brivel::test::readFile(program / "Info.json"), nullptr, false);
+    return info.is_object() ? info.value("version", "") : "";
+}
+
+// A published 0.2.0: a small signed program folder whose window program only notes that it was started.
+struct Release {
+    brivel::test::KeyPair keys = brivel::test::makeKeyPair();
+    std::string feed;
+};
+
+Release publish(LoopbackServer& server, const fs::path& scratch) {
+    Release release;
+    const fs::path folder = scratch / "release/Vitrek";
+    brivel::test::writeProgram(folder, kIdentifier, "0.2.0", server.url("/feed.json"), release.keys.publicKey,
+                               {{"bin/vitrek-window", "#!/bin/sh\necho started >> \"$VITREK_RELAUNCH_MARKER\"\n"}});
+    fs::permissions(folder / "bin/vitrek-window", fs::perms(0755), fs::perm_options::replace);
+    const auto archive = brivel::test::packProgram(folder, scratch / "Vitrek-0.2.0.zip");
+    const nlohmann::json feed{{"version", "0.2.0"},
+                              {"url", "https://example.org/vitrek"},
+                              {"download",
+                               {{"url", server.url("/Vitrek-0.2.0.zip")},
+                                {"length", archive.size()},
+                                {"edSignature", brivel::test::sign(archive, release.keys.secretKey)}}}};
+    server.serve("/feed.json", LoopbackServer::ok(feed.dump()));
+    server.serve("/Vitrek-0.2.0.zip", LoopbackServer::ok(archive));
+    return release;
+}
+
+// The real window program installed as 0.1.0 in a folder of its own, beside a home of its own.
+fs::path installProgram(const fs::path& run, const Release& release, LoopbackServer& server) {
+    const fs::path program = run / "Vitrek";
+    fs::create_directories(program / "bin");
+    std::error_code linked;
+    // A link, not a copy: a hundred copies of the program would only test the disk.
+    fs::create_hard_link(VITREK_WINDOW_EXECUTABLE, program / "bin/vitrek-window", linked);
+    if (linked) {
+        fs::copy_file(VITREK_WINDOW_EXECUTABLE, program / "bin/vitrek-window");
+    }
+    const nlohmann::json info{{"id", kIdentifier},
+                              {"name", "Vitrek"},
+                              {"version", "0.1.0"},
+                              {"BrivelUpdateFeedURL", server.url("/feed.json")},
+                              {"BrivelUpdatePublicKey", release.keys.publicKey}};
+    std::ofstream(program / "Info.json") << info.dump(4);
+    return program;
+}
+
+QProcessEnvironment environmentFor(const fs::path& run, const std::string& drill) {
+    auto environment = QProcessEnvironment::systemEnvironment();
+    const auto at = [&run](const char* relative) { return QString::fromStdString((run / relative).string()); };
+    fs::create_directories(run / "runtime");
+    fs::permissions(run / "runtime", fs::perms::owner_all, fs::perm_options::replace);
+    environment.insert("HOME", at("home"));
+    environment.insert("XDG_CONFIG_HOME", at("home/.config"));
+    environment.insert("XDG_CACHE_HOME", at("home/.cache"));
+    environment.insert("XDG_DATA_HOME", at("home/.local/share"));
+    environment.insert("XDG_RUNTIME_DIR", at("runtime"));
+    environment.insert("TMPDIR", at("runtime"));
+    environment.insert("QT_QPA_PLATFORM", "offscreen");
+    environment.insert("VITREK_QUIT_DRILL", QString::fromStdString(drill));
+    environment.insert("VITREK_RELAUNCH_MARKER", at("relaunched"));
+    for (const char* harness : {"VITREK_SNAPSHOT_DIR", "VITREK_SELFTEST", "VITREK_LIVE_SNAPSHOT_DIR", "VITREK_DEMO_DIR"}) {
+        environment.remove(harness);
+    }
+    return environment;
+}
+
+// The real program, its update staged and the update window, Settings and About open, is quit many times
+// by each way a person quits it: the process always ends and the staged 0.2.0 is always installed; "Restart
+// Now" also starts the new version.
+TEST(QuitTest, EveryWayOfQuittingEndsTheProgramAndInstallsTheStagedUpdate) {
+    const test::ScratchDirectory scratch("vitrek-quit");
+    LoopbackServer server;
+    const auto release = publish(server, scratch.path());
+    const std::array<std::string, 3> fronts{"update", "settings", "about"};
+
+    for (const std::string path : {"menu", "shortcut", "tray", "restart", "signal"}) {
+        int ended = 0;
+        int installed = 0;
+        int relaunched = 0;
+        for (int run = 0; run < kRuns; ++run) {
+            const auto drill = path + "," + fronts[std::size_t(run) % fronts.size()];
+            const fs::path folder = scratch.path() / (path + "-" + std::to_string(run));
+            const auto program = installProgram(folder, release, server);
+
+            QProcess vitrek;
+            vitrek.setProcessEnvironment(environmentFor(folder, drill));
+            vitrek.start(QString::fromStdString((program / "bin/vitrek-window").string()), {});
+            const bool finished = vitrek.waitForFinished(60'000);
+            if (!finished) {
+                vitrek.kill();
+                vitrek.waitForFinished();
+            }
+            const bool clean = finished && vitrek.exitStatus() == QProcess::NormalExit && vitrek.exitCode() == 0;
+            ended += clean ? 1 : 0;
+            EXPECT_TRUE(clean) << drill << " run " << run << ": exit " << vitrek.exitCode() << "\n"
+                               << vitrek.readAllStandardError().toStdString();
+            // The install script waits for the process to end, swaps the folders and clears the staging
+            // folder last.
+            const fs::path staged = folder / "home/.cache" / kIdentifier / "BrivelUpdate/0.2.0";
+            const bool done = waitUntil([&] { return fs::exists(folder / "home/.cache") && !fs::exists(staged); },
+                                        std::chrono::seconds(20));
+            const bool swapped = done && versionAt(program) == "0.2.0" && !fs::exists(program.string() + ".brivel-old");
+            installed += swapped ? 1 : 0;
+            EXPECT_TRUE(swapped) << drill << " run " << run << ": still " << versionAt(program);
+            if (path == "restart") {
+                const bool started =
+                    waitUntil([&] { return fs::exists(folder / "relaunched"); }, std::chrono::seconds(20));
+                relaunched += started ? 1 : 0;
+                EXPECT_TRUE(started) << drill << " run " << run;
+            }
+        }
+        EXPECT_EQ(ended, kRuns) << path;
+        EXPECT_EQ(installed, kRuns) << path;
+        EXPECT_EQ(relaunched, path == "restart" ? kRuns : 0) << path;
+    }
+}
+
+} // namespace
+} // namespace vitrek
