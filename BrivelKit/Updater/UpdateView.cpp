@@ -128,6 +128,16 @@ void UpdateView::showWindow(Updater& updater) {
     WindowHost::show(kWindowId, "Software Update", 420, [&updater] { return new UpdateView(updater); });
 }
 
+void UpdateView::showEvent(QShowEvent* event) {
+    m_updater.setWindowOpen(true);
+    QWidget::showEvent(event);
+}
+
+void UpdateView::hideEvent(QHideEvent* event) {
+    m_updater.setWindowOpen(false);
+    QWidget::hideEvent(event);
+}
+
 void UpdateView::refresh() {
     const UpdateTexts::Context context{m_updater.appName(), m_updater.currentVersion(),
                                        m_updater.canInstallInPlace(), m_updater.publicKey().has_value(),

@@ -22,6 +22,10 @@ public:
     // Opens (or raises) the update window, identifier "update", title "Software Update", 420 wide.
     static void showWindow(Updater& updater);
 
+protected:
+    void showEvent(QShowEvent* event) override;
+    void hideEvent(QHideEvent* event) override;
+
 private:
     void refresh();
     void perform(int action);

@@ -34,6 +34,8 @@ constexpr qint64 kReserveLimit = qint64(1) << 30;
 
 constexpr const char* kAutoUpdateKey = "BrivelAutoUpdate";
 constexpr const char* kAnnouncedPrefix = "BrivelAnnounced-";
+// The download that failed last: its version, length and signature, and the failure's message.
+constexpr const char* kFailedDownload = "BrivelFailedDownload";
 
 const char* const kCheckFailed = "Couldn’t check for updates. Check your internet connection and try again.";
 const char* const kFileFailed = "The update file couldn’t be downloaded.";
@@ -42,7 +44,7 @@ const char* const kIncomplete = "The download was incomplete.";
 const char* const kBadSignature = "The update’s signature didn’t match, so it wasn’t installed.";
 const char* const kNoApp = "The update didn’t contain an app.";
 const char* const kMismatch = "The downloaded update didn’t match this app.";
-const char* const kDamaged = "The downloaded app’s code signature is damaged.";
+const char* const kDamaged = "The downloaded program folder doesn’t match its signature.";
 
 std::optional<QUrl> address(const std::optional<std::string>& text) {
     if (!text) {
@@ -131,9 +133,16 @@ void Updater::check(bool userInitiated) {
         }
         return;
     }
-    if (m_phase.kind == Phase::Kind::downloading || m_phase.kind == Phase::Kind::ready) {
+    if (m_phase.kind == Phase::Kind::downloading || m_phase.kind == Phase::Kind::ready || m_checking) {
+        if (userInitiated) {
+            if (m_checking) {
+                m_checkAsked = true;
+            }
+            emit windowRequested();
+        }
         return;
     }
+    m_checkAsked = userInitiated;
     setPhase(Phase::checking());
     if (userInitiated) {
         emit windowRequested();
@@ -148,17 +157,19 @@ void Updater::check(bool userInitiated) {
             reply->abort();
         }
     });
-    connect(reply, &QNetworkReply::finished, this, [this, reply, userInitiated] { finishCheck(reply, userInitiated); });
+    m_checking = reply;
+    connect(reply, &QNetworkReply::finished, this, [this, reply] { finishCheck(reply, m_checkAsked); });
 }
 
 void Updater::finishCheck(QNetworkReply* reply, bool userInitiated) {
     reply->deleteLater();
+    m_checking = nullptr;
     const QByteArray body = reply->readAll();
     const auto feed = reply->error() == QNetworkReply::NoError && httpStatus(reply) == 200
                           ? UpdateFeed::decode(std::string_view(body.constData(), std::size_t(body.size())))
                           : std::nullopt;
     if (!feed) {
-        setPhase(userInitiated ? Phase::failed(kCheckFailed) : Phase::idle());
+        setPhase(userInitiated || m_windowOpen ? Phase::failed(kCheckFailed) : Phase::idle());
         return;
     }
     m_lastChecked = QDateTime::currentDateTimeUtc();
@@ -170,6 +181,10 @@ void Updater::finishCheck(QNetworkReply* reply, bool userInitiated) {
         return;
     }
     if (m_automaticallyDownloads && feed->download && m_publicKey && canInstallInPlace()) {
+        if (const auto failure = rememberedFailure(*feed); failure && !userInitiated) {
+            setPhase(Phase::failed(*failure));
+            return;
+        }
         download(*feed);
         return;
     }
@@ -216,7 +231,7 @@ void Updater::receive(QNetworkReply* reply, const UpdateFeed& feed) {
         // Stopped as soon as the excess shows, not after the whole body has arrived.
         drop(reply);
         m_received = DownloadBuffer();
-        fail(UpdateError{kTooLarge});
+        failArchive(feed, UpdateError{kTooLarge});
         return;
     }
     if (available > 0) {
@@ -255,8 +270,9 @@ void Updater::finishTransfer(QNetworkReply* reply, const UpdateFeed& feed) {
     }
     setPhase(Phase::downloading(feed, 1.0));
     if (qint64(m_received.size()) != feed.download->length) {
+        const bool larger = qint64(m_received.size()) > feed.download->length;
         m_received = DownloadBuffer();
-        fail(UpdateError{kIncomplete});
+        failArchive(feed, UpdateError{larger ? kTooLarge : kIncomplete});
         return;
     }
 
@@ -292,9 +308,10 @@ void Updater::finishTransfer(QNetworkReply* reply, const UpdateFeed& feed) {
 
 void Updater::finishStaging(const UpdateFeed& feed, const Result<std::filesystem::path>& staged) {
     if (!staged) {
-        fail(staged.error());
+        failArchive(feed, staged.error());
         return;
     }
+    QSettings().remove(kFailedDownload);
     m_stagedApp = staged.value();
     setPhase(Phase::ready(feed));
     if (shouldAnnounce(feed)) {
@@ -303,6 +320,24 @@ void Updater::finishStaging(const UpdateFeed& feed, const Result<std::filesystem
 }
 
 void Updater::fail(const UpdateError& error) { setPhase(Phase::failed(error.message)); }
+
+void Updater::failArchive(const UpdateFeed& feed, const UpdateError& error) {
+    QSettings().setValue(kFailedDownload, QStringList{QString::fromStdString(feed.version),
+                                                      QString::number(feed.download->length),
+                                                      QString::fromStdString(feed.download->edSignature),
+                                                      QString::fromStdString(error.message)});
+    fail(error);
+}
+
+std::optional<std::string> Updater::rememberedFailure(const UpdateFeed& feed) const {
+    const auto failed = QSettings().value(kFailedDownload).toStringList();
+    if (failed.size() != 4 || !feed.download || failed[0].toStdString() != feed.version ||
+        failed[1] != QString::number(feed.download->length) ||
+        failed[2].toStdString() != feed.download->edSignature) {
+        return std::nullopt;
+    }
+    return failed[3].toStdString();
+}
 
 void Updater::installAndRelaunch() {
     m_relaunchAfterInstall = true;

@@ -60,10 +60,17 @@ public:
     // Nothing without a feed address. Otherwise installs on quit (QCoreApplication::aboutToQuit), checks
     // quietly 8 s from now and then every 6 hours.
     void start();
-    // Checks the feed; does nothing while downloading or ready. A check the user asked for shows the window
-    // and reports its failure; an automatic one fails quietly to idle. Without a feed address there is
-    // nothing to check: a check the user asked for only shows the window, which tells where updates come from.
+    // Checks the feed. While downloading or ready there is nothing to check, and while a check runs no second
+    // one starts; a check the user asks for then shows the window on where things stand. A check the user
+    // asked for shows the window and reports its failure; an automatic one fails quietly to idle unless the
+    // window is open. Without a feed address there is nothing to check: a check the user asked for only shows
+    // the window, which tells where updates come from. An automatic check does not download again an archive
+    // that failed, as long as the feed offers the same version, length and signature; it ends failed with
+    // that failure's message.
     void check(bool userInitiated);
+    // Whether the update window is open, so that what a check comes to is shown there even when nobody
+    // asked for the check.
+    void setWindowOpen(bool open) { m_windowOpen = open; }
     // Downloads, verifies, stages and validates the feed's archive; ends ready or failed.
     void download(const UpdateFeed& feed);
     // Asks for the new version to start once the install has run, and quits the application.
@@ -104,6 +111,10 @@ private:
     void receive(QNetworkReply* reply, const UpdateFeed& feed);
     void finishTransfer(QNetworkReply* reply, const UpdateFeed& feed);
     void fail(const UpdateError& error);
+    // A failure of an archive that arrived whole (or too large): remembered with the feed's download, so
+    // that automatic checks don't fetch the same archive again.
+    void failArchive(const UpdateFeed& feed, const UpdateError& error);
+    std::optional<std::string> rememberedFailure(const UpdateFeed& feed) const;
     void finishStaging(const UpdateFeed& feed, const Result<std::filesystem::path>& staged);
 
     Bundle m_bundle;
@@ -125,6 +136,10 @@ private:
     DownloadBuffer m_received;
     std::size_t m_reported = 0;
     QPointer<QNetworkReply> m_transfer;
+    // The check under way, and whether the user asked for it (or for another while it ran).
+    QPointer<QNetworkReply> m_checking;
+    bool m_checkAsked = false;
+    bool m_windowOpen = false;
 };
 
 } // namespace brivel

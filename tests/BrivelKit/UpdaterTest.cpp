@@ -59,7 +59,7 @@ struct Session {
 void clearUpdaterSettings() {
     QSettings settings;
     for (const auto& key : settings.allKeys()) {
-        if (key.startsWith("BrivelAnnounced-") || key == "BrivelAutoUpdate") {
+        if (key.startsWith("BrivelAnnounced-") || key == "BrivelAutoUpdate" || key == "BrivelFailedDownload") {
             settings.remove(key);
         }
     }
@@ -198,14 +198,16 @@ TEST_F(UpdaterTest, DownloadsVerifiesAndStagesANewerVersionThenIgnoresChecks) {
     EXPECT_EQ(fractions.back(), 1.0);
     EXPECT_TRUE(std::is_sorted(fractions.begin(), fractions.end()));
 
-    // An update in hand is never replaced: no check reaches the server, none shows the window.
+    // An update in hand is never replaced: no check reaches the server; the one the user asks for opens
+    // the window on it, where "Restart Now" is.
     const auto requests = m_server.requests().size();
     session.updater.check(false);
+    EXPECT_EQ(session.windows, 1);
     session.updater.check(true);
     settle();
     EXPECT_EQ(m_server.requests().size(), requests);
     EXPECT_EQ(session.updater.phase(), UpdatePhase::ready(feed));
-    EXPECT_EQ(session.windows, 1);
+    EXPECT_EQ(session.windows, 2);
 }
 
 TEST_F(UpdaterTest, ChecksWaitWhileADownloadIsUnderWay) {
@@ -222,11 +224,53 @@ TEST_F(UpdaterTest, ChecksWaitWhileADownloadIsUnderWay) {
     ASSERT_EQ(session.updater.phase().kind, Kind::downloading);
     const auto feedRequests = requestsFor(kFeedPath);
     session.updater.check(false);
+    EXPECT_EQ(session.windows, 0);
     session.updater.check(true);
     settle();
     EXPECT_EQ(requestsFor(kFeedPath), feedRequests);
     EXPECT_EQ(session.updater.phase().kind, Kind::downloading);
-    EXPECT_EQ(session.windows, 0);
+    EXPECT_EQ(session.windows, 1);
+}
+
+// One check at a time: a check the user asks for while an automatic one runs joins it, so the window
+// shows how it ends even when it fails; and with the window open an automatic check's failure shows too.
+TEST_F(UpdaterTest, EveryCheckEndsInAPhaseTheWindowCanShow) {
+    m_server.serve(kFeedPath, LoopbackServer::status(404));
+    const std::string checkFailed = "Couldn’t check for updates. Check your internet connection and try again.";
+    Session session(install());
+
+    session.updater.check(false);
+    session.updater.check(true);
+    EXPECT_EQ(session.windows, 1);
+    ASSERT_TRUE(waitFor([&] { return settled(session.updater.phase().kind); }));
+    settle(100);
+    EXPECT_EQ(session.updater.phase(), UpdatePhase::failed(checkFailed));
+    EXPECT_EQ(requestsFor(kFeedPath), 1);
+
+    session.updater.setWindowOpen(true);
+    EXPECT_EQ(session.check(false), UpdatePhase::failed(checkFailed));
+    session.updater.setWindowOpen(false);
+    EXPECT_EQ(session.check(false), UpdatePhase::idle());
+}
+
+// An archive that arrived and failed is not fetched again by automatic checks while the feed offers the
+// same one; a check the user asks for tries again, and a changed feed is downloaded as usual.
+TEST_F(UpdaterTest, AnArchiveThatFailedIsFetchedAgainOnlyWhenAskedOrWhenTheFeedChanges) {
+    const auto archive = pack(writeRelease("1.1"));
+    const std::string incomplete = "The download was incomplete.";
+    publish(feedFor("1.1", archive), archive, LoopbackServer::ok(archive.substr(0, archive.size() / 2)));
+    Session session(install());
+
+    EXPECT_EQ(session.check(false), UpdatePhase::failed(incomplete));
+    EXPECT_EQ(Session(install()).check(false), UpdatePhase::failed(incomplete));
+    EXPECT_EQ(requestsFor(kArchivePath), 1);
+    EXPECT_EQ(session.check(true), UpdatePhase::failed(incomplete));
+    EXPECT_EQ(requestsFor(kArchivePath), 2);
+
+    const auto mended = pack(writeRelease("1.1", {{"share/mended.txt", "whole"}}));
+    publish(feedFor("1.1", mended), mended);
+    EXPECT_EQ(session.check(false).kind, Kind::ready);
+    EXPECT_EQ(requestsFor(kArchivePath), 3);
 }
 
 TEST_F(UpdaterTest, AnnouncesEachVersionOnceButShowsEveryCheckTheUserAsksFor) {
@@ -325,18 +369,19 @@ TEST_F(UpdaterTest, AcceptsExactlyTheAnnouncedLengthAndStopsAnExcessAsSoonAsItSh
         std::optional<std::string> failure;
     };
     const std::string incomplete = "The download was incomplete.";
+    const std::string larger = "The download was larger than expected.";
     const Case cases[] = {
         {"exact", archive, std::nullopt, std::nullopt},
         {"one short", archive.substr(0, archive.size() - 1), std::nullopt, incomplete},
-        {"one more", archive + std::string(1, '\0'), std::nullopt, incomplete},
-        {"1024 more", archive + std::string(1024, '\0'), std::nullopt, incomplete},
+        {"one more", archive + std::string(1, '\0'), std::nullopt, larger},
+        {"1024 more", archive + std::string(1024, '\0'), std::nullopt, larger},
         // The server sends 1,025 bytes too many and then stalls with most of the body still to come.
-        {"1025 more, the rest held back", archive + std::string(4 << 20, '\0'), archive.size() + 1025,
-         "The download was larger than expected."},
+        {"1025 more, the rest held back", archive + std::string(4 << 20, '\0'), archive.size() + 1025, larger},
     };
     int row = 0;
     for (const auto& [name, body, holdAfter, failure] : cases) {
         SCOPED_TRACE(name);
+        clearUpdaterSettings();
         const auto path = "/Vitrek-" + std::to_string(++row) + ".zip";
         auto response = LoopbackServer::ok(body);
         response.holdAfter = holdAfter;
@@ -390,6 +435,7 @@ TEST_F(UpdaterTest, ReportsAFailedCheckOnlyToTheUserAndAFailedTransferAlways) {
     const auto bundle = install();
     for (const auto& [name, feed, archiveResponse, userInitiated, expected] : cases) {
         SCOPED_TRACE(name);
+        clearUpdaterSettings();
         m_server.serve(kFeedPath, feed);
         m_server.serve(kArchivePath, archiveResponse.value_or(LoopbackServer::status(404)));
         Session session(bundle);
@@ -403,7 +449,7 @@ TEST_F(UpdaterTest, ReportsAFailedCheckOnlyToTheUserAndAFailedTransferAlways) {
 TEST_F(UpdaterTest, RefusesAnythingButTheSignedReleaseOfThisApp) {
     const std::string badSignature = "The update’s signature didn’t match, so it wasn’t installed.";
     const std::string mismatch = "The downloaded update didn’t match this app.";
-    const std::string damaged = "The downloaded app’s code signature is damaged.";
+    const std::string damaged = "The downloaded program folder doesn’t match its signature.";
     using Change = std::function<void(const fs::path&)>;
     using Signer = std::function<std::string(const std::string&)>;
     const Signer ours = [this](const std::string& archive) { return sign(archive, m_keys.secretKey); };
@@ -455,6 +501,7 @@ TEST_F(UpdaterTest, RefusesAnythingButTheSignedReleaseOfThisApp) {
     const auto bundle = install();
     for (const auto& [name, version, identifierInside, afterPacking, signature, failure] : cases) {
         SCOPED_TRACE(name);
+        clearUpdaterSettings();
         const auto release = writeRelease(version, {}, identifierInside);
         auto archive = pack(release);
         if (afterPacking) {
