@@ -207,6 +207,7 @@ void Updater::download(const UpdateFeed& feed) {
     }
     m_received = DownloadBuffer(std::size_t(std::min<qint64>(feed.download->length + kSlack, kReserveLimit)));
     m_reported = 0;
+    m_errorPage = 0;
 
     QNetworkRequest request(*url);
     request.setAttribute(QNetworkRequest::CacheLoadControlAttribute, QNetworkRequest::AlwaysNetwork);
@@ -221,9 +222,15 @@ void Updater::download(const UpdateFeed& feed) {
 }
 
 void Updater::receive(QNetworkReply* reply, const UpdateFeed& feed) {
-    if (httpStatus(reply) != 200) {
-        drop(reply);
-        fail(UpdateError{kFileFailed});
+    if (const int status = httpStatus(reply); status != 200) {
+        // An error page is read to its end and thrown away: aborting a reply whose error status Qt reports
+        // at its end makes it report a second error, which it prints as an internal problem. `finishTransfer`
+        // tells the failure. A page larger than any error page is stopped all the same.
+        m_errorPage += std::size_t(reply->skip(reply->bytesAvailable()));
+        if (m_errorPage > std::size_t(kFeedLimit)) {
+            drop(reply);
+            fail(UpdateError{kFileFailed});
+        }
         return;
     }
     const qint64 available = reply->bytesAvailable();

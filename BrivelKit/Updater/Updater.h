@@ -135,6 +135,7 @@ private:
     // The archive as it arrives, and how much of it had arrived at the last progress report.
     DownloadBuffer m_received;
     std::size_t m_reported = 0;
+    std::size_t m_errorPage = 0; // bytes of an HTTP error page skipped so far
     QPointer<QNetworkReply> m_transfer;
     // The check under way, and whether the user asked for it (or for another while it ran).
     QPointer<QNetworkReply> m_checking;

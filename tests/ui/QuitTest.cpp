@@ -157,5 +157,48 @@ TEST(QuitTest, EveryWayOfQuittingEndsTheProgramAndInstallsTheStagedUpdate) {
     }
 }
 
+// A missing archive on a real web server, which answers with its error page: the window says so and Qt
+// says nothing on the terminal, not even when the program quits right after.
+TEST(QuitTest, AMissingArchiveIsToldInTheWindowOnly) {
+    const test::ScratchDirectory scratch("vitrek-quit");
+    const auto site = scratch.path() / "site";
+    fs::create_directories(site);
+    QProcess web;
+    web.start("/usr/bin/python3", {"-m", "http.server", "--bind", "127.0.0.1", "--directory",
+                                   QString::fromStdString(site.string()), "0"});
+    std::string said;
+    ASSERT_TRUE(waitUntil(
+        [&] {
+            web.waitForReadyRead(20);
+            said += web.readAllStandardOutput().toStdString();
+            return said.find("port ") != std::string::npos;
+        },
+        std::chrono::seconds(10)));
+    const auto port = said.substr(said.find("port ") + 5, said.find(' ', said.find("port ") + 5) - said.find("port ") - 5);
+    const std::string address = "http://127.0.0.1:" + port;
+
+    LoopbackServer unused;
+    auto release = publish(unused, scratch.path());
+    const auto program = installProgram(scratch.path(), release, unused);
+    auto info = nlohmann::json::parse(brivel::test::readFile(program / "Info.json"));
+    info["BrivelUpdateFeedURL"] = address + "/feed.json";
+    std::ofstream(program / "Info.json") << info.dump(4);
+    const nlohmann::json feed{{"version", "0.2.0"},
+                              {"url", "https://example.org/vitrek"},
+                              {"download", {{"url", address + "/Vitrek-0.2.0.zip"}, {"length", 1000}, {"edSignature", "c2lnbmF0dXJl"}}}};
+    std::ofstream(site / "feed.json") << feed.dump();
+
+    QProcess vitrek;
+    vitrek.setProcessEnvironment(environmentFor(scratch.path(), "menu,update"));
+    vitrek.start(QString::fromStdString((program / "bin/vitrek-window").string()), {});
+    ASSERT_TRUE(vitrek.waitForFinished(60'000));
+    web.kill();
+    web.waitForFinished();
+    EXPECT_EQ(vitrek.exitCode(), 3);
+    const auto told = vitrek.readAllStandardError().toStdString();
+    EXPECT_NE(told.find("The update file couldn’t be downloaded."), std::string::npos) << told;
+    EXPECT_EQ(told.find("QNetworkReply"), std::string::npos) << told;
+}
+
 } // namespace
 } // namespace vitrek
