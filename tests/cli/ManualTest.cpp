@@ -1,10 +1,11 @@
-#include "cli/CommandLine.h"
 #include "cli/CommandTable.h"
-#include "cli/ManualCheck.h"
+#include "cli/RunCommand.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <filesystem>
+#include <fstream>
 #include <regex>
 #include <set>
 #include <sstream>
@@ -12,33 +13,59 @@
 namespace vitrek::cli {
 namespace {
 
-struct Output {
-    int status = 0;
-    std::string out;
-    std::string err;
-};
-
-Output vitrek(const std::vector<std::string>& arguments) {
-    std::istringstream in;
-    std::ostringstream out;
-    std::ostringstream err;
-    CommandContext context{in, out, err, [] { return Instant{}; },
-                           [](Instant, NightSourceChoice) { return NightLog{}; }};
-    const int status = run(arguments, context);
-    return {status, out.str(), err.str()};
-}
+Output vitrek(const std::vector<std::string>& arguments) { return runCommand(arguments); }
 
 using Names = std::set<std::string>;
 
-Names asSet(const std::vector<std::string>& words) { return {words.begin(), words.end()}; }
+std::string fileText(const std::filesystem::path& path) {
+    std::ostringstream text;
+    text << std::ifstream(path).rdbuf();
+    return std::move(text).str();
+}
 
-std::string unroff(const std::string& text) { return std::regex_replace(text, std::regex(R"(\\-)"), "-"); }
+// The words of each match of `pattern` in `text`, which its first group holds.
+Names matchedWords(const std::string& text, const std::regex& pattern) {
+    Names words;
+    for (auto it = std::sregex_iterator(text.begin(), text.end(), pattern); it != std::sregex_iterator();
+         ++it) {
+        std::istringstream line((*it)[1].str());
+        for (std::string word; line >> word;) {
+            if (word != "|") {
+                words.insert(word);
+            }
+        }
+    }
+    return words;
+}
+
+Names longOptions(const std::string& text) { return matchedWords(text, std::regex("(--[a-z][a-z-]*)")); }
+
+// What the bash completion offers: after `vitrek` (`command` empty), after `vitrek COMMAND` (its line
+// `COMMAND) options='…'`), or the options whose value it completes (`command` "$prev", its case patterns).
+Names completed(const std::string& completion, const std::string& command) {
+    const std::string pattern = command.empty()      ? R"(\(\(cword == 1\)\).*\n.*compgen -W '([^']*)')"
+                                : command == "$prev" ? R"(\n +(--[a-z-]+(?: \| --[a-z-]+)*)\)\n)"
+                                                     : R"(\n +)" + command + R"(\) options='([^']*)')";
+    return matchedWords(completion, std::regex(pattern));
+}
+
+// The manual's subsection `.SS "vitrek COMMAND"` up to the next heading; empty when there is none.
+std::string manualSection(const std::string& manual, const std::string& command) {
+    const auto start = manual.find(".SS \"vitrek " + command + "\"\n");
+    if (start == std::string::npos) {
+        return {};
+    }
+    const auto end = std::min(manual.find("\n.SS ", start + 1), manual.find("\n.SH ", start + 1));
+    return manual.substr(start, end == std::string::npos ? std::string::npos : end - start);
+}
 
 // Every command's table is what its help, its usage line, its section of the manual and the completion
 // name: no option missing anywhere, none named that the table lacks.
 TEST(ManualTest, TheHelpManualAndCompletionNameWhatEachCommandAccepts) {
-    const std::string manual = test::manualText();
-    const std::string completion = test::completionText();
+    // roff escapes every hyphen: "--out" is "\-\-out".
+    const std::string manual = std::regex_replace(fileText(VITREK_MANUAL), std::regex(R"(\\-)"), "-");
+    const std::string completion =
+        fileText(std::filesystem::path(VITREK_MANUAL).parent_path() / "vitrek.bash-completion");
     ASSERT_FALSE(manual.empty() || completion.empty()) << VITREK_MANUAL;
     Names names{"--help", "--version"};
     Names valueOptions;
@@ -52,10 +79,10 @@ TEST(ManualTest, TheHelpManualAndCompletionNameWhatEachCommandAccepts) {
                 valueOptions.insert(std::string("--") + option.name);
             }
         }
-        EXPECT_EQ(asSet(test::longOptions(command.usage)), options) << name << ": " << command.usage;
-        const std::string section = unroff(test::manualSection(manual, name));
+        EXPECT_EQ(longOptions(command.usage), options) << name << ": " << command.usage;
+        const std::string section = manualSection(manual, name);
         ASSERT_FALSE(section.empty()) << "the manual has no subsection for " << name;
-        auto documented = asSet(test::longOptions(section));
+        auto documented = longOptions(section);
         documented.erase(name);
         EXPECT_EQ(documented, options) << "the manual's " << name;
 
@@ -64,13 +91,13 @@ TEST(ManualTest, TheHelpManualAndCompletionNameWhatEachCommandAccepts) {
         const Output help = vitrek({name, "x", "--help"});
         ASSERT_EQ(help.status, 0) << name << help.err;
         EXPECT_TRUE(help.out.starts_with("usage: vitrek " + name)) << help.out;
-        EXPECT_EQ(asSet(test::longOptions(help.out.substr(help.out.find('\n')))), options) << help.out;
-        EXPECT_EQ(asSet(test::completed(completion, name)), options) << "the completion of " << name;
+        EXPECT_EQ(longOptions(help.out.substr(help.out.find('\n'))), options) << help.out;
+        EXPECT_EQ(completed(completion, name), options) << "the completion of " << name;
     }
-    EXPECT_EQ(asSet(test::completed(completion, "")), names);
-    EXPECT_EQ(asSet(test::completed(completion, "$prev")), valueOptions);
-    const std::string synopsis = unroff(manual.substr(0, manual.find(".SH DESCRIPTION")));
-    EXPECT_EQ(asSet(test::matchedWords(synopsis, std::regex(R"(\n\.B vitrek (\S+))"))), names) << synopsis;
+    EXPECT_EQ(completed(completion, ""), names);
+    EXPECT_EQ(completed(completion, "$prev"), valueOptions);
+    const std::string synopsis = manual.substr(0, manual.find(".SH DESCRIPTION"));
+    EXPECT_EQ(matchedWords(synopsis, std::regex(R"(\n\.B vitrek (\S+))")), names) << synopsis;
 }
 
 TEST(CommandLineTest, VersionPrintsTheNameAndVersionAlone) {

@@ -1,6 +1,6 @@
 #include "cli/NightsCommand.h"
 
-#include "support/TestSupport.h"
+#include "cli/RunCommand.h"
 
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
@@ -11,27 +11,10 @@
 namespace vitrek::cli {
 namespace {
 
-struct Run {
-    int status = 0;
-    std::string out;
-    std::string err;
-};
-
-Run nightsCommand(std::vector<std::string> arguments, std::istream& in,
-                  NightLog system = {}) {
-    std::ostringstream out;
-    std::ostringstream err;
-    CommandContext context{in, out, err, [] { return test::at("2024-03-06T12:00:00+01:00"); },
-                           [system](Instant, NightSourceChoice) { return system; }};
+Output nightsCommand(std::vector<std::string> arguments, const std::string& input = "",
+                     NightLog system = {}) {
     arguments.insert(arguments.begin(), "nights");
-    const int status = run(arguments, context);
-    return {status, out.str(), err.str()};
-}
-
-Run nightsCommand(std::vector<std::string> arguments, const std::string& input = "",
-                  NightLog system = {}) {
-    std::istringstream in(input);
-    return nightsCommand(std::move(arguments), in, std::move(system));
+    return runCommand(arguments, input, std::move(system));
 }
 
 // Standard input that never ends: short lines, forever.
@@ -87,7 +70,7 @@ TEST(NightsCommandTest, RefusesWhatItCannotUseWithOneLineAndStatusTwo) {
 TEST(NightsCommandTest, StopsReadingEndlessStandardInput) {
     EndlessLines endless;
     std::istream endlessInput(&endless);
-    const auto endlessResult = nightsCommand({"--log", "-"}, endlessInput);
+    const auto endlessResult = runCommand({"nights", "--log", "-"}, endlessInput);
     EXPECT_EQ(endlessResult.status, 2);
     EXPECT_EQ(endlessResult.err, "vitrek: nights: standard input is over 256 MiB, the most a log may hold\n");
 
@@ -121,11 +104,7 @@ TEST(NightsCommandTest, PrintsEachNightAsJson) {
     EXPECT_EQ(night["lost"], 5);
     EXPECT_EQ(night["startCharge"], 80);
     EXPECT_EQ(night["endCharge"], 75);
-    ASSERT_EQ(night["events"].size(), 3u);
-    EXPECT_EQ(night["events"][1]["label"], "Maintenance / Power Nap");
-    EXPECT_EQ(night["events"][1]["scheduledBy"], "dasd · com.example.refresh");
-    EXPECT_FALSE(night["events"][1].contains("culprit"));
-    EXPECT_EQ(night["events"][2]["scheduledBy"], "Woken by: You opened the lid");
+    EXPECT_EQ(night["events"].size(), 3u);
     EXPECT_EQ(night["story"][1], nlohmann::json::parse(R"({"id": "1709596800.0-darkWake",
         "label": "Maintenance / Power Nap", "count": 1, "totalDuration": 60})"));
 }
@@ -154,33 +133,13 @@ TEST(NightsCommandTest, AnEmptyOrUnrelatedLogHasNoNights) {
     EXPECT_EQ(nlohmann::json::parse(fromSystem.out)["log"]["firstDate"], nullptr);
 }
 
-TEST(NightsCommandTest, CountsTheJournalRecordsItCannotUse) {
-    const auto skipped = [](const std::string& journal) {
-        const auto result = nightsCommand(
-            {"--journal", "-", "--tz", "Europe/Berlin", "--now", "2026-11-20T12:00:00+01:00", "--json"},
-            journal);
-        EXPECT_EQ(result.status, 0) << result.err;
-        const auto document = nlohmann::json::parse(result.out);
-        return std::pair{document["log"]["skippedLines"].get<int>(), document["log"]["events"].get<int>()};
-    };
-    // Damaged fields: the message cannot be trusted, so the record is not used.
-    const auto json = test::readTestData("journal/made-lid-close-two-dark-wakes.json");
-    const std::string damaged =
-        R"({"__REALTIME_TIMESTAMP":"1795107731482914","_BOOT_ID":"7d3b2a51","MESSAGE":[300]})"
-        "\n"
-        R"x({"__REALTIME_TIMESTAMP":"1795107731482915","MESSAGE":{"text":"PM: suspend entry (deep)"}})x"
-        "\n"
-        R"({"__REALTIME_TIMESTAMP":"1795107731482916","MESSAGE":"x","SYSLOG_IDENTIFIER":7})"
-        "\n";
-    EXPECT_EQ(skipped(json + damaged), std::pair(3, 7));
-    // Entries of journalctl's other forms are counted; the prose around them is not.
-    EXPECT_EQ(skipped("$ journalctl -o short-unix\n"
-                      "1795107731.482913 x260 kernel: PM: suspend entry (deep)\n"
-                      "Thu 2026-11-19 18:02:11 CET x260 kernel: PM: suspend entry (deep)\n"
-                      "[    5.123456] x260 kernel: PM: suspend entry (deep)\n"
-                      "[12345.123456 <    0.000123>] x260 kernel: PM: suspend exit\n"
-                      "3.5 GHz, 16 GB: plenty\n"),
-              std::pair(4, 0));
+TEST(NightsCommandTest, ReadsAJournalAndCountsTheRecordsItCannotUse) {
+    const auto result =
+        nightsCommand({"--journal", "-", "--now", "2026-11-20T12:00:00+01:00", "--json"},
+                      test::readTestData("journal/made-lid-close-two-dark-wakes.json") + "{}\n");
+    ASSERT_EQ(result.status, 0) << result.err;
+    const auto log = nlohmann::json::parse(result.out)["log"];
+    EXPECT_EQ(std::pair(log["skippedLines"].get<int>(), log["events"].get<int>()), std::pair(1, 7));
 }
 
 TEST(NightsCommandTest, AnUnreadableJournalIsAHintNotAnError) {

@@ -1,6 +1,7 @@
 #include "cli/ReportCommand.h"
 
-#include "support/TestSupport.h"
+#include "cli/RunCommand.h"
+#include "support/ScratchDirectory.h"
 
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
@@ -25,41 +26,26 @@ constexpr const char* kReading =
 class ReportCommandTest : public ::testing::Test {
 protected:
     void SetUp() override {
-        folder = fs::temp_directory_path() / ("vitrek-report-" + std::to_string(::getpid()));
-        fs::create_directories(folder);
         setenv("VITREK_DATA_DIR", (folder / "data").c_str(), 1);
         std::ofstream(folder / "reading.json") << kReading;
     }
-    void TearDown() override {
-        unsetenv("VITREK_DATA_DIR");
-        fs::remove_all(folder);
-    }
+    void TearDown() override { unsetenv("VITREK_DATA_DIR"); }
 
-    int run(std::vector<std::string> arguments, std::string& out, std::string& err,
-            const char* command = "report") {
-        std::istringstream in;
-        std::ostringstream output, errors;
-        CommandContext context{in, output, errors, [] { return test::at("2024-03-06T12:00:00+01:00"); },
-                               [](Instant, NightSourceChoice) { return NightLog{}; }};
+    static Output run(std::vector<std::string> arguments, const char* command = "report") {
         arguments.insert(arguments.begin(), command);
-        const int status = vitrek::cli::run(arguments, context);
-        out = output.str();
-        err = errors.str();
-        return status;
+        return runCommand(arguments);
     }
 
-    fs::path folder;
+    const test::ScratchDirectory scratch{"vitrek-report"};
+    const fs::path& folder = scratch.path();
 };
 
 TEST_F(ReportCommandTest, ReportsAStoredReadingWithLastNightAndWritesNothing) {
-    std::string out, err;
     const std::string log = std::string(VITREK_TEST_DATA) + "/pmset/one-night-maintenance-wake.log";
-    ASSERT_EQ(run({"--reading", (folder / "reading.json").string(), "--log", log, "--tz", "Europe/Berlin",
-                   "--json"},
-                  out, err),
-              0)
-        << err;
-    const auto json = nlohmann::json::parse(out);
+    const auto result = run(
+        {"--reading", (folder / "reading.json").string(), "--log", log, "--tz", "Europe/Berlin", "--json"});
+    ASSERT_EQ(result.status, 0) << result.err;
+    const auto json = nlohmann::json::parse(result.out);
     // The reading comes back as it was given, dated at the default `now`: the reading's own date.
     EXPECT_EQ(json["reading"], nlohmann::json::parse(kReading));
     EXPECT_EQ(json["rest"], 88);
@@ -75,9 +61,9 @@ TEST_F(ReportCommandTest, AReadingWithoutATemperatureLeavesHeatOutRatherThanCall
     auto reading = nlohmann::json::parse(kReading);
     reading["heat"] = nullptr;
     std::ofstream(folder / "sensorless.json") << reading.dump();
-    std::string out, err;
-    ASSERT_EQ(run({"--reading", (folder / "sensorless.json").string(), "--json"}, out, err), 0) << err;
-    const auto json = nlohmann::json::parse(out);
+    const auto result = run({"--reading", (folder / "sensorless.json").string(), "--json"});
+    ASSERT_EQ(result.status, 0) << result.err;
+    const auto json = nlohmann::json::parse(result.out);
     EXPECT_EQ(json["reading"], reading);
     for (const auto& factor : json["factors"]) {
         EXPECT_NE(factor["kind"], "heat");
@@ -88,8 +74,9 @@ TEST_F(ReportCommandTest, AReadingWithoutATemperatureLeavesHeatOutRatherThanCall
     EXPECT_EQ((*heat)["value"], "–");
     EXPECT_EQ((*heat)["inRange"], nullptr);
 
-    ASSERT_EQ(run({"--reading", (folder / "sensorless.json").string(), "--tz", "UTC"}, out, err), 0) << err;
-    EXPECT_NE(out.find("Temp: – (healthy: Cool or warm)  ← no sensor could be read"), std::string::npos) << out;
+    const auto text = run({"--reading", (folder / "sensorless.json").string(), "--tz", "UTC"}).out;
+    EXPECT_NE(text.find("Temp: – (healthy: Cool or warm)  ← no sensor could be read"), std::string::npos)
+        << text;
 }
 
 TEST_F(ReportCommandTest, RefusesReadingsThatCannotBeReadOrHoldFiguresNoMachineReports) {
@@ -118,24 +105,26 @@ TEST_F(ReportCommandTest, RefusesReadingsThatCannotBeReadOrHoldFiguresNoMachineR
         auto reading = nlohmann::json::parse(kReading);
         reading[nlohmann::json::json_pointer(row.pointer)] = row.value;
         std::ofstream(file) << reading.dump();
-        std::string out, err;
-        EXPECT_EQ(run({"--reading", file.string()}, out, err), 2) << row.error;
-        EXPECT_EQ(err, "vitrek: report: " + file.string() + " is not a reading: " + row.error + "\n");
-        EXPECT_EQ(out, "");
+        const auto result = run({"--reading", file.string()});
+        EXPECT_EQ(result.status, 2) << row.error;
+        EXPECT_EQ(result.err, "vitrek: report: " + file.string() + " is not a reading: " + row.error + "\n");
+        EXPECT_EQ(result.out, "");
     }
 
     // A new battery's firmware may report a little more than its design: read as full health.
     auto generous = nlohmann::json::parse(kReading);
     generous["battery"]["health"] = 1.04;
     std::ofstream(file) << generous.dump();
-    std::string out, err;
-    ASSERT_EQ(run({"--reading", file.string(), "--json"}, out, err), 0) << err;
-    EXPECT_EQ(nlohmann::json::parse(out)["reading"]["battery"]["health"], 1.0);
+    const auto generousResult = run({"--reading", file.string(), "--json"});
+    ASSERT_EQ(generousResult.status, 0) << generousResult.err;
+    EXPECT_EQ(nlohmann::json::parse(generousResult.out)["reading"]["battery"]["health"], 1.0);
 
-    EXPECT_EQ(run({"--reading", "/dev/zero"}, out, err), 2);
-    EXPECT_EQ(err, "vitrek: report: /dev/zero is over 1 MiB, the most a reading may hold\n");
-    EXPECT_EQ(run({"--reading", (folder / "missing.json").string()}, out, err), 2);
-    EXPECT_EQ(err,
+    const auto huge = run({"--reading", "/dev/zero"});
+    EXPECT_EQ(huge.status, 2);
+    EXPECT_EQ(huge.err, "vitrek: report: /dev/zero is over 1 MiB, the most a reading may hold\n");
+    const auto missing = run({"--reading", (folder / "missing.json").string()});
+    EXPECT_EQ(missing.status, 2);
+    EXPECT_EQ(missing.err,
               "vitrek: cannot read " + (folder / "missing.json").string() + ": No such file or directory\n");
 }
 
@@ -168,13 +157,13 @@ TEST_F(ReportCommandTest, MetricsTellTheReportsCheckUpLabelledWithTheUser) {
     const std::string log = std::string(VITREK_TEST_DATA) + "/pmset/one-night-maintenance-wake.log";
     const std::vector<std::string> options{"--reading", (folder / "reading.json").string(), "--log", log,
                                            "--tz", "Europe/Berlin"};
-    std::string out, err, report;
-    ASSERT_EQ(run(options, out, err, "metrics"), 0) << err;
+    const auto metrics = run(options, "metrics");
+    ASSERT_EQ(metrics.status, 0) << metrics.err;
     auto withJson = options;
     withJson.push_back("--json");
-    ASSERT_EQ(run(withJson, report, err), 0) << err;
+    const auto report = run(withJson).out;
     const auto json = nlohmann::json::parse(report);
-    const auto samples = samplesOf(out);
+    const auto samples = samplesOf(metrics.out);
     const std::string user = "{user=\"ada \\\"the\\\" admin\"";
     EXPECT_EQ(samples.at("vitrek_recovery_percent" + user + "}"), json["recovery"].get<double>());
     EXPECT_EQ(samples.at("vitrek_rest_score" + user + "}"), json["rest"].get<double>());
@@ -191,9 +180,10 @@ TEST_F(ReportCommandTest, MetricsTellTheReportsCheckUpLabelledWithTheUser) {
     auto reading = nlohmann::json::parse(kReading);
     reading.erase("battery");
     std::ofstream(folder / "desktop.json") << reading.dump();
-    ASSERT_EQ(run({"--reading", (folder / "desktop.json").string()}, out, err, "metrics"), 0) << err;
+    const auto desktop = run({"--reading", (folder / "desktop.json").string()}, "metrics");
+    ASSERT_EQ(desktop.status, 0) << desktop.err;
     for (const char* absent : {"vitrek_battery", "vitrek_rest_score", "vitrek_last_night_wakes"}) {
-        EXPECT_EQ(out.find(absent), std::string::npos) << absent;
+        EXPECT_EQ(desktop.out.find(absent), std::string::npos) << absent;
     }
     setenv("USER", before.c_str(), 1);
 }
