@@ -247,10 +247,6 @@ TEST(NightBuilderTest, StatesAtAnInstantTakeTheLastRecordOfThatInstant) {
     ASSERT_TRUE(event.has_value());
     EXPECT_EQ(event->kind, PowerEventKind::sleep);
     EXPECT_EQ(NightBuilder::systemState(test::at("2022-11-16T08:16:47+01:00"), log).first, PowerState::awake);
-    const auto spells = logNamed("awake-spells.log");
-    EXPECT_TRUE(NightBuilder::displayOn(test::at("2024-03-04T22:00:00+01:00"), spells));
-    EXPECT_TRUE(NightBuilder::displayOn(test::at("2024-03-05T04:05:59+01:00"), spells));
-    EXPECT_FALSE(NightBuilder::displayOn(test::at("2024-03-05T04:06:00+01:00"), spells));
 }
 
 TEST(NightBuilderTest, BatteryPointsFollowTheChargeOnlyOnMachinesWithABattery) {

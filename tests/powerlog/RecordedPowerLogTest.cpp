@@ -24,16 +24,14 @@ void alive(std::vector<PowerRecord>& records, Instant from, Instant to) {
     }
 }
 
-PowerRecord record(Instant date, PowerRecordKind kind) { return powerRecord(date, kind); }
-
 PowerRecord screen(Instant date, bool on) {
-    auto made = record(date, PowerRecordKind::screen);
+    auto made = powerRecord(date, PowerRecordKind::screen);
     made.screenOn = on;
     return made;
 }
 
 PowerRecord sleep(Instant date, bool lidClosed, int charge) {
-    auto made = record(date, PowerRecordKind::sleep);
+    auto made = powerRecord(date, PowerRecordKind::sleep);
     made.lidClosed = lidClosed;
     made.idle = false;
     made.charge = charge;
@@ -42,7 +40,7 @@ PowerRecord sleep(Instant date, bool lidClosed, int charge) {
 }
 
 PowerRecord wake(Instant date, bool lidClosed, std::string source, int charge) {
-    auto made = record(date, PowerRecordKind::wake);
+    auto made = powerRecord(date, PowerRecordKind::wake);
     made.lidClosed = lidClosed;
     made.source = std::move(source);
     made.slept = 3600;
@@ -52,7 +50,7 @@ PowerRecord wake(Instant date, bool lidClosed, std::string source, int charge) {
 }
 
 PowerRecord inhibitors(Instant date, std::vector<HeldInhibitor> held) {
-    auto made = record(date, PowerRecordKind::inhibitors);
+    auto made = powerRecord(date, PowerRecordKind::inhibitors);
     made.inhibitors = std::move(held);
     return made;
 }
@@ -62,9 +60,9 @@ PowerRecord inhibitors(Instant date, std::vector<HeldInhibitor> held) {
 // wakes the machine at 02:00 for 40 s; the lid opens at 06:30 and the screen is unlocked at 06:31.
 std::vector<PowerRecord> lidClosedNight() {
     std::vector<PowerRecord> records;
-    auto booted = record(berlin(4, 18, 2), PowerRecordKind::boot);
+    auto booted = powerRecord(berlin(4, 18, 2), PowerRecordKind::boot);
     records.push_back(booted);
-    auto start = record(berlin(4, 21, 0), PowerRecordKind::start);
+    auto start = powerRecord(berlin(4, 21, 0), PowerRecordKind::start);
     start.screenOn = true;
     start.pid = 4242;
     records.push_back(start);
@@ -134,7 +132,7 @@ TEST(RecordedPowerLogTest, NoNightIsMadeUpForTimeNobodyRecorded) {
     // Vitrek quit at 01:00; the record's last state (asleep) says nothing about the rest of the night.
     auto records = lidClosedNight();
     std::erase_if(records, [](const PowerRecord& r) { return r.date > berlin(5, 1, 0); });
-    auto restart = record(berlin(5, 9, 0), PowerRecordKind::start);
+    auto restart = powerRecord(berlin(5, 9, 0), PowerRecordKind::start);
     records.push_back(restart);
     const Instant now = berlin(5, 9, 5);
     const auto recorded = RecordedPowerLog::fromRecords(records, now);
@@ -148,7 +146,7 @@ TEST(RecordedPowerLogTest, NoNightIsMadeUpForTimeNobodyRecorded) {
 
 TEST(RecordedPowerLogTest, WithoutAScreenSaverAFullWakeLightsTheScreenAndTwoRecordersCountOnce) {
     std::vector<PowerRecord> records;
-    records.push_back(record(berlin(4, 22, 0), PowerRecordKind::start));
+    records.push_back(powerRecord(berlin(4, 22, 0), PowerRecordKind::start));
     alive(records, berlin(4, 22, 4), berlin(4, 23, 30));
     // A second Vitrek on the same folder writes the same moments again.
     for (int copy = 0; copy < 2; ++copy) {
@@ -169,16 +167,18 @@ TEST(RecordedPowerLogTest, MergedWithTheJournalEachMomentHasOneTeller) {
     // The journal saw the same night a moment later, and a night two days before Vitrek ran.
     PowerLog journal;
     journal.firstDate = berlin(2, 12, 0);
+    const auto event = [](Instant date, PowerEventKind kind, const char* cause) {
+        const bool entry = kind == PowerEventKind::sleep;
+        return PowerEvent{date, kind, entry ? "PM: suspend entry" : "PM: suspend exit", cause, {}, {}};
+    };
     journal.events = {
         {berlin(2, 12, 0), PowerEventKind::boot, "Linux version", "", std::nullopt, std::nullopt},
-        {berlin(2, 23, 30), PowerEventKind::sleep, "PM: suspend entry", "Idle Sleep", std::nullopt, std::nullopt},
-        {berlin(3, 7, 10), PowerEventKind::wake, "PM: suspend exit", "Lid Open", std::nullopt, std::nullopt},
-        {berlin(4, 23, 45, 1), PowerEventKind::sleep, "PM: suspend entry", "Clamshell Sleep", std::nullopt,
-         std::nullopt},
-        {berlin(5, 2, 0, 1), PowerEventKind::darkWake, "PM: suspend exit", "RTC Alarm", std::nullopt, std::nullopt},
-        {berlin(5, 2, 0, 41), PowerEventKind::sleep, "PM: suspend entry", "Clamshell Sleep", std::nullopt,
-         std::nullopt},
-        {berlin(5, 6, 30, 1), PowerEventKind::wake, "PM: suspend exit", "Lid Open", std::nullopt, std::nullopt},
+        event(berlin(2, 23, 30), PowerEventKind::sleep, "Idle Sleep"),
+        event(berlin(3, 7, 10), PowerEventKind::wake, "Lid Open"),
+        event(berlin(4, 23, 45, 1), PowerEventKind::sleep, "Clamshell Sleep"),
+        event(berlin(5, 2, 0, 1), PowerEventKind::darkWake, "RTC Alarm"),
+        event(berlin(5, 2, 0, 41), PowerEventKind::sleep, "Clamshell Sleep"),
+        event(berlin(5, 6, 30, 1), PowerEventKind::wake, "Lid Open"),
     };
     const auto merged = NightSource::merge(journal, recorded);
     EXPECT_EQ(merged.source, NightSourceKind::both);
