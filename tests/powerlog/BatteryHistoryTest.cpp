@@ -95,18 +95,5 @@ TEST(BatteryHistoryFileTest, EachEventTakesTheLastEntryAtOrBeforeIt) {
     }
 }
 
-TEST(BatteryHistoryFileTest, AHistoryWithoutSourcesOrEntriesChangesNothingItCannotTell) {
-    PowerLog log;
-    log.events = {eventAt(0, 40, true), eventAt(100, std::nullopt, false)};
-    const auto untouched = log;
-    BatteryHistoryFile::annotate(log, {});
-    EXPECT_EQ(log, untouched);
-
-    BatteryHistoryFile::annotate(log, {{entry(50, 70, std::nullopt)}, {}});
-    EXPECT_EQ(log.events[0], untouched.events[0]);
-    EXPECT_EQ(log.events[1].charge, 70);
-    EXPECT_EQ(log.events[1].onBattery, false);
-}
-
 } // namespace
 } // namespace vitrek

@@ -256,13 +256,5 @@ TEST(PowerLogParserTest, MalformedLinesAreCountedOnlyWhenTheyLookLikeStateRecord
     EXPECT_EQ(log.firstDate, at("2024-01-15T20:30:00+01:00"));
 }
 
-TEST(PowerLogParserTest, TextWithoutLineFeedIsOneLine) {
-    EXPECT_EQ(Parser::parse(""), PowerLog{});
-    EXPECT_EQ(Parser::parse("2024-01-15 22:10:05 +0100 W"), PowerLog{});
-    const auto log = Parser::parse("2024-01-15 22:10:05 +0100 Notification\t Display is turned on ");
-    EXPECT_EQ(log.display, (std::vector<DisplayChange>{{kDate, true}}));
-    EXPECT_EQ(log.firstDate, std::nullopt); // notifications do not date the log
-}
-
 } // namespace
 } // namespace vitrek
