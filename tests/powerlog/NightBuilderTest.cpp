@@ -249,15 +249,7 @@ TEST(NightBuilderTest, StatesAtAnInstantTakeTheLastRecordOfThatInstant) {
     EXPECT_EQ(NightBuilder::systemState(test::at("2022-11-16T08:16:47+01:00"), log).first, PowerState::awake);
 }
 
-TEST(NightBuilderTest, BatteryPointsFollowTheChargeOnlyOnMachinesWithABattery) {
-    const auto drain = nightsOf("amd-ryzen-5500u-laptop-2024-darkwake-battery-drain.log",
-                                "2024-10-18T12:00:00+05:30", test::zone("Asia/Kolkata"));
-    ASSERT_EQ(drain.size(), 1u);
-    const std::vector<BatteryPoint> expected{{test::at("2024-10-17T23:00:00+05:30"), 52},
-                                             {test::at("2024-10-18T00:11:26+05:30"), 25},
-                                             {test::at("2024-10-18T07:00:00+05:30"), 25}};
-    EXPECT_EQ(drain[0].battery, expected);
-
+TEST(NightBuilderTest, ADesktopHasNoBatteryPoints) {
     // A desktop reports "Using AC (Charge:0%)" throughout.
     const auto desktop = nightsOf("hackintosh-desktop-2022-software-sleep-pwrb-wake.log",
                                   "2022-02-24T12:00:00+08:00", test::zone("Asia/Shanghai"));
