@@ -40,23 +40,6 @@ protected:
     const fs::path& folder = scratch.path();
 };
 
-TEST_F(ReportCommandTest, ReportsAStoredReadingWithLastNightAndWritesNothing) {
-    const std::string log = std::string(VITREK_TEST_DATA) + "/pmset/one-night-maintenance-wake.log";
-    const auto result = run(
-        {"--reading", (folder / "reading.json").string(), "--log", log, "--tz", "Europe/Berlin", "--json"});
-    ASSERT_EQ(result.status, 0) << result.err;
-    const auto json = nlohmann::json::parse(result.out);
-    // The reading comes back as it was given, dated at the default `now`: the reading's own date.
-    EXPECT_EQ(json["reading"], nlohmann::json::parse(kReading));
-    EXPECT_EQ(json["rest"], 88);
-    EXPECT_EQ(json["wakes"], 2);
-    EXPECT_EQ(json["factors"].size(), 6u);
-    EXPECT_EQ(json["strain"], nullptr);
-    EXPECT_EQ(json["age"]["source"], "modelYear");
-    EXPECT_EQ(json["streak"], 0);
-    EXPECT_FALSE(fs::exists(folder / "data"));
-}
-
 TEST_F(ReportCommandTest, AReadingWithoutATemperatureLeavesHeatOutRatherThanCallingItCool) {
     auto reading = nlohmann::json::parse(kReading);
     reading["heat"] = nullptr;
@@ -128,12 +111,6 @@ TEST_F(ReportCommandTest, RefusesReadingsThatCannotBeReadOrHoldFiguresNoMachineR
               "vitrek: cannot read " + (folder / "missing.json").string() + ": No such file or directory\n");
 }
 
-} // namespace
-} // namespace vitrek::cli
-
-namespace vitrek::cli {
-namespace {
-
 // The samples of an exposition text by "name{labels}", each checked to follow its family's HELP and TYPE.
 std::map<std::string, double> samplesOf(const std::string& text) {
     std::map<std::string, double> samples;
@@ -151,7 +128,8 @@ std::map<std::string, double> samplesOf(const std::string& text) {
     return samples;
 }
 
-TEST_F(ReportCommandTest, MetricsTellTheReportsCheckUpLabelledWithTheUser) {
+// The report of a stored reading and last night, and its metrics labelled with the user; neither writes.
+TEST_F(ReportCommandTest, ReportsAStoredReadingWithLastNightAndItsMetrics) {
     const std::string before = std::getenv("USER") ? std::getenv("USER") : "";
     setenv("USER", "ada \"the\" admin", 1);
     const std::string log = std::string(VITREK_TEST_DATA) + "/pmset/one-night-maintenance-wake.log";
@@ -161,8 +139,18 @@ TEST_F(ReportCommandTest, MetricsTellTheReportsCheckUpLabelledWithTheUser) {
     ASSERT_EQ(metrics.status, 0) << metrics.err;
     auto withJson = options;
     withJson.push_back("--json");
-    const auto report = run(withJson).out;
-    const auto json = nlohmann::json::parse(report);
+    const auto report = run(withJson);
+    ASSERT_EQ(report.status, 0) << report.err;
+    const auto json = nlohmann::json::parse(report.out);
+    // The reading comes back as it was given, dated at the default `now`: the reading's own date.
+    EXPECT_EQ(json["reading"], nlohmann::json::parse(kReading));
+    EXPECT_EQ(json["rest"], 88);
+    EXPECT_EQ(json["wakes"], 2);
+    EXPECT_EQ(json["factors"].size(), 6u);
+    EXPECT_EQ(json["strain"], nullptr);
+    EXPECT_EQ(json["age"]["source"], "modelYear");
+    EXPECT_EQ(json["streak"], 0);
+    EXPECT_FALSE(fs::exists(folder / "data"));
     const auto samples = samplesOf(metrics.out);
     const std::string user = "{user=\"ada \\\"the\\\" admin\"";
     EXPECT_EQ(samples.at("vitrek_recovery_percent" + user + "}"), json["recovery"].get<double>());
