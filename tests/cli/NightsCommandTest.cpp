@@ -6,7 +6,6 @@
 #include <nlohmann/json.hpp>
 
 #include <array>
-#include <sstream>
 
 namespace vitrek::cli {
 namespace {
@@ -90,23 +89,18 @@ TEST(NightsCommandTest, PrintsEachNightAsJson) {
     EXPECT_EQ(json["log"], nlohmann::json::parse(R"({"events": 4, "requests": 1, "releases": 0, "display": 1,
                                                      "firstDate": 1709589000, "skippedLines": 0})"));
     ASSERT_EQ(json["nights"].size(), 1u);
-    const auto& night = json["nights"][0];
-    EXPECT_EQ(night["id"], "2024-03-05");
-    EXPECT_EQ(night["start"], 1709589600);
-    EXPECT_EQ(night["end"], 1709618400);
-    EXPECT_EQ(night["inProgress"], false);
-    EXPECT_EQ(night["score"], 88);
-    EXPECT_EQ(night["word"], "Sound");
-    EXPECT_EQ(night["counts"],
-              nlohmann::json::parse(R"({"darkWake": 1, "screenOn": 1, "up": 1, "wake": 2})"));
-    EXPECT_EQ(night["time"],
-              nlohmann::json::parse(R"({"asleep": 28140, "dark": 60, "awake": 0, "screenOn": 600})"));
-    EXPECT_EQ(night["lost"], 5);
-    EXPECT_EQ(night["startCharge"], 80);
-    EXPECT_EQ(night["endCharge"], 75);
+    auto night = json["nights"][0];
     EXPECT_EQ(night["events"].size(), 3u);
     EXPECT_EQ(night["story"][1], nlohmann::json::parse(R"({"id": "1709596800.0-darkWake",
         "label": "Maintenance / Power Nap", "count": 1, "totalDuration": 60})"));
+    for (const char* list : {"segments", "events", "battery", "keptAwake", "story"}) {
+        night.erase(list);
+    }
+    EXPECT_EQ(night, nlohmann::json::parse(R"({"id": "2024-03-05", "start": 1709589600, "end": 1709618400,
+        "inProgress": false, "isDemo": false, "hasBattery": true, "pluggedIn": false, "score": 88,
+        "word": "Sound", "counts": {"darkWake": 1, "screenOn": 1, "up": 1, "wake": 2}, "lost": 5,
+        "startCharge": 80, "endCharge": 75,
+        "time": {"asleep": 28140, "dark": 60, "awake": 0, "screenOn": 600}})"));
 }
 
 TEST(NightsCommandTest, TellsTheStoryToAPerson) {

@@ -4,7 +4,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cmath>
 #include <iterator>
 #include <string>
 #include <tuple>
