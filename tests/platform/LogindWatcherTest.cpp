@@ -49,18 +49,6 @@ struct Logind {
     Logind() { EXPECT_TRUE(bus.startTemplate("logind")); }
 };
 
-TEST(LogindWatcherTest, HoldsASleepDelayUntilReleased) {
-    Logind logind;
-    LogindWatcher watcher(logind.bus.connection());
-    ASSERT_TRUE(watcher.isAvailable());
-    EXPECT_TRUE(watcher.holdsDelay());
-    EXPECT_EQ(watcher.inhibitors(), std::vector<Inhibitor>{kOurLock});
-
-    watcher.releaseDelay();
-    EXPECT_FALSE(watcher.holdsDelay());
-    EXPECT_TRUE(eventually([&] { return watcher.inhibitors().empty(); }));
-}
-
 TEST(LogindWatcherTest, TurnsPrepareForSleepIntoSleepAndWake) {
     Logind logind;
     LogindWatcher watcher(logind.bus.connection());
