@@ -10,6 +10,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cstdio>
 #include <string>
 #include <vector>
 
@@ -89,15 +90,11 @@ TEST(JournalSourceTest, ReadsARealJournalThroughJournalctl) {
     EXPECT_TRUE(later.log.events.empty());
 }
 
-// accessProblem and load under `root`, run as the unprivileged user "nobody" in a child process.
-std::string asNobody(const std::string& root) {
-    int pipe[2];
-    if (::pipe(pipe) != 0) {
-        return "pipe failed";
-    }
+// Whether accessProblem and load under `root`, run as the unprivileged user "nobody" in a child process,
+// both give `expected` ("ran journalctl" once the journal is read); the child prints any other answer.
+bool asNobodyGives(const std::string& root, const std::string& expected) {
     const pid_t child = ::fork();
     if (child == 0) {
-        ::close(pipe[0]);
         if (::setgroups(0, nullptr) != 0 || ::setgid(65534) != 0 || ::setuid(65534) != 0) {
             ::_exit(3);
         }
@@ -112,20 +109,14 @@ std::string asNobody(const std::string& root) {
             kNow, options);
         std::string answer = ran || !system.log.events.empty() ? "ran journalctl" : system.problem;
         answer = JournalSource::accessProblem(root) == system.problem ? answer : "problems differ";
-        const bool written =
-            ::write(pipe[1], answer.data(), answer.size()) == static_cast<ssize_t>(answer.size());
-        ::_exit(written ? 0 : 4);
+        if (answer != expected) {
+            std::fprintf(stderr, "as nobody: %s\n", answer.c_str());
+        }
+        ::_exit(answer == expected ? 0 : 1);
     }
-    ::close(pipe[1]);
-    std::string answer;
-    char buffer[512];
-    for (ssize_t n; (n = ::read(pipe[0], buffer, sizeof buffer)) > 0;) {
-        answer.append(buffer, static_cast<std::size_t>(n));
-    }
-    ::close(pipe[0]);
     int status = 0;
     ::waitpid(child, &status, 0);
-    return answer;
+    return WIFEXITED(status) && WEXITSTATUS(status) == 0;
 }
 
 TEST(JournalSourceTest, AUserOutsideTheJournalGroupIsToldHowToJoinIt) {
@@ -134,10 +125,8 @@ TEST(JournalSourceTest, AUserOutsideTheJournalGroupIsToldHowToJoinIt) {
     }
     test::ScratchDirectory root{"vitrek-root"};
     ::chmod(root.path().c_str(), 0755);
-    EXPECT_EQ(
-        asNobody(root.string()),
-        "This system keeps no journal in /var/log/journal or /run/log/journal, so Rest has no nights to "
-        "read.");
+    EXPECT_TRUE(asNobodyGives(root.string(), "This system keeps no journal in /var/log/journal or "
+                                             "/run/log/journal, so Rest has no nights to read."));
 
     // journald's own modes: the folders are open, the system file is for root and the journal groups.
     const std::string machine = "var/log/journal/5e1c0ffee0ddba11deadbeef5ca1ab1e";
@@ -146,13 +135,13 @@ TEST(JournalSourceTest, AUserOutsideTheJournalGroupIsToldHowToJoinIt) {
         ::chmod((root.path() / folder).c_str(), 02755);
     }
     ::chmod((root.path() / machine / "system.journal").c_str(), 0640);
-    EXPECT_EQ(
-        asNobody(root.string()),
-        "The system journal is not readable by nobody: join the systemd-journal group (sudo usermod -aG "
-        "systemd-journal nobody, then log in again) so Rest can read the nights.");
+    EXPECT_TRUE(asNobodyGives(root.string(),
+                              "The system journal is not readable by nobody: join the systemd-journal group "
+                              "(sudo usermod -aG systemd-journal nobody, then log in again) so Rest can read "
+                              "the nights."));
 
     ::chmod((root.path() / machine / "system.journal").c_str(), 0644);
-    EXPECT_EQ(asNobody(root.string()), "ran journalctl");
+    EXPECT_TRUE(asNobodyGives(root.string(), "ran journalctl"));
 }
 
 } // namespace
