@@ -6,9 +6,9 @@
 
 #include <QDBusUnixFileDescriptor>
 #include <QSignalSpy>
+#include <QTest>
 #include <algorithm>
 #include <chrono>
-#include <thread>
 
 namespace vitrek {
 namespace {
@@ -20,18 +20,6 @@ const QString kPath = QStringLiteral("/org/freedesktop/login1");
 const QString kManager = QStringLiteral("org.freedesktop.login1.Manager");
 // The mock gives every inhibitor uid 1000 and pid 123456.
 const Inhibitor kOurLock{"sleep", "Vitrek", "Recording the moment of sleep", "delay", 1000, 123456};
-
-// The mock notices a closed lock on its next turn of the loop, not at once.
-template <typename Condition> bool eventually(Condition condition) {
-    const auto deadline = std::chrono::steady_clock::now() + 2s;
-    while (!condition()) {
-        if (std::chrono::steady_clock::now() > deadline) {
-            return false;
-        }
-        std::this_thread::sleep_for(10ms);
-    }
-    return true;
-}
 
 bool listed(const LogindWatcher& watcher, const Inhibitor& inhibitor) {
     const auto all = watcher.inhibitors();
@@ -65,7 +53,8 @@ TEST(LogindWatcherTest, TurnsPrepareForSleepIntoSleepAndWake) {
     EXPECT_TRUE(lockedWhileFallingAsleep);
     // The receiver never released the lock; the machine must be let go all the same.
     EXPECT_FALSE(watcher.holdsDelay());
-    EXPECT_TRUE(eventually([&] { return !listed(watcher, kOurLock); }));
+    // The mock notices a closed lock on its next turn of the loop, not at once.
+    EXPECT_TRUE(QTest::qWaitFor([&] { return !listed(watcher, kOurLock); }, 2000));
     EXPECT_EQ(awake.count(), 0);
 
     prepareForSleep(logind.bus, false);
