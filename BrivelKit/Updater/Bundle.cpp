@@ -41,7 +41,8 @@ std::optional<Bundle> Bundle::open(const std::filesystem::path& path) {
                   text(info, "name", "CFBundleName"),
                   text(info, "version", "CFBundleShortVersionString"),
                   text(info, "BrivelUpdateFeedURL"),
-                  text(info, "BrivelUpdatePublicKey")};
+                  text(info, "BrivelUpdatePublicKey"),
+                  text(info, "BrivelAfterInstall")};
 }
 
 Bundle Bundle::at(const std::filesystem::path& path) {

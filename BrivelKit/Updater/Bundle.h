@@ -17,6 +17,9 @@ struct Bundle {
     std::optional<std::string> shortVersion;    // "version"
     std::optional<std::string> feedURL;         // "BrivelUpdateFeedURL"
     std::optional<std::string> publicKey;       // "BrivelUpdatePublicKey"
+    // A program of the folder (a path relative to it) that the install script runs, with the folder as its
+    // argument, once this version has been put in place: how a program refreshes what lives outside its folder.
+    std::optional<std::string> afterInstall;    // "BrivelAfterInstall"
 
     bool operator==(const Bundle&) const = default;
 

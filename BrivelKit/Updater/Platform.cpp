@@ -78,10 +78,11 @@ bool canInstallInPlace(const std::filesystem::path& bundle) {
 std::string installScript(const std::string& executable) {
     const std::string program =
         plainPath(executable) ? "\"$DEST/" + executable + "\"" : "\"$DEST\"/" + singleQuoted(executable);
-    return "PID=\"$1\"; SRC=\"$2\"; DEST=\"$3\"; RELAUNCH=\"$4\"\n"
+    return "PID=\"$1\"; SRC=\"$2\"; DEST=\"$3\"; RELAUNCH=\"$4\"; AFTER=\"$5\"\n"
            "i=0; while kill -0 \"$PID\" 2>/dev/null && [ $i -lt 600 ]; do sleep 0.1; i=$((i+1)); done\n"
            "OLD=\"$DEST.brivel-old\"; rm -rf \"$OLD\"\n"
            "if mv \"$DEST\" \"$OLD\" && cp -a \"$SRC\" \"$DEST\"; then rm -rf \"$OLD\"; "
+           "if [ -n \"$AFTER\" ] && [ -x \"$DEST/$AFTER\" ]; then \"$DEST/$AFTER\" \"$DEST\" </dev/null >/dev/null 2>&1; fi; "
            "else rm -rf \"$DEST\"; mv \"$OLD\" \"$DEST\"; fi\n"
            "# Linux keeps no quarantine attribute, so there is nothing to strip here.\n"
            "rm -rf \"$(dirname \"$SRC\")\"\n"
@@ -89,6 +90,18 @@ std::string installScript(const std::string& executable) {
            program +
            " </dev/null >/dev/null 2>&1 &\n"
            "exit 0";
+}
+
+bool isAfterInstallPath(const std::string& path) {
+    if (!plainPath(path) || path.front() == '/') {
+        return false;
+    }
+    for (const auto& part : std::filesystem::path(path)) {
+        if (part == "..") {
+            return false;
+        }
+    }
+    return true;
 }
 
 std::string executableInBundle(const std::filesystem::path& bundle) {
@@ -105,12 +118,12 @@ std::string executableInBundle(const std::filesystem::path& bundle) {
 }
 
 bool launchInstaller(const std::string& script, long pid, const std::filesystem::path& source,
-                     const std::filesystem::path& destination, bool relaunch) {
+                     const std::filesystem::path& destination, bool relaunch, const std::string& afterInstall) {
     // Detached: the shell must outlive this process, which it is waiting for.
     return QProcess::startDetached("/bin/sh", {"-c", QString::fromStdString(script), "brivel-update",
                                                QString::number(pid), QString::fromStdString(source.string()),
                                                QString::fromStdString(destination.string()),
-                                               relaunch ? "1" : "0"});
+                                               relaunch ? "1" : "0", QString::fromStdString(afterInstall)});
 }
 
 Result<int> run(const std::string& path, const std::vector<std::string>& arguments) {

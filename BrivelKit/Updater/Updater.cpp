@@ -374,9 +374,12 @@ void Updater::installOnQuit() {
     if (m_phase.kind != Phase::Kind::ready || !m_stagedApp || !canInstallInPlace()) {
         return;
     }
+    // The new version says what it refreshes outside its folder; it was validated with the rest of it.
+    const auto after = Bundle::at(*m_stagedApp).afterInstall.value_or("");
     // A shell that fails to start leaves the program as it is; it quits either way.
     Platform::launchInstaller(Platform::installScript(Platform::executableInBundle(m_bundle.path)), long(::getpid()),
-                              *m_stagedApp, m_bundle.path, m_relaunchAfterInstall);
+                              *m_stagedApp, m_bundle.path, m_relaunchAfterInstall,
+                              Platform::isAfterInstallPath(after) ? after : std::string());
 }
 
 Result<std::filesystem::path> Updater::stage(std::string_view zip, const std::string& version,

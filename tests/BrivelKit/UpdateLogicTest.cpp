@@ -1,6 +1,7 @@
 #include "Updater/UpdateLogic.h"
 
 #include "Updater/Bundle.h"
+#include "Updater/Platform.h"
 #include "Updater/UpdateFeed.h"
 #include "support/KitFixtures.h"
 #include "support/ScratchDirectory.h"
@@ -8,6 +9,8 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <utility>
+#include <vector>
 
 namespace brivel::test {
 namespace {
@@ -142,6 +145,21 @@ TEST(BundleTest, ReadsItsIdentityUnderTheKeysOfEveryRelease) {
         const auto bundle = Bundle::at(folder.path());
         EXPECT_EQ(bundle.identifier, identifier) << info;
         EXPECT_EQ(bundle.shortVersion, version) << info;
+    }
+}
+
+// The new version names the program the install script runs after the swap; it must stay in its folder.
+TEST(PlatformTest, AfterInstallProgramsStayInsideTheFolder) {
+    for (const auto& [path, allowed] : std::vector<std::pair<std::string, bool>>{
+             {"libexec/vitrek-desktop-entry", true},
+             {"refresh", true},
+             {"", false},
+             {"/usr/bin/env", false},
+             {"../../bin/sh", false},
+             {"libexec/../../x", false},
+             {"libexec/refresh me", false},
+             {"libexec/$(reboot)", false}}) {
+        EXPECT_EQ(Platform::isAfterInstallPath(path), allowed) << path;
     }
 }
 

@@ -43,7 +43,10 @@ std::string versionAt(const fs::path& program) {
     return info.is_object() ? info.value("version", "") : "";
 }
 
-// A published 0.2.0: a small signed program folder whose window program only notes that it was started.
+constexpr const char* kNewIcon = "<svg><!-- 0.2.0 --></svg>";
+
+// A published 0.2.0: a small signed program folder whose window program only notes that it was started,
+// with the real launcher entry and its script, and an icon of its own.
 struct Release {
     brivel::test::KeyPair keys = brivel::test::makeKeyPair();
     std::string feed;
@@ -52,9 +55,18 @@ struct Release {
 Release publish(LoopbackServer& server, const fs::path& scratch) {
     Release release;
     const fs::path folder = scratch / "release/Vitrek";
-    brivel::test::writeProgram(folder, kIdentifier, "0.2.0", server.url("/feed.json"), release.keys.publicKey,
-                               {{"bin/vitrek-window", "#!/bin/sh\necho started >> \"$VITREK_RELAUNCH_MARKER\"\n"}});
-    fs::permissions(folder / "bin/vitrek-window", fs::perms(0755), fs::perm_options::replace);
+    brivel::test::writeProgram(
+        folder, kIdentifier, "0.2.0", server.url("/feed.json"), release.keys.publicKey,
+        {{"bin/vitrek-window", "#!/bin/sh\necho started >> \"$VITREK_RELAUNCH_MARKER\"\n"},
+         {"libexec/vitrek-desktop-entry", brivel::test::readFile(VITREK_DIST "/vitrek-desktop-entry")},
+         {"share/applications/vitrek.desktop", brivel::test::readFile(VITREK_DIST "/vitrek.desktop")},
+         {"share/icons/hicolor/scalable/apps/vitrek.svg", kNewIcon}});
+    for (const char* program : {"bin/vitrek-window", "libexec/vitrek-desktop-entry"}) {
+        fs::permissions(folder / program, fs::perms(0755), fs::perm_options::replace);
+    }
+    auto info = nlohmann::json::parse(brivel::test::readFile(folder / "Info.json"));
+    info["BrivelAfterInstall"] = "libexec/vitrek-desktop-entry";
+    std::ofstream(folder / "Info.json", std::ios::trunc) << info.dump(4);
     const auto archive = brivel::test::packProgram(folder, scratch / "Vitrek-0.2.0.zip");
     const nlohmann::json feed{{"version", "0.2.0"},
                               {"url", "https://example.org/vitrek"},
@@ -106,9 +118,21 @@ QProcessEnvironment environmentFor(const fs::path& run, const std::string& drill
     return environment;
 }
 
+// The launcher entry of a per-user install: this program folder's (`ours`), or another copy's.
+void writeLauncherEntry(const fs::path& run, const fs::path& program, bool ours) {
+    const auto share = run / "home/.local/share";
+    fs::create_directories(share / "applications");
+    fs::create_directories(share / "icons/hicolor/scalable/apps");
+    const auto target = ours ? program : fs::path("/opt/elsewhere/Vitrek");
+    std::ofstream(share / "applications/vitrek.desktop")
+        << "[Desktop Entry]\nName=Vitrek 0.1.0\nExec=\"" << (target / "bin/vitrek").string() << "\"\n";
+    std::ofstream(share / "icons/hicolor/scalable/apps/vitrek.svg") << "<svg><!-- 0.1.0 --></svg>";
+}
+
 // The real program, its update staged and the update window, Settings and About open, is quit many times
 // by each way a person quits it: the process always ends and the staged 0.2.0 is always installed; "Restart
-// Now" also starts the new version.
+// Now" also starts the new version. The installed version refreshes the launcher entry and icon of a
+// per-user install of this folder, and leaves another copy's alone.
 TEST(QuitTest, EveryWayOfQuittingEndsTheProgramAndInstallsTheStagedUpdate) {
     const test::ScratchDirectory scratch("vitrek-quit");
     LoopbackServer server;
@@ -123,6 +147,8 @@ TEST(QuitTest, EveryWayOfQuittingEndsTheProgramAndInstallsTheStagedUpdate) {
             const auto drill = path + "," + fronts[std::size_t(run) % fronts.size()];
             const fs::path folder = scratch.path() / (path + "-" + std::to_string(run));
             const auto program = installProgram(folder, release, server);
+            const bool ourEntry = run % 2 == 1;
+            writeLauncherEntry(folder, program, ourEntry);
 
             QProcess vitrek;
             vitrek.setProcessEnvironment(environmentFor(folder, drill));
@@ -144,6 +170,13 @@ TEST(QuitTest, EveryWayOfQuittingEndsTheProgramAndInstallsTheStagedUpdate) {
             const bool swapped = done && versionAt(program) == "0.2.0" && !fs::exists(program.string() + ".brivel-old");
             installed += swapped ? 1 : 0;
             EXPECT_TRUE(swapped) << drill << " run " << run << ": still " << versionAt(program);
+            const auto share = folder / "home/.local/share";
+            const auto entry = brivel::test::readFile(share / "applications/vitrek.desktop");
+            EXPECT_EQ(entry.find("Name=Vitrek\n") != std::string::npos, ourEntry) << drill << "\n" << entry;
+            EXPECT_EQ(entry.find("Exec=\"" + (program / "bin/vitrek").string() + "\"\n") != std::string::npos, ourEntry)
+                << drill << "\n" << entry;
+            EXPECT_EQ(brivel::test::readFile(share / "icons/hicolor/scalable/apps/vitrek.svg") == kNewIcon, ourEntry)
+                << drill;
             if (path == "restart") {
                 const bool started =
                     waitUntil([&] { return fs::exists(folder / "relaunched"); }, std::chrono::seconds(20));
