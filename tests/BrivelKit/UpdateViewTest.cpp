@@ -91,17 +91,26 @@ TEST(UpdateViewTest, DownloadAndInstallDownloadsTheOfferedVersionAndThenOffersAR
 }
 
 TEST(UpdateViewTest, TheUpdateWindowIsKeptOnceAndItsOKClosesIt) {
-    Updater updater{Program().bundle()};
+    // A feed nobody answers: a check fails at once.
+    Updater updater{Program("http://127.0.0.1:1/feed.json").bundle()};
     UpdateView::showWindow(updater);
     auto* window = WindowHost::window("update");
     ASSERT_NE(window, nullptr);
     EXPECT_TRUE(window->isVisible());
+    // With the window open, even an automatic check ends in what it shows rather than a spinner.
+    updater.check(false);
+    ASSERT_TRUE(waitFor([&] { return updater.phase().kind != UpdatePhase::Kind::checking; }));
+    EXPECT_EQ(updater.phase().kind, UpdatePhase::Kind::failed);
+    EXPECT_TRUE(shown<QProgressBar>(*window).empty());
 
     UpdateView::showWindow(updater);
     EXPECT_EQ(WindowHost::window("update"), window);
 
     window->findChild<QPushButton*>()->click();
     EXPECT_FALSE(window->isVisible());
+    updater.check(false);
+    ASSERT_TRUE(waitFor([&] { return updater.phase().kind != UpdatePhase::Kind::checking; }));
+    EXPECT_EQ(updater.phase().kind, UpdatePhase::Kind::idle);
     // Kept after closing, so the program decides when it goes; here the updater goes first.
     delete window;
 }
