@@ -1,3 +1,4 @@
+#include "support/Program.h"
 #include "support/ScratchDirectory.h"
 
 #include <gtest/gtest.h>
@@ -8,7 +9,6 @@
 #include <chrono>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <random>
 #include <set>
 #include <sstream>
@@ -20,11 +20,6 @@ namespace {
 
 namespace fs = std::filesystem;
 
-std::string readText(const fs::path& path) {
-    std::ifstream in(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
-}
-
 std::vector<std::string> linesOf(const std::string& text) {
     std::vector<std::string> lines;
     std::istringstream in(text);
@@ -34,37 +29,26 @@ std::vector<std::string> linesOf(const std::string& text) {
     return lines;
 }
 
-// The real program, checking up every 20 ms into `data`, with no bus to find (the night record says so
+// The real program, checking up every 20 ms into scratch/data, with no bus to find (the night record says so
 // once and stays off) and its settings in the scratch folder.
 class HeadlessTest : public testing::Test {
 protected:
-    QProcessEnvironment environment(const fs::path& data) const {
-        auto environment = QProcessEnvironment::systemEnvironment();
-        for (const char* harness : {"VITREK_SNAPSHOT_DIR", "VITREK_DEMO_DIR", "VITREK_SELFTEST"}) {
-            environment.remove(harness);
-        }
-        environment.insert("VITREK_DATA_DIR", QString::fromStdString(data.string()));
+    QProcessEnvironment environment() const {
+        auto environment = test::programEnvironment(scratch.path());
         environment.insert("VITREK_CHECKUP_MS", "20");
-        environment.insert("XDG_CONFIG_HOME", QString::fromStdString((scratch.path() / "config").string()));
         environment.insert("DBUS_SYSTEM_BUS_ADDRESS", "unix:path=/nonexistent/bus");
         environment.insert("DBUS_SESSION_BUS_ADDRESS", "unix:path=/nonexistent/bus");
         return environment;
     }
 
-    void start(QProcess& process, const fs::path& data) const {
-        process.setProcessEnvironment(environment(data));
+    void start(QProcess& process) const {
+        process.setProcessEnvironment(environment());
         process.start(VITREK_EXECUTABLE, {"--headless"});
         ASSERT_TRUE(process.waitForStarted(10'000));
     }
 
     // How many check-up lines standard output has shown.
-    static std::size_t checkUps(const std::string& out) {
-        std::size_t found = 0;
-        for (auto at = out.find("recovery"); at != std::string::npos; at = out.find("recovery", at + 1)) {
-            ++found;
-        }
-        return found;
-    }
+    static std::size_t checkUps(const std::string& out) { return test::occurrences(out, "recovery"); }
     // Reads standard output until it holds `count` check-up lines.
     static bool waitForCheckUps(QProcess& process, std::string& out, std::size_t count) {
         for (int round = 0; round < 200 && checkUps(out) < count; ++round) {
@@ -75,38 +59,32 @@ protected:
     }
 
     test::ScratchDirectory scratch{"vitrek-headless"};
+    fs::path data = scratch.path() / "data";
 };
 
 TEST_F(HeadlessTest, OneFolderHasOneWriterAndTheDemoVariablesAreRefused) {
-    const auto data = scratch.path() / "data";
     for (const char* harness : {"VITREK_SNAPSHOT_DIR", "VITREK_DEMO_DIR", "VITREK_SELFTEST"}) {
-        QProcess demo;
-        auto environment = this->environment(data);
-        environment.insert(harness, QString::fromStdString(scratch.string()));
-        demo.setProcessEnvironment(environment);
-        demo.start(VITREK_EXECUTABLE, {"--headless"});
-        ASSERT_TRUE(demo.waitForFinished(10'000));
-        EXPECT_EQ(demo.exitCode(), 2);
-        EXPECT_NE(demo.readAllStandardError().toStdString().find(harness), std::string::npos);
+        auto env = environment();
+        env.insert(harness, QString::fromStdString(scratch.string()));
+        const auto demo = test::runProgram(VITREK_EXECUTABLE, {"--headless"}, env, 10'000);
+        EXPECT_EQ(demo.status, 2);
+        EXPECT_NE(demo.err.find(harness), std::string::npos);
     }
     EXPECT_FALSE(fs::exists(data)) << "nothing recorded, not even a folder";
 
     QProcess first;
-    start(first, data);
+    start(first);
     std::string out;
     ASSERT_TRUE(waitForCheckUps(first, out, 2)) << out;
-    QProcess second;
-    start(second, data);
-    ASSERT_TRUE(second.waitForFinished(10'000));
-    EXPECT_EQ(second.exitCode(), 2);
-    EXPECT_NE(second.readAllStandardError().toStdString().find("process " + std::to_string(first.processId())),
-              std::string::npos);
+    const auto second = test::runProgram(VITREK_EXECUTABLE, {"--headless"}, environment(), 10'000);
+    EXPECT_EQ(second.status, 2);
+    EXPECT_NE(second.err.find("process " + std::to_string(first.processId())), std::string::npos);
     first.kill();
     first.waitForFinished(10'000);
 
     // The kernel drops the lock with its holder: the next writer starts at once.
     QProcess next;
-    start(next, data);
+    start(next);
     std::string nextOut;
     EXPECT_TRUE(waitForCheckUps(next, nextOut, 1)) << next.readAllStandardError().toStdString();
     next.kill();
@@ -114,10 +92,9 @@ TEST_F(HeadlessTest, OneFolderHasOneWriterAndTheDemoVariablesAreRefused) {
 }
 
 TEST_F(HeadlessTest, AFolderThatCannotBeWrittenIsToldOnceAndNothingIsLostWhenItComesBack) {
-    const auto data = scratch.path() / "data";
     std::ofstream(data) << "a file where the data folder should be";
     QProcess headless;
-    start(headless, data);
+    start(headless);
     std::string out;
     ASSERT_TRUE(waitForCheckUps(headless, out, 5)) << headless.readAllStandardError().toStdString();
     const auto told = linesOf(headless.readAllStandardError().toStdString());
@@ -137,7 +114,7 @@ TEST_F(HeadlessTest, AFolderThatCannotBeWrittenIsToldOnceAndNothingIsLostWhenItC
         std::error_code error;
         for (const auto& entry : fs::directory_iterator(data, error)) {
             if (entry.path().filename().string().starts_with("samples-")) {
-                stored += linesOf(readText(entry.path())).size();
+                stored += linesOf(test::readFile(entry.path())).size();
             }
         }
     }
@@ -150,10 +127,10 @@ TEST_F(HeadlessTest, AFolderThatCannotBeWrittenIsToldOnceAndNothingIsLostWhenItC
 // The always-on loop pays for none of the window's libraries nor the demo recorder's video encoder.
 TEST_F(HeadlessTest, TheLoopMapsNoWindowingOrVideoLibrary) {
     QProcess headless;
-    start(headless, scratch.path() / "data");
+    start(headless);
     std::string out;
     ASSERT_TRUE(waitForCheckUps(headless, out, 1)) << headless.readAllStandardError().toStdString();
-    const auto maps = readText("/proc/" + std::to_string(headless.processId()) + "/maps");
+    const auto maps = test::readFile("/proc/" + std::to_string(headless.processId()) + "/maps");
     headless.kill();
     headless.waitForFinished(10'000);
     ASSERT_NE(maps.find("libQt6Core"), std::string::npos) << maps;
@@ -166,20 +143,19 @@ TEST_F(HeadlessTest, TheLoopMapsNoWindowingOrVideoLibrary) {
 // Killed at any moment, the program leaves a history that parses and day files of whole lines, but for
 // at most one partial last line, which the next run repairs.
 TEST_F(HeadlessTest, KilledAtRandomMomentsItLeavesEveryFileReadable) {
-    const auto data = scratch.path() / "data";
     const auto seed = std::random_device{}();
     SCOPED_TRACE("seed " + std::to_string(seed));
     std::mt19937 random(seed);
     std::uniform_int_distribution<int> moment(20, 250);
     for (int run = 0; run < 30; ++run) {
         QProcess headless;
-        start(headless, data);
+        start(headless);
         QThread::msleep(static_cast<unsigned long>(moment(random)));
         headless.kill();
         ASSERT_TRUE(headless.waitForFinished(10'000));
 
         if (fs::exists(data / "history.json")) {
-            const auto history = nlohmann::json::parse(readText(data / "history.json"), nullptr, false);
+            const auto history = nlohmann::json::parse(test::readFile(data / "history.json"), nullptr, false);
             ASSERT_FALSE(history.is_discarded()) << "run " << run;
             ASSERT_TRUE(history.contains("days")) << "run " << run;
         }
@@ -189,7 +165,7 @@ TEST_F(HeadlessTest, KilledAtRandomMomentsItLeavesEveryFileReadable) {
             if (!name.starts_with("samples-") && !name.starts_with("power-")) {
                 continue;
             }
-            const auto lines = linesOf(readText(entry.path()));
+            const auto lines = linesOf(test::readFile(entry.path()));
             for (std::size_t i = 0; i + 1 < lines.size(); ++i) {
                 ASSERT_TRUE(nlohmann::json::accept(lines[i])) << name << " line " << i << ", run " << run;
             }

@@ -1,5 +1,6 @@
 #include "powerlog/PowerRecord.h"
 #include "support/DBusMock.h"
+#include "support/Program.h"
 #include "support/ScratchDirectory.h"
 
 #include <gtest/gtest.h>
@@ -14,7 +15,6 @@
 #include <ctime>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <string>
 
 namespace vitrek {
@@ -46,25 +46,16 @@ std::string readAll(const fs::path& folder) {
     std::error_code error;
     for (const auto& entry : fs::directory_iterator(folder, error)) {
         if (entry.path().filename().string().starts_with("power-")) {
-            std::ifstream in(entry.path());
-            text.append(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+            text += test::readFile(entry.path());
         }
     }
     return text;
 }
 
-std::size_t count(const std::string& text, const std::string& part) {
-    std::size_t found = 0;
-    for (auto at = text.find(part); at != std::string::npos; at = text.find(part, at + 1)) {
-        ++found;
-    }
-    return found;
-}
-
 // Waits (ten seconds at most) until the record holds `times` lines of `kind`.
 bool waitForLines(const fs::path& folder, const std::string& kind, std::size_t times) {
     for (int i = 0; i < 200; ++i) {
-        if (count(readAll(folder), "\"kind\":\"" + kind + "\"") >= times) {
+        if (test::occurrences(readAll(folder), "\"kind\":\"" + kind + "\"") >= times) {
             return true;
         }
         QThread::msleep(50);
@@ -77,22 +68,20 @@ void writeSource(const fs::path& root, const std::string& folder, const std::str
     const fs::path dir = root / "sys/class/wakeup" / folder;
     fs::create_directories(dir);
     std::ofstream(dir / "name") << name << "\n";
-    std::ofstream(dir / "event_count") << count << "\n";
-    std::ofstream(dir / "wakeup_count") << count << "\n";
-    std::ofstream(dir / "active_count") << count << "\n";
+    for (const char* counter : {"event_count", "wakeup_count", "active_count"}) {
+        std::ofstream(dir / counter) << count << "\n";
+    }
     std::ofstream(dir / "last_change_ms") << changedMs << "\n";
 }
 
 class NightRecordEndToEndTest : public testing::Test {
 protected:
     QProcessEnvironment environment(const std::string& zone) const {
-        QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+        QProcessEnvironment env = test::programEnvironment(scratch.path());
         env.insert("TZ", QString::fromStdString(zone));
-        env.insert("VITREK_DATA_DIR", QString::fromStdString((scratch.path() / "data").string()));
         env.insert("VITREK_SYS_ROOT", QString::fromStdString((scratch.path() / "root").string()));
         env.insert(system.environmentVariable(), QString::fromStdString(system.address()));
         env.insert(session.environmentVariable(), QString::fromStdString(session.address()));
-        env.insert("QT_QPA_PLATFORM", "offscreen");
         return env;
     }
 
@@ -185,12 +174,10 @@ TEST_F(NightRecordEndToEndTest, HeadlessRecordsALidClosedNightThatNightsThenTell
     headless.terminate();
     ASSERT_TRUE(headless.waitForFinished(10'000));
 
-    QProcess nights;
-    nights.setProcessEnvironment(environment(zone));
-    nights.start(VITREK_EXECUTABLE, {"nights", "--source", "vitrek", "--json"});
-    ASSERT_TRUE(nights.waitForFinished(30'000));
-    EXPECT_EQ(nights.exitCode(), 0) << nights.readAllStandardError().toStdString();
-    const auto document = nlohmann::json::parse(nights.readAllStandardOutput().toStdString(), nullptr, false);
+    const auto nights =
+        test::runProgram(VITREK_EXECUTABLE, {"nights", "--source", "vitrek", "--json"}, environment(zone), 30'000);
+    EXPECT_EQ(nights.status, 0) << nights.err;
+    const auto document = nlohmann::json::parse(nights.out, nullptr, false);
     ASSERT_FALSE(document.is_discarded());
     EXPECT_EQ(document["source"], "vitrek");
     ASSERT_FALSE(document["nights"].empty()) << document.dump();
@@ -213,7 +200,7 @@ TEST_F(NightRecordEndToEndTest, HeadlessRecordsALidClosedNightThatNightsThenTell
     // The lid that ended the night is the wake's cause.
     const std::string record = readAll(data);
     EXPECT_NE(record.find("\"source\":\"PNP0C0D:00\""), std::string::npos) << record;
-    EXPECT_EQ(count(record, "\"kind\":\"boot\""), 1u) << record;
+    EXPECT_EQ(test::occurrences(record, "\"kind\":\"boot\""), 1u) << record;
 }
 
 TEST_F(NightRecordEndToEndTest, WithoutLogindHeadlessSaysSoOnceAndKeepsCheckingUp) {
@@ -226,7 +213,7 @@ TEST_F(NightRecordEndToEndTest, WithoutLogindHeadlessSaysSoOnceAndKeepsCheckingU
     headless.terminate();
     ASSERT_TRUE(headless.waitForFinished(10'000));
     const std::string err = headless.readAllStandardError().toStdString();
-    EXPECT_EQ(count(err, "cannot keep its own record of the nights"), 1u) << err;
+    EXPECT_EQ(test::occurrences(err, "cannot keep its own record of the nights"), 1u) << err;
     EXPECT_TRUE(fs::exists(scratch.path() / "data" / "history.json"));
     EXPECT_EQ(readAll(scratch.path() / "data"), "");
 }
