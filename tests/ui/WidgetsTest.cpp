@@ -11,9 +11,7 @@
 #include <QFontMetricsF>
 #include <QHelpEvent>
 #include <QImage>
-#include <QKeyEvent>
 #include <QLabel>
-#include <QMouseEvent>
 #include <QPainter>
 #include <QPicture>
 #include <QTest>
@@ -51,14 +49,6 @@ int lastPaintedColumn(QWidget& widget) {
         }
     }
     return -1;
-}
-
-TEST(WidgetsTheme, FactorBandsSwitchAtTheirEdges) {
-    const std::vector<std::pair<double, Grade>> scores{
-        {0.85, Grade::good}, {0.8499, Grade::fair}, {0.55, Grade::fair}, {0.5499, Grade::poor}};
-    for (const auto& [score, grade] : scores) {
-        EXPECT_EQ(Theme::factorBand(score), grade) << score;
-    }
 }
 
 TEST(WidgetsTheme, AppearanceSwitchesTheAdaptiveColoursOnly) {
@@ -212,16 +202,8 @@ TEST(WidgetsMiniCard, ClickAnywhereOnItOrSpaceAndEnterActivateIt) {
 
     // Through the window, as a real pointer goes: pressed on the content, released on it or elsewhere.
     const auto click = [&](QPointF press, QPointF release) {
-        QMouseEvent down{QEvent::MouseButtonPress, press,          card.mapToGlobal(press),
-                         Qt::LeftButton,           Qt::LeftButton, Qt::NoModifier};
-        QMouseEvent up{QEvent::MouseButtonRelease,
-                       release,
-                       card.mapToGlobal(release),
-                       Qt::LeftButton,
-                       Qt::NoButton,
-                       Qt::NoModifier};
-        QApplication::sendEvent(card.windowHandle(), &down);
-        QApplication::sendEvent(card.windowHandle(), &up);
+        QTest::mousePress(card.windowHandle(), Qt::LeftButton, {}, press.toPoint());
+        QTest::mouseRelease(card.windowHandle(), Qt::LeftButton, {}, release.toPoint());
     };
     const QPointF onValue = value->geometry().center();
     click(onValue, onValue);
@@ -229,9 +211,8 @@ TEST(WidgetsMiniCard, ClickAnywhereOnItOrSpaceAndEnterActivateIt) {
     click(onValue, QPointF{300, 300});
     EXPECT_EQ(clicks, 1) << "released outside, the click is abandoned";
 
-    for (const int key : {Qt::Key_Space, Qt::Key_Return, Qt::Key_Enter, Qt::Key_A}) {
-        QKeyEvent press{QEvent::KeyPress, key, Qt::NoModifier};
-        QApplication::sendEvent(&card, &press);
+    for (const Qt::Key key : {Qt::Key_Space, Qt::Key_Return, Qt::Key_Enter, Qt::Key_A}) {
+        QTest::keyClick(&card, key);
     }
     EXPECT_EQ(clicks, 4);
 }
