@@ -1,5 +1,6 @@
 #include "support/KitFixtures.h"
 #include "support/LoopbackServer.h"
+#include "support/Program.h"
 #include "support/ScratchDirectory.h"
 
 #include <gtest/gtest.h>
@@ -79,7 +80,7 @@ Release publish(LoopbackServer& server, const fs::path& scratch) {
     return release;
 }
 
-// The real window program installed as 0.1.0 in a folder of its own, beside a home of its own.
+// The real window program installed as 0.1.0 in a folder of its own.
 fs::path installProgram(const fs::path& run, const Release& release, LoopbackServer& server) {
     const fs::path program = run / "Vitrek";
     fs::create_directories(program / "bin");
@@ -98,29 +99,18 @@ fs::path installProgram(const fs::path& run, const Release& release, LoopbackSer
     return program;
 }
 
+// The program's own settings, cache, data and launcher folder under `run`, and the drill to play.
 QProcessEnvironment environmentFor(const fs::path& run, const std::string& drill) {
-    auto environment = QProcessEnvironment::systemEnvironment();
-    const auto at = [&run](const char* relative) { return QString::fromStdString((run / relative).string()); };
-    fs::create_directories(run / "runtime");
-    fs::permissions(run / "runtime", fs::perms::owner_all, fs::perm_options::replace);
-    environment.insert("HOME", at("home"));
-    environment.insert("XDG_CONFIG_HOME", at("home/.config"));
-    environment.insert("XDG_CACHE_HOME", at("home/.cache"));
-    environment.insert("XDG_DATA_HOME", at("home/.local/share"));
-    environment.insert("XDG_RUNTIME_DIR", at("runtime"));
-    environment.insert("TMPDIR", at("runtime"));
-    environment.insert("QT_QPA_PLATFORM", "offscreen");
+    auto environment = test::programEnvironment(run);
+    environment.insert("XDG_DATA_HOME", QString::fromStdString((run / "share").string()));
     environment.insert("VITREK_QUIT_DRILL", QString::fromStdString(drill));
-    environment.insert("VITREK_RELAUNCH_MARKER", at("relaunched"));
-    for (const char* harness : {"VITREK_SNAPSHOT_DIR", "VITREK_SELFTEST", "VITREK_LIVE_SNAPSHOT_DIR", "VITREK_DEMO_DIR"}) {
-        environment.remove(harness);
-    }
+    environment.insert("VITREK_RELAUNCH_MARKER", QString::fromStdString((run / "relaunched").string()));
     return environment;
 }
 
 // The launcher entry of a per-user install: this program folder's (`ours`), or another copy's.
 void writeLauncherEntry(const fs::path& run, const fs::path& program, bool ours) {
-    const auto share = run / "home/.local/share";
+    const auto share = run / "share";
     fs::create_directories(share / "applications");
     fs::create_directories(share / "icons/hicolor/scalable/apps");
     const auto target = ours ? program : fs::path("/opt/elsewhere/Vitrek");
@@ -150,27 +140,19 @@ TEST(QuitTest, EveryWayOfQuittingEndsTheProgramAndInstallsTheStagedUpdate) {
             const bool ourEntry = run % 2 == 1;
             writeLauncherEntry(folder, program, ourEntry);
 
-            QProcess vitrek;
-            vitrek.setProcessEnvironment(environmentFor(folder, drill));
-            vitrek.start(QString::fromStdString((program / "bin/vitrek-window").string()), {});
-            const bool finished = vitrek.waitForFinished(60'000);
-            if (!finished) {
-                vitrek.kill();
-                vitrek.waitForFinished();
-            }
-            const bool clean = finished && vitrek.exitStatus() == QProcess::NormalExit && vitrek.exitCode() == 0;
-            ended += clean ? 1 : 0;
-            EXPECT_TRUE(clean) << drill << " run " << run << ": exit " << vitrek.exitCode() << "\n"
-                               << vitrek.readAllStandardError().toStdString();
+            const auto vitrek = test::runProgram(QString::fromStdString((program / "bin/vitrek-window").string()),
+                                                 {}, environmentFor(folder, drill));
+            ended += vitrek.status == 0 ? 1 : 0;
+            EXPECT_EQ(vitrek.status, 0) << drill << " run " << run << "\n" << vitrek.err;
             // The install script waits for the process to end, swaps the folders and clears the staging
             // folder last.
-            const fs::path staged = folder / "home/.cache" / kIdentifier / "BrivelUpdate/0.2.0";
-            const bool done = waitUntil([&] { return fs::exists(folder / "home/.cache") && !fs::exists(staged); },
+            const fs::path staged = folder / "cache" / kIdentifier / "BrivelUpdate/0.2.0";
+            const bool done = waitUntil([&] { return fs::exists(folder / "cache") && !fs::exists(staged); },
                                         std::chrono::seconds(20));
             const bool swapped = done && versionAt(program) == "0.2.0" && !fs::exists(program.string() + ".brivel-old");
             installed += swapped ? 1 : 0;
             EXPECT_TRUE(swapped) << drill << " run " << run << ": still " << versionAt(program);
-            const auto share = folder / "home/.local/share";
+            const auto share = folder / "share";
             const auto entry = brivel::test::readFile(share / "applications/vitrek.desktop");
             EXPECT_EQ(entry.find("Name=Vitrek\n") != std::string::npos, ourEntry) << drill << "\n" << entry;
             EXPECT_EQ(entry.find("Exec=\"" + (program / "bin/vitrek").string() + "\"\n") != std::string::npos, ourEntry)
@@ -221,16 +203,13 @@ TEST(QuitTest, AMissingArchiveIsToldInTheWindowOnly) {
                               {"download", {{"url", address + "/Vitrek-0.2.0.zip"}, {"length", 1000}, {"edSignature", "c2lnbmF0dXJl"}}}};
     std::ofstream(site / "feed.json") << feed.dump();
 
-    QProcess vitrek;
-    vitrek.setProcessEnvironment(environmentFor(scratch.path(), "menu,update"));
-    vitrek.start(QString::fromStdString((program / "bin/vitrek-window").string()), {});
-    ASSERT_TRUE(vitrek.waitForFinished(60'000));
+    const auto vitrek = test::runProgram(QString::fromStdString((program / "bin/vitrek-window").string()), {},
+                                         environmentFor(scratch.path(), "menu,update"));
     web.kill();
     web.waitForFinished();
-    EXPECT_EQ(vitrek.exitCode(), 3);
-    const auto told = vitrek.readAllStandardError().toStdString();
-    EXPECT_NE(told.find("The update file couldn’t be downloaded."), std::string::npos) << told;
-    EXPECT_EQ(told.find("QNetworkReply"), std::string::npos) << told;
+    EXPECT_EQ(vitrek.status, 3);
+    EXPECT_NE(vitrek.err.find("The update file couldn’t be downloaded."), std::string::npos) << vitrek.err;
+    EXPECT_EQ(vitrek.err.find("QNetworkReply"), std::string::npos) << vitrek.err;
 }
 
 } // namespace
