@@ -7,15 +7,18 @@
 #include <memory>
 #include <mutex>
 #include <optional>
-#include <set>
 #include <string>
 #include <thread>
 #include <vector>
 
+namespace httplib {
+class Server;
+}
+
 namespace brivel::test {
 
-// A small HTTP/1.1 server on 127.0.0.1 only (a free port), running on a thread of its own so the code
-// under test can run the main thread's event loop while it serves. One request per connection.
+// An HTTP server on 127.0.0.1 only (a free port), serving on threads of its own so the code under test can
+// run the main thread's event loop while it serves. One request per connection.
 class LoopbackServer {
 public:
     struct Response {
@@ -53,21 +56,17 @@ public:
     std::size_t bytesSent(const std::string& path) const;
 
 private:
-    void acceptLoop();
-    void handle(int socket);
     // Waits for `pause`; false when the server stops meanwhile.
     bool pauseFor(std::chrono::microseconds pause);
 
-    int m_listener = -1;
+    std::unique_ptr<httplib::Server> m_server;
     int m_port = 0;
     mutable std::mutex m_mutex;
     std::condition_variable m_stopped;
     std::map<std::string, Response> m_routes;
     std::vector<Request> m_requests;
     std::map<std::string, std::size_t> m_sent;
-    std::set<int> m_open; // connections being served: stopping shuts them down, which wakes every wait
-    std::vector<std::thread> m_handlers;
-    std::thread m_acceptor;
+    std::thread m_thread;
     bool m_stopping = false;
 };
 
