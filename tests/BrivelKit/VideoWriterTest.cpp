@@ -131,7 +131,7 @@ TEST(VideoWriterTest, RefusesFramesOfTheWrongShapeOrTimeAndAfterFinishing) {
     EXPECT_EQ(frameCount(recording.movie), 2);
 }
 
-TEST(VideoWriterTest, AFullQueueDropsFramesInsteadOfWaiting) {
+TEST(VideoWriterTest, AFullQueueDropsFramesInsteadOfWaitingAndDestroyingStillCompletesTheMovie) {
     Recording recording(1280, 800);
     ASSERT_TRUE(recording.writer);
     VideoWriter& writer = *recording.writer;
@@ -141,21 +141,10 @@ TEST(VideoWriterTest, AFullQueueDropsFramesInsteadOfWaiting) {
     for (std::size_t index = 0; index < kAppended; ++index) {
         accepted += writer.append(frame, double(index) / kFps) ? 1 : 0;
     }
-    EXPECT_EQ(writer.finish(), std::nullopt);
     EXPECT_GT(writer.framesDropped(), 0u);
-    EXPECT_EQ(writer.framesEncoded(), accepted);
-    EXPECT_EQ(writer.framesEncoded() + writer.framesDropped(), kAppended);
+    EXPECT_EQ(accepted + writer.framesDropped(), kAppended);
+    recording.writer.reset(); // unfinished
     EXPECT_EQ(frameCount(recording.movie), long(accepted));
-}
-
-TEST(VideoWriterTest, DestroyingAnUnfinishedWriterStillCompletesTheMovie) {
-    Recording recording(64, 48);
-    ASSERT_TRUE(recording.writer);
-    for (int index = 0; index < 3; ++index) {
-        ASSERT_TRUE(recording.writer->append(solid(64, 48, Qt::yellow), index / double(kFps)));
-    }
-    recording.writer.reset();
-    EXPECT_EQ(frameCount(recording.movie), 3);
 }
 
 TEST(VideoWriterTest, AWriteFailureRefusesLaterFramesAndIsReportedByFinish) {
