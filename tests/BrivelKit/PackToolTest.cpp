@@ -64,34 +64,12 @@ void expectRefused(const Outcome& outcome, const std::string& what) {
     EXPECT_EQ(std::count(outcome.err.begin(), outcome.err.end(), '\n'), 1) << outcome.err;
 }
 
-std::string withoutNewline(std::string text) {
-    if (!text.empty() && text.back() == '\n') {
-        text.pop_back();
-    }
-    return text;
-}
-
-// The printed feed describes the archive on disk exactly and is signed by the printed key's partner.
-void expectPublished(const std::string& printed, const std::string& publicKey, const fs::path& zip) {
-    ASSERT_FALSE(printed.empty());
-    EXPECT_EQ(printed.back(), '\n');
-    const auto feed = UpdateFeed::decode(printed);
-    ASSERT_TRUE(feed) << printed;
-    ASSERT_TRUE(feed->download);
-    const std::string archive = readFile(zip);
-    EXPECT_EQ(feed->download->length, static_cast<std::int64_t>(fs::file_size(zip)));
-    EXPECT_TRUE(UpdateLogic::verify(archive, feed->download->edSignature, withoutNewline(publicKey)));
-}
-
 TEST(PackToolTest, PackPublishesASignedFeedForTheArchiveItWrote) {
     const ScratchDirectory scratch("brivel-pack");
     const std::string secret = (scratch.path() / "release.key").string();
     const Outcome keygen = runTool({"keygen", secret});
     ASSERT_EQ(keygen.status, 0) << keygen.err;
     EXPECT_EQ(fs::status(secret).permissions(), fs::perms(0600));
-    const auto publicKey = UpdateLogic::decodeBase64(withoutNewline(keygen.out));
-    ASSERT_TRUE(publicKey);
-    EXPECT_EQ(publicKey->size(), 32u);
 
     const fs::path folder = scratch.path() / "Vitrek";
     writeProgram(folder, "app.brivel.test", "1.1", std::nullopt, std::nullopt,
@@ -104,12 +82,14 @@ TEST(PackToolTest, PackPublishesASignedFeedForTheArchiveItWrote) {
                  "Faster nights.", "--min", "2.31"});
     ASSERT_EQ(packed.status, 0) << packed.err;
     EXPECT_EQ(packed.err, "");
-    expectPublished(packed.out, keygen.out, zip);
+    // The printed feed describes the archive on disk and is signed by the printed key's partner.
     const auto feed = UpdateFeed::decode(packed.out);
-    ASSERT_TRUE(feed);
+    ASSERT_TRUE(feed && feed->download) << packed.out;
+    const std::string signature = feed->download->edSignature;
     EXPECT_EQ(*feed, (UpdateFeed{"1.1", "https://example.org/vitrek", "Faster nights.", "2.31",
                                  UpdateFeed::Download{"https://example.org/Vitrek-1.1.zip",
-                                                      feed->download->length, feed->download->edSignature}}));
+                                                      std::int64_t(fs::file_size(zip)), signature}}));
+    EXPECT_TRUE(UpdateLogic::verify(readFile(zip), signature, keygen.out.substr(0, keygen.out.find('\n'))));
 
     // The manifest travels inside the signed archive only, in place of any stale one in the folder, and
     // vouches for the unpacked tree.
@@ -139,21 +119,21 @@ TEST(PackToolTest, BadUsageAndInputExitTwoWithOneLine) {
     const auto pack = [&](const std::string& folder, const std::string& version, const std::string& key) {
         return packArguments(folder, version, key, zip);
     };
-    auto withBogus = pack(program, "1.1", secret);
-    withBogus.push_back("--bogus");
-    auto missingValue = pack(program, "1.1", secret);
-    missingValue.push_back("--notes");
-    auto missingPage = pack(program, "1.1", secret);
-    missingPage.resize(missingPage.size() - 2);
+    const auto good = pack(program, "1.1", secret);
+    const auto with = [&](const std::string& last) {
+        auto arguments = good;
+        arguments.push_back(last);
+        return arguments;
+    };
 
     const std::vector<std::vector<std::string>> cases{
         {},
         {"publish"},
         {"keygen"},
         {"keygen", secret}, // never replaces a key
-        withBogus,
-        missingValue,
-        missingPage,
+        with("--bogus"),
+        with("--notes"),
+        {good.begin(), good.end() - 2}, // without --page
         pack(program, "1.1", (scratch.path() / "missing.key").string()),
         pack(program, "1.1", shortKey),
         pack((scratch.path() / "Bare").string(), "1.1", secret),
@@ -171,8 +151,7 @@ TEST(PackToolTest, BadUsageAndInputExitTwoWithOneLine) {
 TEST(PackToolTest, OutReplacesOnlyAnEarlierArchiveAndNeverTheKeyOrAnInput) {
     const ScratchDirectory scratch("brivel-pack");
     const fs::path secret = scratch.path() / "release.key";
-    const Outcome keygen = runTool({"keygen", secret.string()});
-    ASSERT_EQ(keygen.status, 0);
+    ASSERT_EQ(runTool({"keygen", secret.string()}).status, 0);
     const fs::path folder = scratch.path() / "Vitrek";
     writeProgram(folder, "app.brivel.test", "1.1");
     fs::copy_file(secret, folder / "release.key");
@@ -213,55 +192,42 @@ TEST(PackToolTest, OutReplacesOnlyAnEarlierArchiveAndNeverTheKeyOrAnInput) {
     auto expected = treeOf(scratch.path());
     const Outcome again = runTool(packArguments(folder, "1.2", secret, zip));
     ASSERT_EQ(again.status, 0) << again.err;
-    expectPublished(again.out, keygen.out, zip);
     expected["Vitrek.zip"] = readFile(zip);
     EXPECT_EQ(treeOf(scratch.path()), expected);
 }
 
-TEST(PackToolTest, LinksLeavingTheFolderAreNeverPacked) {
+// Which link targets leave is the extractor's rule and its tests'; here, that the packer applies it to the
+// folder it packs, not to the archive, whose top folder is one level deeper.
+TEST(PackToolTest, ALinkLeavingTheFolderIsNeverPacked) {
     const ScratchDirectory scratch("brivel-pack");
     const std::string secret = (scratch.path() / "release.key").string();
     ASSERT_EQ(runTool({"keygen", secret}).status, 0);
+    const fs::path folder = scratch.path() / "Vitrek";
     const fs::path zip = scratch.path() / "Vitrek.zip";
-    const std::vector<std::pair<std::string, std::string>> outside{
-        {"etc", "/etc"},
-        {"share/up", "../../../../etc/shadow"},
-        {"bin/sibling", "../../Other"},
-        // Leads back inside, but only if "lib" is no link: installed copies refuse ".." after a name.
-        {"lib/back", "../lib/../share"},
-    };
-    for (const auto& [link, target] : outside) {
-        const fs::path folder = scratch.path() / "Vitrek";
-        fs::remove_all(folder);
-        writeProgram(folder, "app.brivel.test", "1.1");
-        fs::create_symlink("../share", folder / "bin/share"); // stays inside: packed as it is
-        fs::create_symlink(target, folder / link);
-        const Outcome outcome = runTool(packArguments(folder, "1.1", secret, zip));
-        expectRefused(outcome, link);
-        EXPECT_NE(outcome.err.find((fs::path("Vitrek") / link).string()), std::string::npos) << outcome.err;
-        EXPECT_FALSE(fs::exists(zip)) << link;
-    }
+    writeProgram(folder, "app.brivel.test", "1.1");
+    fs::create_symlink("../share", folder / "bin/share");
+    fs::create_symlink("../../Other", folder / "bin/sibling");
+    const Outcome outcome = runTool(packArguments(folder, "1.1", secret, zip));
+    expectRefused(outcome, outcome.err);
+    EXPECT_NE(outcome.err.find((fs::path("Vitrek") / "bin/sibling").string()), std::string::npos)
+        << outcome.err;
+    EXPECT_FALSE(fs::exists(zip));
 }
 
-TEST(PackToolTest, TheKeyIsReadOnlyFromARegularFileOfKeySize) {
+TEST(PackToolTest, AKeyFileThatIsAFifoIsRefusedWithoutWaitingForAWriter) {
     const ScratchDirectory scratch("brivel-pack");
     const fs::path folder = scratch.path() / "Vitrek";
     writeProgram(folder, "app.brivel.test", "1.1");
     const fs::path fifo = scratch.path() / "key.fifo";
     ASSERT_EQ(::mkfifo(fifo.c_str(), 0600), 0);
-    scratch.write("huge.key", std::string(1 << 20, 'A'));
-    fs::create_directory(scratch.path() / "key.d");
-
-    for (const fs::path& key : {fifo, scratch.path() / "huge.key", scratch.path() / "key.d"}) {
-        auto pending = std::async(std::launch::async, [&] {
-            return runTool(packArguments(folder, "1.1", key, scratch.path() / "Vitrek.zip"));
-        });
-        if (pending.wait_for(std::chrono::seconds(10)) == std::future_status::timeout) {
-            ADD_FAILURE() << "still reading " << key;
-            ::close(::open(fifo.c_str(), O_WRONLY | O_NONBLOCK)); // lets a reader waiting for a writer go
-        }
-        expectRefused(pending.get(), key.string());
+    auto pending = std::async(std::launch::async, [&] {
+        return runTool(packArguments(folder, "1.1", fifo, scratch.path() / "Vitrek.zip"));
+    });
+    if (pending.wait_for(std::chrono::seconds(10)) == std::future_status::timeout) {
+        ADD_FAILURE() << "still waiting for a writer";
+        ::close(::open(fifo.c_str(), O_WRONLY | O_NONBLOCK)); // lets the reader go
     }
+    expectRefused(pending.get(), fifo.string());
 }
 
 } // namespace
