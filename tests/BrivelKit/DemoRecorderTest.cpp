@@ -119,12 +119,8 @@ TEST(DemoRecorderTest, RecordsTheProgramsWindowsWithTheLogsOfAScript) {
 
     // The files' exact forms are the log's own tests; here, that the recording reached them.
     const Json captions = readJson(folder / "captions.json");
-    ASSERT_EQ(captions.size(), 2u);
-    EXPECT_EQ(captions[1]["text"], "Name it");
-    EXPECT_DOUBLE_EQ(captions[0]["end"].get<double>(), captions[1]["start"].get<double>());
-    const Json project = readJson(folder / "project.json");
-    EXPECT_EQ(project["name"], "Test demo");
-    EXPECT_EQ(project["width"], 480);
+    EXPECT_EQ(captions.size(), 2u);
+    EXPECT_EQ(readJson(folder / "project.json")["name"], "Test demo");
 
     // The movie lasts as long as the script, at the recorder's rate. At the click, the button's pixels are in
     // the picture where the button is; the corner shows the backdrop.

@@ -10,7 +10,6 @@
 #include <QImage>
 #include <algorithm>
 #include <chrono>
-#include <random>
 #include <string>
 #include <thread>
 #include <vector>
@@ -153,16 +152,15 @@ TEST(VideoWriterTest, AWriteFailureRefusesLaterFramesAndIsReportedByFinish) {
     VideoWriter& writer = *recording.writer;
     const FileSizeLimit limit(4096);
     // Two kinds of noise in turn make every frame large, so the output buffer soon reaches the disk.
-    std::mt19937 random(7);
-    QImage noise[2] = {solid(320, 240, Qt::black), solid(320, 240, Qt::black)};
-    for (QImage& image : noise) {
-        std::generate_n(reinterpret_cast<QRgb*>(image.bits()), 320 * 240,
-                        [&] { return random() | 0xff000000u; });
-    }
+    const std::string bytes = noise(2 * 320 * 240 * 4);
+    const QImage noisy[2] = {
+        QImage(reinterpret_cast<const uchar*>(bytes.data()), 320, 240, QImage::Format_ARGB32),
+        QImage(reinterpret_cast<const uchar*>(bytes.data()) + 320 * 240 * 4, 320, 240,
+               QImage::Format_ARGB32)};
     bool refused = false;
     for (int index = 0; index < 10 * kFps && !refused; ++index) {
         const std::size_t dropped = writer.framesDropped();
-        refused = !writer.append(noise[index % 2], index / double(kFps)) && writer.framesDropped() == dropped;
+        refused = !writer.append(noisy[index % 2], index / double(kFps)) && writer.framesDropped() == dropped;
         std::this_thread::sleep_for(std::chrono::milliseconds(5));
     }
     EXPECT_TRUE(refused);
