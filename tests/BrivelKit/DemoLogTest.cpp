@@ -24,8 +24,8 @@ TEST(DemoMathTest, ScaleKeepsTheVideoAtMost2560PixelsWideWithEvenSides) {
     };
     const Case cases[] = {
         {1600, 1000, 2, 1.6, 2560, 1600},
-        {801, 601, 1, 1, 800, 600}, // odd sides round down to even
-        {2561, 100, 1, 2560.0 / 2561, 2560, 98},
+        {801, 601, 1, 1, 800, 600},              // odd sides round down to even
+        {4183, 100, 1, 2560.0 / 4183, 2560, 60}, // 4,183 × (2,560 / 4,183) is a hair under 2,560
     };
     for (const auto& row : cases) {
         const double scale = DemoMath::scale(row.width, row.screenScale);
