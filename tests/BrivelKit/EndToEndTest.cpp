@@ -24,8 +24,8 @@ void installStub(const fs::path& program) {
 }
 
 // The whole path a user's copy takes: version 1.0 is installed, 1.1 is packed and signed by the maker's
-// tool and published; the running 1.0 finds it, downloads, verifies and stages it, quits, is replaced
-// by the install script and relaunched, and the relaunched program is 1.1.
+// tool and published; the running 1.0 finds it, downloads, verifies and stages it; "Restart Now" in its
+// update window quits it, the install script replaces it and relaunches it, and the relaunched program is 1.1.
 TEST(EndToEndTest, InstalledProgramReplacesItselfWithTheSignedNewVersion) {
     const vitrek::test::ScratchDirectory scratch("brivel-e2e");
     LoopbackServer server;

@@ -1,10 +1,13 @@
 // Plays the installed program in the end-to-end test of the updater: it notes each start and outcome in
-// the file named by BRIVEL_STUB_MARKER, checks the feed of its own Info.json, and when an update is
-// ready installs it by quitting and relaunching, as a user pressing "Restart Now" would.
+// the file named by BRIVEL_STUB_MARKER, checks the feed of its own Info.json, and when an update is ready
+// installs it as a user would: the update window's "Restart Now", which quits and relaunches.
 
+#include "Updater/UpdateView.h"
 #include "Updater/Updater.h"
+#include "Window/WindowHost.h"
 
-#include <QCoreApplication>
+#include <QApplication>
+#include <QPushButton>
 #include <QTimer>
 
 #include <cstdlib>
@@ -19,10 +22,21 @@ void note(const std::string& line) {
     }
 }
 
+void pressRestartNow() {
+    for (auto* button : brivel::WindowHost::window("update")->findChildren<QPushButton*>()) {
+        if (button->text() == "Restart Now") {
+            button->click();
+            return;
+        }
+    }
+    note("no Restart Now");
+    QCoreApplication::exit(4);
+}
+
 } // namespace
 
 int main(int argc, char** argv) {
-    QCoreApplication application(argc, argv);
+    QApplication application(argc, argv);
     QCoreApplication::setOrganizationName("BrivelStub");
     QCoreApplication::setApplicationName("BrivelStub");
 
@@ -34,7 +48,9 @@ int main(int argc, char** argv) {
         const auto& phase = updater.phase();
         if (phase.kind == Kind::ready) {
             note(version + " ready " + phase.feed->version);
-            updater.installAndRelaunch();
+            brivel::UpdateView::showWindow(updater);
+            // The window shows the phase once this change has reached it.
+            QTimer::singleShot(0, &pressRestartNow);
         } else if (phase.kind == Kind::failed) {
             note(version + " failed " + phase.message);
             QCoreApplication::exit(1);
@@ -50,5 +66,5 @@ int main(int argc, char** argv) {
     updater.setAutomaticallyDownloads(true);
     updater.start();
     updater.check(false);
-    return QCoreApplication::exec();
+    return QApplication::exec();
 }
