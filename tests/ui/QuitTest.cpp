@@ -1,16 +1,14 @@
 #include "support/KitFixtures.h"
+#include "support/KitTesting.h"
 #include "support/LoopbackServer.h"
 #include "support/Program.h"
 #include "support/ScratchDirectory.h"
 
 #include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
 
 #include <QProcess>
 #include <QProcessEnvironment>
-#include <QThread>
-
-#include <nlohmann/json.hpp>
-
 #include <array>
 #include <chrono>
 #include <filesystem>
@@ -27,17 +25,6 @@ using brivel::test::LoopbackServer;
 
 constexpr int kRuns = 20;
 constexpr const char* kIdentifier = "app.vitrek.Vitrek";
-
-bool waitUntil(const std::function<bool()>& condition, std::chrono::milliseconds limit) {
-    const auto end = std::chrono::steady_clock::now() + limit;
-    while (!condition()) {
-        if (std::chrono::steady_clock::now() > end) {
-            return false;
-        }
-        QThread::msleep(20);
-    }
-    return true;
-}
 
 std::string versionAt(const fs::path& program) {
     const auto info = nlohmann::json::parse(brivel::test::readFile(program / "Info.json"), nullptr, false);
@@ -147,8 +134,8 @@ TEST(QuitTest, EveryWayOfQuittingEndsTheProgramAndInstallsTheStagedUpdate) {
             // The install script waits for the process to end, swaps the folders and clears the staging
             // folder last.
             const fs::path staged = folder / "cache" / kIdentifier / "BrivelUpdate/0.2.0";
-            const bool done = waitUntil([&] { return fs::exists(folder / "cache") && !fs::exists(staged); },
-                                        std::chrono::seconds(20));
+            const bool done = brivel::test::waitFor(
+                [&] { return fs::exists(folder / "cache") && !fs::exists(staged); }, 20'000);
             const bool swapped = done && versionAt(program) == "0.2.0" && !fs::exists(program.string() + ".brivel-old");
             installed += swapped ? 1 : 0;
             EXPECT_TRUE(swapped) << drill << " run " << run << ": still " << versionAt(program);
@@ -161,7 +148,7 @@ TEST(QuitTest, EveryWayOfQuittingEndsTheProgramAndInstallsTheStagedUpdate) {
                 << drill;
             if (path == "restart") {
                 const bool started =
-                    waitUntil([&] { return fs::exists(folder / "relaunched"); }, std::chrono::seconds(20));
+                    brivel::test::waitFor([&] { return fs::exists(folder / "relaunched"); }, 20'000);
                 relaunched += started ? 1 : 0;
                 EXPECT_TRUE(started) << drill << " run " << run;
             }
@@ -182,13 +169,13 @@ TEST(QuitTest, AMissingArchiveIsToldInTheWindowOnly) {
     web.start("/usr/bin/python3", {"-m", "http.server", "--bind", "127.0.0.1", "--directory",
                                    QString::fromStdString(site.string()), "0"});
     std::string said;
-    ASSERT_TRUE(waitUntil(
+    ASSERT_TRUE(brivel::test::waitFor(
         [&] {
             web.waitForReadyRead(20);
             said += web.readAllStandardOutput().toStdString();
             return said.find("port ") != std::string::npos;
         },
-        std::chrono::seconds(10)));
+        10'000));
     const auto port = said.substr(said.find("port ") + 5, said.find(' ', said.find("port ") + 5) - said.find("port ") - 5);
     const std::string address = "http://127.0.0.1:" + port;
 
