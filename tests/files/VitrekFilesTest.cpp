@@ -24,12 +24,9 @@ namespace {
 
 namespace fs = std::filesystem;
 
-std::string readBytes(const fs::path& path) {
-    std::ifstream in(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
-}
-
+// Writes `bytes` to `path`, making the folders on the way.
 void writeBytes(const fs::path& path, std::string_view bytes) {
+    fs::create_directories(path.parent_path());
     std::ofstream(path, std::ios::binary) << bytes;
 }
 
@@ -59,7 +56,7 @@ TEST_F(VitrekFilesTest, AppendWritesOneCompactLinePerSampleInCallOrderIntoTheFil
     const auto noon = test::local(kBerlin, 2025, 1, 5, 12, 0, 0);
     files().append(Sample{noon, 0.25, Heat::warm}, kBerlin);
     files().append(Sample{noon + Seconds{60.5}, 1, Heat::critical}, kBerlin);
-    EXPECT_EQ(readBytes(folder / "samples-2025-01-05.jsonl"),
+    EXPECT_EQ(test::readFile(folder / "samples-2025-01-05.jsonl"),
               "{\"date\":757767600.0,\"load\":0.25,\"heat\":1}\n"
               "{\"date\":757767660.5,\"load\":1.0,\"heat\":3}\n");
     EXPECT_EQ(files().samples(noon, kBerlin),
@@ -88,7 +85,7 @@ TEST_F(VitrekFilesTest, APartialLastLineIsSkippedAndTheNextAppendRepairsIt) {
     files().append(Sample{noon + Seconds{120}, 0.75}, kBerlin);
     EXPECT_EQ(files().samples(noon, kBerlin),
               (std::vector{Sample{noon, 0.25}, Sample{noon + Seconds{120}, 0.75}}));
-    const auto repaired = readBytes(file);
+    const auto repaired = test::readFile(file);
     EXPECT_EQ(std::count(repaired.begin(), repaired.end(), '\n'), 2) << repaired;
 
     fs::resize_file(file, fs::file_size(file) - 1);
@@ -97,7 +94,6 @@ TEST_F(VitrekFilesTest, APartialLastLineIsSkippedAndTheNextAppendRepairsIt) {
 }
 
 TEST_F(VitrekFilesTest, BlankForeignAndIncompleteLinesAreSkipped) {
-    fs::create_directories(folder);
     const auto text = "\n{\"date\":757767600,\"load\":0.1,\"heat\":0}\n\n\n"
                       "{\"heat\":2,\"load\":0.2,\"date\":757767660.5}\r\n"
                       "{\"date\":757767720,\"load\":0.3}\n"
@@ -118,14 +114,13 @@ TEST_F(VitrekFilesTest, BlankForeignAndIncompleteLinesAreSkipped) {
 TEST_F(VitrekFilesTest, PruningKeepsTheLastDaysSampleFilesOnly) {
     const auto now = test::local(kBerlin, 2025, 1, 10, 0, 30);
     // The folder may be an ordinary one: only this program's own day files ever go.
-    const std::set<std::string> others{"history.json",       "notes.txt",  "sample-2025-01-01.jsonl",
-                                       "samples-junk.jsonl", "samples-",   "samples-of-my-thesis.docx",
-                                       "samples-2025-02-30.jsonl", "samples-2025-01-10.jsonl.old"};
+    const std::set<std::string> others{
+        "samples-junk.jsonl", "sample-2025-01-01.jsonl",  "samples-2025-01-10.jsonl.old", "history.json",
+        "notes.txt",          "samples-2025-02-30.jsonl", "samples-of-my-thesis.docx",    "samples-"};
     const std::set<std::string> doomed{"samples-2025-01-07.jsonl", "samples-2025-01-11.jsonl"};
     const std::set<std::string> kept{"samples-2025-01-08.jsonl", "samples-2025-01-09.jsonl",
                                      "samples-2025-01-10.jsonl"};
     for (const int days : {3, 0, -1}) {
-        fs::create_directories(folder);
         for (const auto& set : {others, doomed, kept}) {
             for (const auto& name : set) {
                 writeBytes(folder / name, "x");
@@ -155,11 +150,13 @@ TEST_F(VitrekFilesTest, PowerRecordsReadBackInDayOrderAndPruningTouchesOnlyTheir
     // Written out of order across midnight: read back by day, then line.
     files().appendPowerRecord(wake, kBerlin);
     files().appendPowerRecord(sleep, kBerlin);
-    writeBytes(folder / "power-2025-01-19.jsonl", readBytes(folder / "power-2025-01-19.jsonl") + "{torn\n");
+    writeBytes(folder / "power-2025-01-19.jsonl",
+               test::readFile(folder / "power-2025-01-19.jsonl") + "{torn\n");
     EXPECT_EQ(files().powerRecords(), (std::vector<PowerRecord>{sleep, wake}));
 
-    const std::set<std::string> others{"power-2025-01-19.jsonl", "power-2025-01-20.jsonl", "power-notes.jsonl",
-                                       "power-2024-02-30.jsonl", "power-2024-13-01.jsonl", "power-2025-01-01.json",
+    const std::set<std::string> others{"power-2025-01-19.jsonl",  "power-2025-01-20.jsonl",
+                                       "power-notes.jsonl",       "power-2024-02-30.jsonl",
+                                       "power-2024-13-01.jsonl",  "power-2025-01-01.json",
                                        "samples-2025-01-01.jsonl"};
     for (const auto& name : others) {
         if (!fs::exists(folder / name)) {
@@ -179,7 +176,7 @@ TEST_F(VitrekFilesTest, SaveWritesCompactJSONAtomicallyAndLoadReadsItBack) {
     const History history{{Day{"2025-01-05", 70, 12.5, std::nullopt, std::nullopt, -0.25},
                            Day{"2025-01-06", 81, std::nullopt, 90, 600, std::nullopt}}};
     files().save(history);
-    EXPECT_EQ(readBytes(folder / "history.json"),
+    EXPECT_EQ(test::readFile(folder / "history.json"),
               R"({"days":[{"id":"2025-01-05","recovery":70,"strain":12.5,"ageGap":-0.25},)"
               R"({"id":"2025-01-06","recovery":81,"rest":90,"stress":600.0}]})");
     EXPECT_EQ(names(folder), std::set<std::string>{"history.json"});
@@ -189,7 +186,6 @@ TEST_F(VitrekFilesTest, SaveWritesCompactJSONAtomicallyAndLoadReadsItBack) {
 TEST_F(VitrekFilesTest, AMissingOrEmptyHistoryLoadsEmptyAndIsNotKept) {
     EXPECT_EQ(loaded(), History{});
     EXPECT_FALSE(fs::exists(folder));
-    fs::create_directories(folder);
     writeBytes(folder / "history.json", "");
     EXPECT_EQ(loaded(), History{});
     files().save(History{{Day{"2025-01-05", 70, {}, {}, {}, {}}}});
@@ -206,35 +202,33 @@ TEST_F(VitrekFilesTest, ADamagedHistoryIsKeptUnderItsOwnNameBeforeAnySaveReplace
     for (const std::string bytes :
          {R"({"days":{"id":"2025-01-05"}})", R"({"days":[{"id":"2025-01-05","rec)", "\xff\xfe\r\n"}) {
         for (const bool loadFirst : {true, false}) {
-            fs::create_directories(folder);
             writeBytes(older, "an older damaged copy");
             writeBytes(folder / "history.json", bytes);
             if (loadFirst) {
                 const auto load = files().loadHistory(kToday, kBerlin);
                 EXPECT_EQ(load.history, History{}) << bytes;
                 EXPECT_TRUE(load.problem.has_value());
-                EXPECT_EQ(readBytes(damaged), bytes);
+                EXPECT_EQ(test::readFile(damaged), bytes);
             }
             EXPECT_EQ(files().save(fresh), std::nullopt);
-            EXPECT_EQ(readBytes(damaged), bytes);
-            EXPECT_EQ(readBytes(older), "an older damaged copy");
+            EXPECT_EQ(test::readFile(damaged), bytes);
+            EXPECT_EQ(test::readFile(older), "an older damaged copy");
             EXPECT_EQ(loaded(), fresh);
-            EXPECT_EQ(names(folder),
-                      (std::set<std::string>{"history.json", "history.json.damaged", "history.json.damaged-2"}));
+            EXPECT_EQ(names(folder), (std::set<std::string>{"history.json", "history.json.damaged",
+                                                            "history.json.damaged-2"}));
             fs::remove_all(folder);
         }
     }
     // Each new damage gets the next number; the same bytes are not copied twice; five copies at most.
-    fs::create_directories(folder);
     for (int damage = 1; damage <= 7; ++damage) {
         writeBytes(folder / "history.json", "damage " + std::to_string(damage));
         loaded();
         files().save(fresh);
     }
-    EXPECT_EQ(names(folder), (std::set<std::string>{"history.json", "history.json.damaged-3", "history.json.damaged-4",
-                                                    "history.json.damaged-5", "history.json.damaged-6",
-                                                    "history.json.damaged-7"}));
-    EXPECT_EQ(readBytes(folder / "history.json.damaged-7"), "damage 7");
+    EXPECT_EQ(names(folder), (std::set<std::string>{"history.json", "history.json.damaged-3",
+                                                    "history.json.damaged-4", "history.json.damaged-5",
+                                                    "history.json.damaged-6", "history.json.damaged-7"}));
+    EXPECT_EQ(test::readFile(folder / "history.json.damaged-7"), "damage 7");
 }
 
 // One bad day costs that day only, and a key that is no day (or lies after tomorrow) cannot push the
@@ -242,25 +236,26 @@ TEST_F(VitrekFilesTest, ADamagedHistoryIsKeptUnderItsOwnNameBeforeAnySaveReplace
 TEST_F(VitrekFilesTest, AHistoryIsReadDayByDayAndKeysThatAreNoDaysAreLeftOut) {
     std::string days;
     for (int day = 1; day <= 9; ++day) {
-        days += R"({"id":"2025-01-0)" + std::to_string(day) + R"(","recovery":)" + std::to_string(50 + day) + "},";
+        days += R"({"id":"2025-01-0)" + std::to_string(day) + R"(","recovery":)" + std::to_string(50 + day) +
+                "},";
     }
     const std::string bogus = R"({"id":"9999-15-08","recovery":50},{"id":"9999-01-01","recovery":50},)"
                               R"({"id":"2025-01-12","recovery":50},{"id":"2025-1-10","recovery":50},)"
                               R"({"id":"2025-01-03","recovery":"x"},{"id":"2025-01-04","recovery":101},)"
                               R"({"id":"2025-01-05","recovery":60,"strain":1e308},[],)";
     const std::string bytes = R"({"days":[)" + bogus + days + R"({"id":"2025-01-11","recovery":70}]})";
-    fs::create_directories(folder);
     writeBytes(folder / "history.json", bytes);
 
     const auto load = files().loadHistory(kToday, kBerlin);
     ASSERT_EQ(load.history.days.size(), 10u);
     EXPECT_EQ(load.history.days.front(), (Day{"2025-01-01", 51, {}, {}, {}, {}}));
-    EXPECT_EQ(load.history.days[4], (Day{"2025-01-05", 55, {}, {}, {}, {}})) << "a bad entry costs no good one";
+    EXPECT_EQ(load.history.days[4], (Day{"2025-01-05", 55, {}, {}, {}, {}}))
+        << "a bad entry costs no good one";
     EXPECT_EQ(load.history.days.back().id, "2025-01-11") << "tomorrow is a day";
     ASSERT_TRUE(load.problem.has_value());
     EXPECT_NE(load.problem->reason.find("10 days kept, 8 unreadable left out"), std::string::npos)
         << load.problem->reason;
-    EXPECT_EQ(readBytes(folder / "history.json.damaged"), bytes);
+    EXPECT_EQ(test::readFile(folder / "history.json.damaged"), bytes);
     EXPECT_EQ(files().peekHistory(kToday, kBerlin).history, load.history);
 }
 
@@ -277,7 +272,7 @@ TEST_F(VitrekFilesTest, OnlyRegularFilesAreReadOrWritten) {
     const auto problem = files().append(Sample{kToday, 0.5}, kBerlin);
     ASSERT_TRUE(problem.has_value());
     EXPECT_EQ(problem->text(), today.string() + ": not a regular file");
-    EXPECT_EQ(readBytes(outside), "not Vitrek's");
+    EXPECT_EQ(test::readFile(outside), "not Vitrek's");
     EXPECT_TRUE(files().samples(kToday, kBerlin).empty());
     EXPECT_TRUE(files().samples(kToday - Seconds{86'400}, kBerlin).empty());
 
@@ -307,22 +302,6 @@ TEST_F(VitrekFilesTest, WritesSayWhatFailed) {
     fs::remove(folder);
 }
 
-// Restores an environment variable when the test ends.
-class ScopedVariable {
-public:
-    ScopedVariable(const char* name, const char* value) : m_name(name) {
-        if (const char* old = std::getenv(name)) {
-            m_old = old;
-        }
-        value ? ::setenv(name, value, 1) : ::unsetenv(name);
-    }
-    ~ScopedVariable() { m_old ? ::setenv(m_name, m_old->c_str(), 1) : ::unsetenv(m_name); }
-
-private:
-    const char* m_name;
-    std::optional<std::string> m_old;
-};
-
 TEST(VitrekFilesFolderTest, TheFolderGivenThenTheVariableThenTheXDGDataFolderThenHome) {
     const passwd* user = ::getpwuid(::getuid());
     const fs::path account = user ? user->pw_dir : "";
@@ -343,9 +322,9 @@ TEST(VitrekFilesFolderTest, TheFolderGivenThenTheVariableThenTheXDGDataFolderThe
              Row{std::nullopt, nullptr, "", "/home/ana", "/home/ana/.local/share/Vitrek"},
              Row{std::nullopt, nullptr, nullptr, nullptr, account / ".local/share/Vitrek"}}) {
         // clang-format on
-        const ScopedVariable variable("VITREK_DATA_DIR", row.variable);
-        const ScopedVariable xdg("XDG_DATA_HOME", row.xdg);
-        const ScopedVariable home("HOME", row.home);
+        const test::ScopedVariable variable("VITREK_DATA_DIR", row.variable);
+        const test::ScopedVariable xdg("XDG_DATA_HOME", row.xdg);
+        const test::ScopedVariable home("HOME", row.home);
         EXPECT_EQ(VitrekFiles{row.given}.dir(), row.expected) << row.expected;
     }
 }

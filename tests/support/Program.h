@@ -1,11 +1,11 @@
 #pragma once
 
+#include "support/ScratchDirectory.h"
+
 #include <QProcess>
 #include <QProcessEnvironment>
 #include <QStringList>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <string>
 
 namespace vitrek::test {
@@ -41,18 +41,14 @@ inline Finished runProgram(const QString& program, const QStringList& arguments,
     QProcess process;
     process.setProcessEnvironment(env);
     process.start(program, arguments);
-    const bool ended = process.waitForFinished(timeoutMilliseconds) && process.exitStatus() == QProcess::NormalExit;
+    const bool ended =
+        process.waitForFinished(timeoutMilliseconds) && process.exitStatus() == QProcess::NormalExit;
     if (!ended) {
         process.kill();
         process.waitForFinished();
     }
     return {ended ? process.exitCode() : -1, process.readAllStandardOutput().toStdString(),
             process.readAllStandardError().toStdString()};
-}
-
-inline std::string readFile(const std::filesystem::path& path) {
-    std::ifstream in(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
 }
 
 // How often `part` occurs in `text`.

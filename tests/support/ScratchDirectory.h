@@ -3,6 +3,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <string>
 #include <system_error>
 
@@ -33,5 +34,21 @@ public:
 private:
     std::filesystem::path m_path;
 };
+
+// The bytes of the file at `path`; empty when it cannot be read.
+inline std::string readFile(const std::filesystem::path& path) {
+    std::ifstream in(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+}
+
+// The files of `folder` whose names start with `prefix`, one after another (nothing when there is no folder).
+inline std::string readFiles(const std::filesystem::path& folder, const std::string& prefix) {
+    std::string text;
+    std::error_code error;
+    for (const auto& entry : std::filesystem::directory_iterator(folder, error)) {
+        text += entry.path().filename().string().starts_with(prefix) ? readFile(entry.path()) : "";
+    }
+    return text;
+}
 
 } // namespace vitrek::test

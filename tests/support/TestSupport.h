@@ -24,20 +24,36 @@ Instant at(std::string_view iso);
 Instant local(const Calendar& calendar, int year, int month, int day, int hour = 0, int minute = 0,
               int second = 0);
 
+// Sets an environment variable for one test (nullptr unsets it) and restores it afterwards.
+class ScopedVariable {
+public:
+    ScopedVariable(const char* name, const char* value) : m_name(name) {
+        if (const char* old = std::getenv(name)) {
+            m_old = old;
+        }
+        value ? setenv(name, value, 1) : unsetenv(name);
+    }
+    ~ScopedVariable() { m_old ? setenv(m_name, m_old->c_str(), 1) : unsetenv(m_name); }
+    ScopedVariable(const ScopedVariable&) = delete;
+    ScopedVariable& operator=(const ScopedVariable&) = delete;
+
+private:
+    const char* m_name;
+    std::optional<std::string> m_old;
+};
+
 // Sets the user's zone (TZ) for one test, so it can differ from the calendar the code is given.
 struct UserZone {
-    explicit UserZone(const char* zone) {
-        if (const char* current = std::getenv("TZ")) {
-            old = current;
-        }
-        set(zone);
+    explicit UserZone(const char* zone) : variable(std::in_place, "TZ", zone) { tzset(); }
+    ~UserZone() {
+        variable.reset();
+        tzset();
     }
-    ~UserZone() { set(old ? old->c_str() : nullptr); }
     static void set(const char* zone) {
         zone ? setenv("TZ", zone, 1) : unsetenv("TZ");
         tzset();
     }
-    std::optional<std::string> old;
+    std::optional<ScopedVariable> variable;
 };
 
 // The contents of a file under tests/data.
