@@ -32,6 +32,13 @@ public:
         const timespec times[2] = {{0, UTIME_OMIT}, {static_cast<time_t>(unixSeconds(time)), 0}};
         ASSERT_EQ(::utimensat(AT_FDCWD, (path() / relative).c_str(), times, 0), 0) << relative;
     }
+    // Writes the files of one sysfs folder, name and contents.
+    void writeAll(const std::string& folder,
+                  std::initializer_list<std::pair<const char*, const char*>> files) const {
+        for (const auto& [name, text] : files) {
+            write(folder + name, text);
+        }
+    }
     LinuxReader reader() const { return LinuxReader{path(), "node"}; }
 };
 
@@ -56,22 +63,17 @@ TEST(LinuxReaderTest, OnlyThePresentBatteriesOfTheMachineCountAndTheLastOneWins)
     const ScratchRoot root{"dell-xps15-9560-charge"};
     const std::string supplies = "sys/class/power_supply/";
     // A wireless mouse's battery sorts last; it would win if it counted.
-    root.write(supplies + "hidpp_battery_0/type", "Battery\n");
-    root.write(supplies + "hidpp_battery_0/scope", "Device\n");
-    root.write(supplies + "hidpp_battery_0/capacity", "5\n");
-    root.write(supplies + "BAT1/type", "Battery\n");
-    root.write(supplies + "BAT1/present", "0\n");
-    root.write(supplies + "BAT1/capacity", "60\n");
+    root.writeAll(supplies + "hidpp_battery_0/",
+                  {{"type", "Battery\n"}, {"scope", "Device\n"}, {"capacity", "5\n"}});
+    root.writeAll(supplies + "BAT1/", {{"type", "Battery\n"}, {"present", "0\n"}, {"capacity", "60\n"}});
     EXPECT_EQ(root.reader().battery()->percent, 94);
     root.write(supplies + "BAT1/present", "1\n");
     EXPECT_EQ(root.reader().battery()->percent, 60);
 
     // An adapter that is known but offline wins over a status that suggests charging.
-    root.write(supplies + "BAT1/status", "Not charging\n");
-    root.write(supplies + "AC/online", "0\n");
+    root.writeAll(supplies, {{"BAT1/status", "Not charging\n"}, {"AC/online", "0\n"}});
     EXPECT_FALSE(root.reader().battery()->onAC);
-    root.write(supplies + "ucsi-source-psy-USBC000:001/type", "USB\n");
-    root.write(supplies + "ucsi-source-psy-USBC000:001/online", "1\n");
+    root.writeAll(supplies + "ucsi-source-psy-USBC000:001/", {{"type", "USB\n"}, {"online", "1\n"}});
     EXPECT_TRUE(root.reader().battery()->onAC);
 }
 
@@ -131,8 +133,7 @@ TEST(LinuxReaderTest, HeatIsTheHottestProcessorSensorAgainstItsOwnCriticalPoint)
     EXPECT_EQ(reader("debian-vm").heat(), std::nullopt) << "a machine without sensors has no temperature";
 
     const ScratchRoot root{"thinkpad-x390-yoga"};
-    root.write("sys/class/hwmon/hwmon1/temp4_input", "96000\n");
-    root.write("sys/class/hwmon/hwmon1/temp4_crit", "105000\n");
+    root.writeAll("sys/class/hwmon/hwmon1/", {{"temp4_input", "96000\n"}, {"temp4_crit", "105000\n"}});
     EXPECT_EQ(root.reader().heat(), Heat::hot);
     root.write("sys/class/hwmon/hwmon1/temp4_crit", "garbage\n");
     EXPECT_EQ(root.reader().heat(), Heat::critical);
@@ -140,13 +141,12 @@ TEST(LinuxReaderTest, HeatIsTheHottestProcessorSensorAgainstItsOwnCriticalPoint)
     // Thermal zones count only when no processor chip gives a plausible reading.
     const ScratchRoot zones{"desktop-x570"};
     zones.write("sys/class/hwmon/hwmon0/temp1_input", "65261800\n");
-    zones.write("sys/class/thermal/thermal_zone1/type", "x86_pkg_temp\n");
-    zones.write("sys/class/thermal/thermal_zone1/temp", "88000\n");
-    zones.write("sys/class/thermal/thermal_zone1/trip_point_0_type", "passive\n");
-    zones.write("sys/class/thermal/thermal_zone1/trip_point_1_type", "critical\n");
-    zones.write("sys/class/thermal/thermal_zone1/trip_point_1_temp", "110000\n");
-    zones.write("sys/class/thermal/thermal_zone2/type", "iwlwifi_1\n");
-    zones.write("sys/class/thermal/thermal_zone2/temp", "120000\n");
+    zones.writeAll("sys/class/thermal/thermal_zone1/", {{"type", "x86_pkg_temp\n"},
+                                                        {"temp", "88000\n"},
+                                                        {"trip_point_0_type", "passive\n"},
+                                                        {"trip_point_1_type", "critical\n"},
+                                                        {"trip_point_1_temp", "110000\n"}});
+    zones.writeAll("sys/class/thermal/thermal_zone2/", {{"type", "iwlwifi_1\n"}, {"temp", "120000\n"}});
     EXPECT_EQ(zones.reader().heat(), Heat::warm);
     zones.write("sys/class/hwmon/hwmon0/temp1_input", "50000\n");
     EXPECT_EQ(zones.reader().heat(), Heat::cool);
@@ -186,8 +186,7 @@ TEST(LinuxReaderTest, ModelNamesAreWhatPeopleCallTheMachine) {
     const ScratchRoot root{"raspberry-pi-4b"};
     root.write("sys/class/dmi/id/product_name", "\n");
     EXPECT_EQ(root.reader().modelName(), "Raspberry Pi 4 Model B Rev 1.4");
-    root.write("sys/class/dmi/id/product_name", "Latitude 7490\n");
-    root.write("sys/class/dmi/id/sys_vendor", "Dell Inc.\n");
+    root.writeAll("sys/class/dmi/id/", {{"product_name", "Latitude 7490\n"}, {"sys_vendor", "Dell Inc.\n"}});
     EXPECT_EQ(root.reader().modelName(), "Dell Latitude 7490");
 }
 
@@ -198,7 +197,8 @@ TEST(LinuxReaderTest, AMachineWithoutAModelNameGoesByItsHostName) {
     const ScratchRoot root{"debian-vm"};
     root.write("etc/hostname", "  build-box \nsecond line\n");
     EXPECT_EQ(root.reader().modelName(), "build-box");
-    root.write("etc/machine-info", "# written by hostnamectl\nPRETTY_HOSTNAME=\"Anna\\'s \\\"Build\\\" Box\"\n");
+    root.write("etc/machine-info",
+               "# written by hostnamectl\nPRETTY_HOSTNAME=\"Anna\\'s \\\"Build\\\" Box\"\n");
     EXPECT_EQ(root.reader().modelName(), "Anna\\'s \"Build\" Box");
     root.write("etc/machine-info", "PRETTY_HOSTNAME=\n");
     EXPECT_EQ(root.reader().modelName(), "build-box");
@@ -240,8 +240,8 @@ TEST(LinuxReaderTest, ProcStatGivesBootTimeAndTicksAndTheUptimeIsTheFallback) {
     const ScratchRoot root;
     EXPECT_EQ(root.reader().cpuTicks(), (CPUTicks{0, 0}));
     EXPECT_EQ(root.reader().read(now).bootedAt, now);
-    root.write("proc/stat", "cpu  3479 0 3520 153382 114 0 127 0 0 0\nbtime 0\n");
-    root.write("proc/uptime", "13834.69 20837.62\n");
+    root.writeAll("proc/", {{"stat", "cpu  3479 0 3520 153382 114 0 127 0 0 0\nbtime 0\n"},
+                            {"uptime", "13834.69 20837.62\n"}});
     EXPECT_EQ(root.reader().bootTime(), std::nullopt);
     EXPECT_EQ(root.reader().read(now).bootedAt, now - Seconds{13834.69});
 }
