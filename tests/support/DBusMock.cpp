@@ -41,22 +41,18 @@ std::string configuration(DBusMock::Role role, const std::filesystem::path& sock
     // clang-format on
 }
 
-enum class Complaints { shown, hidden };
-
-// Starts `program` with `environment`, its input and output on /dev/null and its complaints ours or hidden;
-// it dies with the test process should that crash. The daemon's output is read instead.
+// Starts `program` with `environment` and its input on /dev/null; it dies with the test process should that
+// crash. The daemon's output is read and its complaints hidden; a mock's output is dropped, its complaints
+// ours.
 std::unique_ptr<QProcess> spawn(const QString& program, const QStringList& arguments,
-                                const QProcessEnvironment& environment, Complaints complaints,
-                                bool readOutput = false) {
+                                const QProcessEnvironment& environment, bool isDaemon) {
     auto process = std::make_unique<QProcess>();
     process->setProcessEnvironment(environment);
     process->setStandardInputFile(QProcess::nullDevice());
-    if (!readOutput) {
-        process->setStandardOutputFile(QProcess::nullDevice());
-    }
-    if (complaints == Complaints::hidden) {
+    if (isDaemon) {
         process->setStandardErrorFile(QProcess::nullDevice());
     } else {
+        process->setStandardOutputFile(QProcess::nullDevice());
         process->setProcessChannelMode(QProcess::ForwardedErrorChannel);
     }
     process->setChildProcessModifier([parent = ::getpid()] {
@@ -67,14 +63,6 @@ std::unique_ptr<QProcess> spawn(const QString& program, const QStringList& argum
     });
     process->start(program, arguments);
     return process;
-}
-
-void stop(QProcess& process) {
-    process.terminate();
-    if (!process.waitForFinished(2000)) {
-        process.kill();
-        process.waitForFinished();
-    }
 }
 
 QStringList wellKnownNames(const QDBusConnection& bus) {
@@ -95,7 +83,7 @@ DBusMock::DBusMock(Role role) : m_role(role) {
     const QString configFile = QString::fromStdString((m_folder.path() / "bus.conf").string());
     auto& daemon = *m_children.emplace_back(
         spawn("/usr/bin/dbus-daemon", {"--config-file=" + configFile, "--nofork", "--print-address"},
-              QProcessEnvironment::systemEnvironment(), Complaints::hidden, true));
+              QProcessEnvironment::systemEnvironment(), true));
     const auto deadline = std::chrono::steady_clock::now() + kStartTimeout;
     while (!daemon.canReadLine() && daemon.state() != QProcess::NotRunning &&
            std::chrono::steady_clock::now() < deadline) {
@@ -116,7 +104,11 @@ DBusMock::~DBusMock() {
     }
     // The mocks first, so none of them sees its bus vanish and complains.
     for (auto child = m_children.rbegin(); child != m_children.rend(); ++child) {
-        stop(**child);
+        (*child)->terminate();
+        if (!(*child)->waitForFinished(2000)) {
+            (*child)->kill();
+            (*child)->waitForFinished();
+        }
     }
 }
 
@@ -154,7 +146,7 @@ bool DBusMock::startMock(const std::vector<std::string>& arguments, const std::s
     auto environment = QProcessEnvironment::systemEnvironment();
     environment.insert("DBUS_SYSTEM_BUS_ADDRESS", QString::fromStdString(m_address));
     environment.insert("DBUS_SESSION_BUS_ADDRESS", QString::fromStdString(m_address));
-    auto& mock = *m_children.emplace_back(spawn("/usr/bin/python3", command, environment, Complaints::shown));
+    auto& mock = *m_children.emplace_back(spawn("/usr/bin/python3", command, environment, false));
 
     // A template's bus name is the one that appears.
     const auto deadline = std::chrono::steady_clock::now() + kStartTimeout;
