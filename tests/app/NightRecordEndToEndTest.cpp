@@ -1,7 +1,9 @@
+#include "history/History.h"
 #include "powerlog/PowerRecord.h"
 #include "support/DBusMock.h"
 #include "support/Program.h"
 #include "support/ScratchDirectory.h"
+#include "support/TestSupport.h"
 
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
@@ -12,7 +14,7 @@
 #include <QTest>
 #include <QThread>
 #include <chrono>
-#include <cstdio>
+#include <cstdlib>
 #include <ctime>
 #include <string>
 
@@ -26,11 +28,11 @@ const QString kSaver = "org.gnome.ScreenSaver";
 
 // A zone with a whole-hour offset in which it is now between 02:00 and 03:00, inside the night window,
 // so the test need not wait for 23:00.
-std::string zoneAtTwoInTheMorning(int& offsetHours) {
+std::string zoneAtTwoInTheMorning() {
     const std::time_t now = std::time(nullptr);
     std::tm utc{};
     ::gmtime_r(&now, &utc);
-    offsetHours = ((2 - utc.tm_hour) % 24 + 24 + 12) % 24 - 12; // −12 … 11
+    const int offsetHours = ((2 - utc.tm_hour) % 24 + 24 + 12) % 24 - 12; // −12 … 11
     if (offsetHours == 0) {
         return "Etc/GMT";
     }
@@ -82,8 +84,7 @@ TEST_F(NightRecordEndToEndTest, HeadlessRecordsALidClosedNightThatNightsThenTell
     ASSERT_TRUE(system.startTemplate("logind"));
     ASSERT_TRUE(session.startTemplate("gnome_screensaver"));
     system.addProperty(kLogindPath, kManager, "LidClosed", false);
-    int offset = 0;
-    const std::string zone = zoneAtTwoInTheMorning(offset);
+    const std::string zone = zoneAtTwoInTheMorning();
     writeSource("wakeup0", "rtc0", 3, 1000);
     writeSource("wakeup1", "PNP0C0D:00", 1, 500);
 
@@ -99,12 +100,7 @@ TEST_F(NightRecordEndToEndTest, HeadlessRecordsALidClosedNightThatNightsThenTell
     for (Instant t = start + Seconds{270}; t < Instant{now} - Seconds{60}; t += Seconds{270}) {
         seeded += compactText(toJson(powerRecord(t, PowerRecordKind::alive))) + "\n";
     }
-    std::time_t nowSeconds = std::time(nullptr) + offset * 3600;
-    std::tm local{};
-    ::gmtime_r(&nowSeconds, &local);
-    char dayFile[32];
-    std::strftime(dayFile, sizeof dayFile, "data/power-%Y-%m-%d.jsonl", &local);
-    scratch.write(dayFile, seeded);
+    scratch.write("data/power-" + History::dayID(Instant{now}, test::zone(zone)) + ".jsonl", seeded);
     // The machine booted an hour before that.
     const auto booted = static_cast<long long>(unixSeconds(start)) - 3600;
     scratch.write("root/proc/stat", "cpu  1 0 1 1 0 0 0 0 0 0\nbtime " + std::to_string(booted) + "\n");
