@@ -137,7 +137,7 @@ TEST_F(StoreTest, LastNightIsTheNewestFinishedNightThatLasts) {
     }
 }
 
-TEST_F(StoreTest, ApplyWithoutRecordingPublishesButWritesNothing) {
+TEST_F(StoreTest, ApplyWithoutRecordingOrInADemoPublishesButWritesNothing) {
     Store store{environment()};
     store.apply(reader->read(clock), {}, std::nullopt, true);
     EXPECT_EQ(store.streak(), 1);
@@ -145,6 +145,11 @@ TEST_F(StoreTest, ApplyWithoutRecordingPublishesButWritesNothing) {
 
     const Instant later = clock + 3 * 86400s;
     store.apply(reader->read(later), {Sample{later, 0.9, Heat::hot}}, night("n", 8), false);
+    EXPECT_FALSE(fs::exists(dir));
+    // The demo's own fill never asks to record; should anything else ask, the demo still writes nothing.
+    StoreEnvironment demo = environment();
+    demo.isDemo = [] { return true; };
+    Store{demo}.apply(reader->read(later), {}, std::nullopt, true);
     EXPECT_FALSE(fs::exists(dir));
     EXPECT_EQ(store.history().days.size(), 1u);
     EXPECT_EQ(store.streak(), 0);
@@ -178,8 +183,10 @@ TEST_F(StoreTest, CheckUpsOfOneDayShareOneDayAndTheFirstAfterMidnightStartsANewO
     EXPECT_EQ(VitrekFiles{dir}.peekHistory(store.reading()->date, test::berlin()).history, store.history());
 }
 
-TEST_F(StoreTest, DerivedValuesAndTheAgeWaitForAReading) {
+TEST_F(StoreTest, DerivedValuesWaitForAReadingAndRecoveryChangedFiresOnlyWhenTheValueChanges) {
     Store store{environment()};
+    int changes = 0;
+    QObject::connect(&store, &Store::recoveryChanged, [&] { ++changes; });
     store.updateAge();
     EXPECT_EQ(store.age(), std::nullopt);
     EXPECT_EQ(store.lastWeekGap(), std::nullopt);
@@ -187,27 +194,11 @@ TEST_F(StoreTest, DerivedValuesAndTheAgeWaitForAReading) {
     store.apply(reader->read(clock), {}, std::nullopt, false);
     ASSERT_TRUE(store.age().has_value());
     EXPECT_EQ(store.age()->source, MacAge::Source::setUp);
-}
-
-TEST_F(StoreTest, RecoveryChangedFiresOnlyWhenTheValueChanges) {
-    Store store{environment()};
-    int changes = 0;
-    QObject::connect(&store, &Store::recoveryChanged, [&] { ++changes; });
-    store.apply(reader->read(clock), {}, std::nullopt, false);
     store.apply(reader->read(clock), {}, std::nullopt, false);
     EXPECT_EQ(changes, 1);
     reader->disk.freeBytes = 10'000'000'000;
     store.apply(reader->read(clock), {}, std::nullopt, false);
     EXPECT_EQ(changes, 2);
-}
-
-// The demo's own fill never asks to record; should anything else ask, the demo still writes nothing.
-TEST_F(StoreTest, DemoModeRecordsNothingEvenWhenAskedTo) {
-    StoreEnvironment env = environment();
-    env.isDemo = [] { return true; };
-    Store store{env};
-    store.apply(reader->read(clock), {}, std::nullopt, true);
-    EXPECT_FALSE(fs::exists(dir));
 }
 
 TEST_F(StoreTest, TheLoadThatFinishesLastWinsEvenWhenItStartedFirst) {
