@@ -32,14 +32,16 @@ void prepareForSleep(const test::DBusMock& logind, bool start) {
     ASSERT_EQ(reply.type(), QDBusMessage::ReplyMessage) << reply.errorMessage().toStdString();
 }
 
-struct Logind {
-    test::DBusMock bus{test::DBusMock::Role::system};
-    Logind() { EXPECT_TRUE(bus.startTemplate("logind")); }
-};
+TEST(LogindWatcherTest, ReadsTheLidAndInhibitorsAndTurnsLogindsPrepareForSleepIntoSleepAndWake) {
+    test::DBusMock logind{test::DBusMock::Role::system};
+    ASSERT_TRUE(logind.startTemplate("logind"));
+    LogindWatcher watcher(logind.connection());
+    EXPECT_EQ(watcher.lidClosed(), std::nullopt); // a desktop's logind has no lid
+    EXPECT_EQ(watcher.idleHint(), false);
+    ASSERT_EQ(logind.addProperty(kPath, kManager, QStringLiteral("LidClosed"), true).type(),
+              QDBusMessage::ReplyMessage);
+    EXPECT_EQ(watcher.lidClosed(), true);
 
-TEST(LogindWatcherTest, TurnsLogindsPrepareForSleepIntoSleepAndWake) {
-    Logind logind;
-    LogindWatcher watcher(logind.bus.connection());
     bool lockedWhileFallingAsleep = false;
     bool lockedOnWaking = false;
     QObject::connect(&watcher, &LogindWatcher::aboutToSleep,
@@ -47,8 +49,7 @@ TEST(LogindWatcherTest, TurnsLogindsPrepareForSleepIntoSleepAndWake) {
     QObject::connect(&watcher, &LogindWatcher::wokeUp, [&] { lockedOnWaking = watcher.holdsDelay(); });
     QSignalSpy asleep(&watcher, &LogindWatcher::aboutToSleep);
     QSignalSpy awake(&watcher, &LogindWatcher::wokeUp);
-
-    prepareForSleep(logind.bus, true);
+    prepareForSleep(logind, true);
     ASSERT_TRUE(asleep.wait(5000));
     EXPECT_TRUE(lockedWhileFallingAsleep);
     // The receiver never released the lock; the machine must be let go all the same.
@@ -57,40 +58,27 @@ TEST(LogindWatcherTest, TurnsLogindsPrepareForSleepIntoSleepAndWake) {
     EXPECT_TRUE(QTest::qWaitFor([&] { return !listed(watcher, kOurLock); }, 2000));
     EXPECT_EQ(awake.count(), 0);
 
-    prepareForSleep(logind.bus, false);
+    prepareForSleep(logind, false);
     ASSERT_TRUE(awake.wait(5000));
     EXPECT_TRUE(lockedOnWaking);
-    EXPECT_EQ(watcher.inhibitors(), std::vector<Inhibitor>{kOurLock});
     EXPECT_EQ(asleep.count(), 1);
-
-    // Anyone but logind may send the same signal: it is ignored, and the lock kept.
-    ASSERT_TRUE(logind.bus.startObject("org.example.Impostor", kPath.toStdString(), kManager.toStdString()));
-    prepareForSleep(logind.bus, true);
-    EXPECT_FALSE(asleep.wait(300));
-    EXPECT_TRUE(watcher.holdsDelay());
-}
-
-TEST(LogindWatcherTest, ReadsTheLidTheIdleHintAndOthersInhibitors) {
-    Logind logind;
-    LogindWatcher watcher(logind.bus.connection());
-    EXPECT_EQ(watcher.lidClosed(), std::nullopt); // a desktop's logind has no lid
-    EXPECT_EQ(watcher.idleHint(), false);
-    ASSERT_EQ(logind.bus.addProperty(kPath, kManager, QStringLiteral("LidClosed"), true).type(),
-              QDBusMessage::ReplyMessage);
-    EXPECT_EQ(watcher.lidClosed(), true);
-
-    // Held for as long as the reply's descriptor stays open.
-    const auto keys =
-        logind.bus.call(kPath, kManager, QStringLiteral("Inhibit"),
-                        {QStringLiteral("handle-power-key:handle-suspend-key:handle-hibernate-key"),
-                         QStringLiteral("GNOME handling keypresses"),
-                         QStringLiteral("GNOME handling keypresses"), QStringLiteral("block")});
+    // Others' locks are listed too, held for as long as the reply's descriptor stays open.
+    const auto keys = logind.call(kPath, kManager, QStringLiteral("Inhibit"),
+                                  {QStringLiteral("handle-power-key:handle-suspend-key:handle-hibernate-key"),
+                                   QStringLiteral("GNOME handling keypresses"),
+                                   QStringLiteral("GNOME handling keypresses"), QStringLiteral("block")});
     ASSERT_TRUE(keys.arguments().value(0).value<QDBusUnixFileDescriptor>().isValid());
     EXPECT_EQ(watcher.inhibitors(),
               (std::vector<Inhibitor>{kOurLock,
                                       {"handle-power-key:handle-suspend-key:handle-hibernate-key",
                                        "GNOME handling keypresses", "GNOME handling keypresses", "block",
                                        1000, 123456}}));
+
+    // Anyone but logind may send the same signal: it is ignored, and the lock kept.
+    ASSERT_TRUE(logind.startObject("org.example.Impostor", kPath.toStdString(), kManager.toStdString()));
+    prepareForSleep(logind, true);
+    EXPECT_FALSE(asleep.wait(300));
+    EXPECT_TRUE(watcher.holdsDelay());
 }
 
 TEST(LogindWatcherTest, SleepsAndWakesWithoutALockWhenRefused) {

@@ -40,11 +40,9 @@ TEST(WakeupSourcesTest, ReadsEveryNamedSourceInFolderOrder) {
 }
 
 TEST(WakeupSourcesTest, MovedOrdersTheLikeliestWakerFirst) {
+    // name, events, wakeups, last change
     auto source = [](std::string name, std::int64_t events, std::int64_t wakeups, std::int64_t lastChange) {
-        return WakeupSource{.name = std::move(name),
-                            .eventCount = events,
-                            .wakeupCount = wakeups,
-                            .lastChangeMs = lastChange};
+        return WakeupSource{std::move(name), events, wakeups, lastChange};
     };
     struct Row {
         const char* what;
