@@ -10,6 +10,7 @@
 #include <chrono>
 #include <filesystem>
 #include <fstream>
+#include <memory>
 #include <random>
 #include <set>
 #include <sstream>
@@ -42,23 +43,29 @@ protected:
         return environment;
     }
 
-    void start(QProcess& process) const {
-        process.setProcessEnvironment(environment());
-        process.start(VITREK_EXECUTABLE, {"--headless"});
-        ASSERT_TRUE(process.waitForStarted(10'000));
-    }
-
-    // How many check-up lines standard output has shown.
-    static std::size_t checkUps(const std::string& out) { return test::occurrences(out, "recovery"); }
-    // Reads standard output until it holds `count` check-up lines (twenty seconds at most).
-    static bool waitForCheckUps(QProcess& process, std::string& out, std::size_t count) {
-        return QTest::qWaitFor(
-            [&] {
-                out += process.readAllStandardOutput().toStdString();
-                return checkUps(out) >= count;
-            },
-            20'000);
-    }
+    // The program started headless, killed when it goes, with what it has printed so far.
+    struct Headless : QProcess {
+        explicit Headless(const QProcessEnvironment& environment) {
+            setProcessEnvironment(environment);
+            start(VITREK_EXECUTABLE, {"--headless"});
+        }
+        ~Headless() override {
+            kill();
+            waitForFinished(10'000);
+        }
+        // How many check-up lines standard output has shown.
+        std::size_t checkUps() const { return test::occurrences(out, "recovery"); }
+        // Reads standard output until it holds `count` check-up lines (twenty seconds at most).
+        bool waitForCheckUps(std::size_t count) {
+            return QTest::qWaitFor(
+                [&] {
+                    out += readAllStandardOutput().toStdString();
+                    return checkUps() >= count;
+                },
+                20'000);
+        }
+        std::string out;
+    };
 
     test::ScratchDirectory scratch{"vitrek-headless"};
     fs::path data = scratch.path() / "data";
@@ -74,31 +81,22 @@ TEST_F(HeadlessTest, OneFolderHasOneWriterAndTheDemoVariablesAreRefused) {
     }
     EXPECT_FALSE(fs::exists(data)) << "nothing recorded, not even a folder";
 
-    QProcess first;
-    start(first);
-    std::string out;
-    ASSERT_TRUE(waitForCheckUps(first, out, 2)) << out;
+    auto first = std::make_unique<Headless>(environment());
+    ASSERT_TRUE(first->waitForCheckUps(2)) << first->out;
     const auto second = test::runProgram(VITREK_EXECUTABLE, {"--headless"}, environment(), 10'000);
     EXPECT_EQ(second.status, 2);
-    EXPECT_NE(second.err.find("process " + std::to_string(first.processId())), std::string::npos);
-    first.kill();
-    first.waitForFinished(10'000);
+    EXPECT_NE(second.err.find("process " + std::to_string(first->processId())), std::string::npos);
+    first.reset();
 
     // The kernel drops the lock with its holder: the next writer starts at once.
-    QProcess next;
-    start(next);
-    std::string nextOut;
-    EXPECT_TRUE(waitForCheckUps(next, nextOut, 1)) << next.readAllStandardError().toStdString();
-    next.kill();
-    next.waitForFinished(10'000);
+    Headless next{environment()};
+    EXPECT_TRUE(next.waitForCheckUps(1)) << next.readAllStandardError().toStdString();
 }
 
 TEST_F(HeadlessTest, AFolderThatCannotBeWrittenIsToldOnceAndNothingIsLostWhenItComesBack) {
     std::ofstream(data) << "a file where the data folder should be";
-    QProcess headless;
-    start(headless);
-    std::string out;
-    ASSERT_TRUE(waitForCheckUps(headless, out, 5)) << headless.readAllStandardError().toStdString();
+    Headless headless{environment()};
+    ASSERT_TRUE(headless.waitForCheckUps(5)) << headless.readAllStandardError().toStdString();
     const auto told = linesOf(headless.readAllStandardError().toStdString());
     const auto failing = std::count_if(told.begin(), told.end(), [](const std::string& line) {
         return line.find("Not a directory") != std::string::npos;
@@ -108,23 +106,18 @@ TEST_F(HeadlessTest, AFolderThatCannotBeWrittenIsToldOnceAndNothingIsLostWhenItC
 
     // The folder comes back: every check-up of the session reaches the day's file.
     fs::remove(data);
-    const std::size_t printed = checkUps(out);
-    EXPECT_TRUE(QTest::qWaitFor([&] {
-        return linesOf(test::readFiles(data, "samples-")).size() >= printed + 2;
-    })) << linesOf(test::readFiles(data, "samples-")).size()
-        << " stored of " << printed;
+    const std::size_t printed = headless.checkUps();
+    const auto stored = [&] { return linesOf(test::readFiles(data, "samples-")).size(); };
+    EXPECT_TRUE(QTest::qWaitFor([&] { return stored() >= printed + 2; }))
+        << stored() << " stored of " << printed;
     EXPECT_TRUE(fs::exists(data / "history.json"));
-    headless.kill();
-    headless.waitForFinished(10'000);
 }
 
 // The always-on loop pays for none of the window's libraries nor the demo recorder's video encoder; without
 // logind it keeps checking up, says once that it records no nights, and writes no record.
 TEST_F(HeadlessTest, TheLoopMapsNoWindowingOrVideoLibraryAndWithoutLogindRecordsNoNights) {
-    QProcess headless;
-    start(headless);
-    std::string out;
-    ASSERT_TRUE(waitForCheckUps(headless, out, 3)) << headless.readAllStandardError().toStdString();
+    Headless headless{environment()};
+    ASSERT_TRUE(headless.waitForCheckUps(3)) << headless.readAllStandardError().toStdString();
     const auto maps = test::readFile("/proc/" + std::to_string(headless.processId()) + "/maps");
     headless.kill();
     headless.waitForFinished(10'000);
@@ -146,8 +139,8 @@ TEST_F(HeadlessTest, KilledAtRandomMomentsItLeavesEveryFileReadable) {
     std::mt19937 random(seed);
     std::uniform_int_distribution<int> moment(20, 250);
     for (int run = 0; run < 30; ++run) {
-        QProcess headless;
-        start(headless);
+        Headless headless{environment()};
+        ASSERT_TRUE(headless.waitForStarted(10'000));
         QThread::msleep(static_cast<unsigned long>(moment(random)));
         headless.kill();
         ASSERT_TRUE(headless.waitForFinished(10'000));
