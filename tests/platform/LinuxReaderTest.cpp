@@ -183,14 +183,10 @@ TEST(LinuxReaderTest, ModelNamesAreWhatPeopleCallTheMachine) {
     EXPECT_EQ(reader("desktop-x570").modelName(), "node");
     EXPECT_EQ(LinuxReader(recorded("desktop-x570"), "").modelName(), "");
     EXPECT_EQ(reader("raspberry-pi-4b").modelName(), "Raspberry Pi 4 Model B Rev 1.4");
-    const ScratchRoot root{"raspberry-pi-4b"};
-    root.write("sys/class/dmi/id/product_name", "\n");
-    EXPECT_EQ(root.reader().modelName(), "Raspberry Pi 4 Model B Rev 1.4");
-    root.writeAll("sys/class/dmi/id/", {{"product_name", "Latitude 7490\n"}, {"sys_vendor", "Dell Inc.\n"}});
-    EXPECT_EQ(root.reader().modelName(), "Dell Latitude 7490");
+    EXPECT_EQ(ScratchRoot{}.reader().modelName(), "node");
 }
 
-TEST(LinuxReaderTest, AMachineWithoutAModelNameGoesByItsHostName) {
+TEST(LinuxReaderTest, WithoutDMINamesAMachineGoesByItsFirmwareModelElseItsHostName) {
     // The build VM has no DMI names; its kernel's host name is all there is.
     EXPECT_EQ(reader("debian-vm").modelName(), "vm");
 
@@ -202,12 +198,13 @@ TEST(LinuxReaderTest, AMachineWithoutAModelNameGoesByItsHostName) {
     EXPECT_EQ(root.reader().modelName(), "Anna\\'s \"Build\" Box");
     root.write("etc/machine-info", "PRETTY_HOSTNAME=\n");
     EXPECT_EQ(root.reader().modelName(), "build-box");
-    // A model name from the firmware still comes first.
+    // A model name from the firmware comes first, unless DMI gives one (an empty name is none).
     root.write("proc/device-tree/model", std::string("Raspberry Pi 4 Model B Rev 1.4") + '\0');
     EXPECT_EQ(root.reader().modelName(), "Raspberry Pi 4 Model B Rev 1.4");
-
-    const ScratchRoot empty;
-    EXPECT_EQ(empty.reader().modelName(), "node");
+    root.write("sys/class/dmi/id/product_name", "\n");
+    EXPECT_EQ(root.reader().modelName(), "Raspberry Pi 4 Model B Rev 1.4");
+    root.writeAll("sys/class/dmi/id/", {{"product_name", "Latitude 7490\n"}, {"sys_vendor", "Dell Inc.\n"}});
+    EXPECT_EQ(root.reader().modelName(), "Dell Latitude 7490");
 }
 
 TEST(LinuxReaderTest, ThePrettyHostNameIsReadAsTheShellWouldReadIt) {
