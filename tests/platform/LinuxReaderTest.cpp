@@ -78,12 +78,8 @@ TEST(LinuxReaderTest, OnlyThePresentBatteriesOfTheMachineCountAndTheLastOneWins)
 }
 
 TEST(LinuxReaderTest, MemoryPressureComesFromPsiAndTheShareOfAvailableMemory) {
-    const std::string psi = "some avg10=%some avg60=0.00 avg300=0.00 total=7\nfull avg10=%full avg60=0.00";
-    const auto pressureText = [&](const std::string& some, const std::string& full) {
-        auto text = psi;
-        text.replace(text.find("%some"), 5, some);
-        text.replace(text.find("%full"), 5, full);
-        return text;
+    const auto pressureText = [](const std::string& some, const std::string& full) {
+        return "some avg10=" + some + " avg60=0.00 avg300=0.00 total=7\nfull avg10=" + full + " avg60=0.00";
     };
     const auto meminfo = [](int available) {
         return "MemTotal:       1000 kB\nMemFree:          10 kB\nMemAvailable:   " +
