@@ -67,8 +67,8 @@ Release publish(LoopbackServer& server, const fs::path& scratch) {
     return release;
 }
 
-// The real window program installed as 0.1.0 in a folder of its own.
-fs::path installProgram(const fs::path& run, const Release& release, LoopbackServer& server) {
+// The real window program installed as 0.1.0 in a folder of its own, reading its updates from `feed`.
+fs::path installProgram(const fs::path& run, const Release& release, const std::string& feed) {
     const fs::path program = run / "Vitrek";
     fs::create_directories(program / "bin");
     std::error_code linked;
@@ -80,7 +80,7 @@ fs::path installProgram(const fs::path& run, const Release& release, LoopbackSer
     const nlohmann::json info{{"id", kIdentifier},
                               {"name", "Vitrek"},
                               {"version", "0.1.0"},
-                              {"BrivelUpdateFeedURL", server.url("/feed.json")},
+                              {"BrivelUpdateFeedURL", feed},
                               {"BrivelUpdatePublicKey", release.keys.publicKey}};
     std::ofstream(program / "Info.json") << info.dump(4);
     return program;
@@ -117,45 +117,36 @@ TEST(QuitTest, EveryWayOfQuittingEndsTheProgramAndInstallsTheStagedUpdate) {
     const std::array<std::string, 3> fronts{"update", "settings", "about"};
 
     for (const std::string path : {"menu", "shortcut", "tray", "restart", "signal"}) {
-        int ended = 0;
-        int installed = 0;
-        int relaunched = 0;
         for (int run = 0; run < kRuns; ++run) {
             const auto drill = path + "," + fronts[std::size_t(run) % fronts.size()];
+            SCOPED_TRACE(drill + " run " + std::to_string(run));
             const fs::path folder = scratch.path() / (path + "-" + std::to_string(run));
-            const auto program = installProgram(folder, release, server);
+            const auto program = installProgram(folder, release, server.url("/feed.json"));
             const bool ourEntry = run % 2 == 1;
             writeLauncherEntry(folder, program, ourEntry);
 
-            const auto vitrek = test::runProgram(QString::fromStdString((program / "bin/vitrek-window").string()),
-                                                 {}, environmentFor(folder, drill));
-            ended += vitrek.status == 0 ? 1 : 0;
-            EXPECT_EQ(vitrek.status, 0) << drill << " run " << run << "\n" << vitrek.err;
+            const auto vitrek =
+                test::runProgram(QString::fromStdString((program / "bin/vitrek-window").string()), {},
+                                 environmentFor(folder, drill));
+            EXPECT_EQ(vitrek.status, 0) << vitrek.err;
             // The install script waits for the process to end, swaps the folders and clears the staging
             // folder last.
             const fs::path staged = folder / "cache" / kIdentifier / "BrivelUpdate/0.2.0";
-            const bool done = brivel::test::waitFor(
-                [&] { return fs::exists(folder / "cache") && !fs::exists(staged); }, 20'000);
-            const bool swapped = done && versionAt(program) == "0.2.0" && !fs::exists(program.string() + ".brivel-old");
-            installed += swapped ? 1 : 0;
-            EXPECT_TRUE(swapped) << drill << " run " << run << ": still " << versionAt(program);
+            EXPECT_TRUE(brivel::test::waitFor(
+                [&] { return fs::exists(folder / "cache") && !fs::exists(staged); }, 20'000));
+            EXPECT_EQ(versionAt(program), "0.2.0");
+            EXPECT_FALSE(fs::exists(program.string() + ".brivel-old"));
             const auto share = folder / "share";
             const auto entry = brivel::test::readFile(share / "applications/vitrek.desktop");
-            EXPECT_EQ(entry.find("Name=Vitrek\n") != std::string::npos, ourEntry) << drill << "\n" << entry;
-            EXPECT_EQ(entry.find("Exec=\"" + (program / "bin/vitrek").string() + "\"\n") != std::string::npos, ourEntry)
-                << drill << "\n" << entry;
-            EXPECT_EQ(brivel::test::readFile(share / "icons/hicolor/scalable/apps/vitrek.svg") == kNewIcon, ourEntry)
-                << drill;
+            EXPECT_EQ(entry.find("Name=Vitrek\n") != std::string::npos, ourEntry) << entry;
+            EXPECT_EQ(entry.find("Exec=\"" + (program / "bin/vitrek").string() + "\"\n") != std::string::npos,
+                      ourEntry);
+            EXPECT_EQ(brivel::test::readFile(share / "icons/hicolor/scalable/apps/vitrek.svg") == kNewIcon,
+                      ourEntry);
             if (path == "restart") {
-                const bool started =
-                    brivel::test::waitFor([&] { return fs::exists(folder / "relaunched"); }, 20'000);
-                relaunched += started ? 1 : 0;
-                EXPECT_TRUE(started) << drill << " run " << run;
+                EXPECT_TRUE(brivel::test::waitFor([&] { return fs::exists(folder / "relaunched"); }, 20'000));
             }
         }
-        EXPECT_EQ(ended, kRuns) << path;
-        EXPECT_EQ(installed, kRuns) << path;
-        EXPECT_EQ(relaunched, path == "restart" ? kRuns : 0) << path;
     }
 }
 
@@ -176,18 +167,17 @@ TEST(QuitTest, AMissingArchiveIsToldInTheWindowOnly) {
             return said.find("port ") != std::string::npos;
         },
         10'000));
-    const auto port = said.substr(said.find("port ") + 5, said.find(' ', said.find("port ") + 5) - said.find("port ") - 5);
-    const std::string address = "http://127.0.0.1:" + port;
+    const std::string address =
+        "http://127.0.0.1:" + std::to_string(std::stoi(said.substr(said.find("port ") + 5)));
 
     LoopbackServer unused;
-    auto release = publish(unused, scratch.path());
-    const auto program = installProgram(scratch.path(), release, unused);
-    auto info = nlohmann::json::parse(brivel::test::readFile(program / "Info.json"));
-    info["BrivelUpdateFeedURL"] = address + "/feed.json";
-    std::ofstream(program / "Info.json") << info.dump(4);
-    const nlohmann::json feed{{"version", "0.2.0"},
-                              {"url", "https://example.org/vitrek"},
-                              {"download", {{"url", address + "/Vitrek-0.2.0.zip"}, {"length", 1000}, {"edSignature", "c2lnbmF0dXJl"}}}};
+    const auto program =
+        installProgram(scratch.path(), publish(unused, scratch.path()), address + "/feed.json");
+    const nlohmann::json feed{
+        {"version", "0.2.0"},
+        {"url", "https://example.org/vitrek"},
+        {"download",
+         {{"url", address + "/Vitrek-0.2.0.zip"}, {"length", 1000}, {"edSignature", "c2lnbmF0dXJl"}}}};
     std::ofstream(site / "feed.json") << feed.dump();
 
     const auto vitrek = test::runProgram(QString::fromStdString((program / "bin/vitrek-window").string()), {},
