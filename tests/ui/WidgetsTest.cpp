@@ -135,52 +135,26 @@ TEST(WidgetsKicker, UpperCasesAndShrinksIntoNarrowWidths) {
     }
 }
 
-Day day(const char* id, int recovery, std::optional<double> strain = std::nullopt) {
-    Day made;
-    made.id = id;
-    made.recovery = recovery;
-    made.strain = strain;
-    return made;
-}
-
-std::vector<Day> days() {
-    return {day("2026-11-13", 3), day("2026-11-14", 50, 8.4), day("2026-11-15", 80),
-            day("2026-11-16", 100, 21)};
-}
-
-class WidgetsHistoryBars : public testing::Test {
-protected:
-    void SetUp() override {
-        bars.setDays(days());
-        bars.resize(305, 120);
-    }
+// Four days, the first a poor one and the last at the top.
+TEST(WidgetsHistoryBars, BarsStandAtTheirDaysHeightsNameTheirDayAndPaintAlike) {
     HistoryBars bars;
-};
-
-TEST_F(WidgetsHistoryBars, BarsStandOnTheBottomAtTheirDaysHeights) {
+    bars.setDays({Day{"2026-11-13", 3, {}, {}, {}, {}}, Day{"2026-11-14", 50, 8.4, {}, {}, {}},
+                  Day{"2026-11-15", 80, {}, {}, {}, {}}, Day{"2026-11-16", 100, 21, {}, {}, {}}});
+    bars.resize(305, 120);
+    bars.show();
     const double width = (305 - 5 * 3) / 4.0;
     for (std::size_t i = 0; i < bars.days().size(); ++i) {
+        SCOPED_TRACE(i);
         const QRectF bar = bars.barRect(i);
-        EXPECT_DOUBLE_EQ(bar.height(), Texts::barHeight(bars.days()[i].recovery)) << i;
-        EXPECT_DOUBLE_EQ(bar.bottom(), 120) << i;
-        EXPECT_DOUBLE_EQ(bar.width(), width) << i;
-        EXPECT_DOUBLE_EQ(bar.left(), i * (width + 5)) << i;
-    }
-}
-
-TEST_F(WidgetsHistoryBars, ToolTipNamesTheDayUnderThePointer) {
-    bars.show();
-    for (std::size_t i = 0; i < bars.days().size(); ++i) {
+        const double height = Texts::barHeight(bars.days()[i].recovery);
+        EXPECT_EQ(bar, QRectF(static_cast<double>(i) * (width + 5), 120 - height, width, height));
         // High above the short bars too: the whole column belongs to its day.
-        const QPoint pos{static_cast<int>(bars.barRect(i).center().x()), 4};
+        const QPoint pos{static_cast<int>(bar.center().x()), 4};
         QHelpEvent help{QEvent::ToolTip, pos, bars.mapToGlobal(pos)};
         QApplication::sendEvent(&bars, &help);
-        EXPECT_EQ(QToolTip::text(), QString::fromStdString(Texts::dayHelp(bars.days()[i]))) << i;
+        EXPECT_EQ(QToolTip::text(), QString::fromStdString(Texts::dayHelp(bars.days()[i])));
     }
     QToolTip::hideText();
-}
-
-TEST_F(WidgetsHistoryBars, PaintsTheSameImageForTheSameDays) {
     for (const qreal ratio : {1.0, 1.5, 2.0}) {
         const QImage first = render(bars, ratio);
         EXPECT_EQ(first, render(bars, ratio)) << ratio;
