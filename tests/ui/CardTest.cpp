@@ -78,7 +78,7 @@ ShareCard cardWith(bool age, std::size_t factors, std::string tip) {
     return card;
 }
 
-TEST(ShareCardLayout, BothVariantsFitBetweenThePaddingsWithRoomForTheTip) {
+TEST(ShareCardLayout, BothVariantsFitBetweenThePaddingsAndTheTipShrinksOrMovesUpToFit) {
     const std::string tip =
         "Your disk is nearly full. Free up at least 20 GB so updates and swap have room to work.";
     for (const bool age : {true, false}) {
@@ -94,14 +94,13 @@ TEST(ShareCardLayout, BothVariantsFitBetweenThePaddingsWithRoomForTheTip) {
         EXPECT_EQ(layout.tipPixelSize, 29) << age;
         EXPECT_LE(layout.tip.bottom() + spacing, layout.footer.top()) << age;
     }
-}
 
-TEST(ShareCardLayout, ALongTipStepsDownRatherThanRunIntoTheFooter) {
-    std::string tip;
+    // A long tip steps down rather than run into the footer.
+    std::string longTip;
     for (int i = 0; i < 4; ++i) {
-        tip += "Restart it this week: nine days of uptime leave memory fragmented and updates waiting. ";
+        longTip += "Restart it this week: nine days of uptime leave memory fragmented and updates waiting. ";
     }
-    const auto layout = ShareCardView::layout(cardWith(false, 6, tip));
+    const auto layout = ShareCardView::layout(cardWith(false, 6, longTip));
     EXPECT_LT(layout.tipPixelSize, 29);
     EXPECT_LE(layout.tip.bottom() + 44, layout.footer.top());
 
@@ -111,20 +110,12 @@ TEST(ShareCardLayout, ALongTipStepsDownRatherThanRunIntoTheFooter) {
     EXPECT_LT(few.tip.top(), ShareCardView::layout(cardWith(true, 6, "Short.")).tip.top());
 }
 
-class CardExportTest : public testing::Test {
-protected:
-    std::unique_ptr<Store> store = test::demoStore();
-};
-
-TEST_F(CardExportTest, NothingToShareBeforeTheFirstReading) {
+TEST(CardExportTest, NothingBeforeAReadingThenAStablePngSharedUnderTheDaysName) {
+    const auto store = test::demoStore();
     EXPECT_EQ(CardExport::card(*store), std::nullopt);
     EXPECT_EQ(CardExport::png(*store), std::nullopt);
-    bool revealed = false;
-    CardExport::share(*store, [&](const QString&) { revealed = true; });
-    EXPECT_FALSE(revealed);
-}
+    CardExport::share(*store, [&](const QString&) { ADD_FAILURE() << "nothing to share yet"; });
 
-TEST_F(CardExportTest, TheDemoCardIsAStablePngAndSharesUnderTheDaysName) {
     DemoData::fill(*store);
     const auto card = CardExport::card(*store);
     ASSERT_TRUE(card.has_value());
@@ -191,7 +182,8 @@ DialogAnswer saveAnswering(const Store& store, const QString& file) {
     return answer;
 }
 
-TEST_F(CardExportTest, SaveProposesTheDaysNameAndWritesAPngWhereTheUserSays) {
+TEST(CardExportTest, SaveProposesTheDaysNameAndWritesAPngWhereTheUserSays) {
+    const auto store = test::demoStore();
     DemoData::fill(*store);
     QTemporaryDir folder;
     const QString chosen = QDir(folder.path()).filePath("my card");
