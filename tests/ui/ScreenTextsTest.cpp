@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -54,14 +55,6 @@ MacAge ageOf(double realYears, double adjustment, MacAge::Source source = MacAge
     return age;
 }
 
-Day dayOf(std::string id, int recovery, std::optional<double> strain = std::nullopt) {
-    Day day;
-    day.id = std::move(id);
-    day.recovery = recovery;
-    day.strain = strain;
-    return day;
-}
-
 Vital vital(const char* title, const char* range, std::optional<bool> inRange) {
     return Vital{Vital::Kind::memory, title, "memorychip", "62%", range, inRange};
 }
@@ -87,16 +80,13 @@ TEST(ScreenTextsDialsTest, RecoveryBandsChooseColourAndWordAt67And34) {
 TEST(ScreenTextsDialsTest, StrainSaysSinceWhenUntilTwoHoursOfMeasuring) {
     const EnglishDates english(Fmt::englishDateFormatter());
     const auto reading = at("2024-03-05T11:13:00+01:00");
-    const struct {
-        std::optional<Instant> since;
-        const char* line;
-    } rows[] = {
+    const std::pair<std::optional<Instant>, const char*> lines[] = {
         {at("2024-03-05T09:14:00+01:00"), "Light · since 09:14"}, // 1 h 59 min
         {at("2024-03-05T09:13:00+01:00"), "Light · 2 h 5 min busy"},
         {std::nullopt, "Light · 2 h 5 min busy"},
     };
-    for (const auto& row : rows) {
-        EXPECT_EQ(Texts::strainLine(4.2, row.since, reading, 7500, berlin()), row.line);
+    for (const auto& [since, line] : lines) {
+        EXPECT_EQ(Texts::strainLine(4.2, since, reading, 7500, berlin()), line);
     }
     EXPECT_EQ(Texts::strainLine(4.2, at("2024-03-05T10:00:00+01:00"), std::nullopt, 7500, berlin()),
               "Light · 2 h 5 min busy");
@@ -183,41 +173,29 @@ TEST(ScreenTextsDialsTest, WithoutANightRestSaysWhyAndWhereTheNightsComeFrom) {
 }
 
 // The header's model and date are checked in the window's tests.
-TEST(ScreenTextsHeaderTest, StreakShowsFromTwoDays) {
+TEST(ScreenTextsMilestoneTest, StreakFromTwoDaysBannerUntilDismissedAndDetailNamingTheNextOne) {
     EXPECT_FALSE(Texts::showsStreak(1));
     EXPECT_TRUE(Texts::showsStreak(2));
     EXPECT_EQ(Texts::streakHelp(2), "2 days in a row");
-}
-
-TEST(ScreenTextsMilestoneTest, BannerUntilDismissedAndDetailNamingTheNextOne) {
-    const struct {
-        int streak;
-        const char* detail;
-    } rows[] = {
+    const std::pair<int, const char*> details[] = {
         {15, "Vitrek has checked your computer 15 days in a row. Next: 1 month in 15 days."},
         {29, "Vitrek has checked your computer 29 days in a row. Next: 1 month in 1 day."},
         {2, "Vitrek has checked your computer 2 days in a row. Next: 3 days in 1 day."},
         {365, "Vitrek has checked your computer 365 days in a row."},
     };
-    for (const auto& row : rows) {
-        EXPECT_EQ(Texts::milestoneDetail(row.streak), row.detail);
+    for (const auto& [streak, detail] : details) {
+        EXPECT_EQ(Texts::milestoneDetail(streak), detail);
     }
-    const struct {
-        int streak;
-        int seen;
-        std::optional<int> shown;
-    } banners[] = {{7, 3, 7}, {8, 3, 7},           {7, 7, std::nullopt}, {9, 3, std::nullopt},
-                   {3, 7, 3}, {1, 0, std::nullopt}};
-    for (const auto& banner : banners) {
-        EXPECT_EQ(Texts::bannerMilestone(banner.streak, banner.seen), banner.shown) << banner.streak;
+    // Streak, milestone already seen, the banner's milestone.
+    const std::tuple<int, int, std::optional<int>> banners[] = {
+        {7, 3, 7}, {8, 3, 7}, {7, 7, std::nullopt}, {9, 3, std::nullopt}, {3, 7, 3}, {1, 0, std::nullopt}};
+    for (const auto& [streak, seen, shown] : banners) {
+        EXPECT_EQ(Texts::bannerMilestone(streak, seen), shown) << streak;
     }
 }
 
 TEST(ScreenTextsAgeTest, MiniCardTellsTheGapTintAndPace) {
-    const struct {
-        std::optional<MacAge> age;
-        Texts::AgeMini expected;
-    } rows[] = {
+    const std::pair<std::optional<MacAge>, Texts::AgeMini> rows[] = {
         {std::nullopt, {"–", "Not known yet", Role::ink3, "Set its date in Settings"}},
         {ageOf(3.0, 0.2), {"3.2", "2 months older", Role::poor, "Ageing at 1.1× pace"}},
         {ageOf(3.0, 0.08), {"3.1", "Right on its age", Role::ink2, "Ageing at 1.0× pace"}},
@@ -230,23 +208,20 @@ TEST(ScreenTextsAgeTest, MiniCardTellsTheGapTintAndPace) {
         {ageOf(0.05, 0.54), {"0.6", "6 months older", Role::poor, "Ageing at 1.0× pace"}},
         {ageOf(0.06, 0.54), {"0.6", "6 months older", Role::poor, "Ageing at 10.0× pace"}},
     };
-    for (const auto& row : rows) {
-        EXPECT_EQ(Texts::ageMini(row.age), row.expected) << row.expected.line;
-        EXPECT_EQ(Texts::ageTint(row.age), row.expected.lineTint);
+    for (const auto& [age, expected] : rows) {
+        EXPECT_EQ(Texts::ageMini(age), expected) << expected.line;
+        EXPECT_EQ(Texts::ageTint(age), expected.lineTint);
     }
     EXPECT_EQ(Texts::paceValue(Texts::pace(ageOf(0.05, 2))), "1.0×");
 }
 
-TEST(ScreenTextsAgeTest, OrbPillColourTellsYoungerFromOlderOutsideAMonth) {
+TEST(ScreenTextsAgeTest, OrbPillColourOutsideAMonthOrbNameAndRealLineNamingWhereTheAgeComesFrom) {
     const QColor younger = Texts::orbPillColor(-kMonth);
     const QColor older = Texts::orbPillColor(kMonth);
     EXPECT_GT(younger.green(), younger.red());
     EXPECT_GT(older.red(), older.blue());
     EXPECT_EQ(Texts::orbPillColor(kMonth - 0.01), Texts::orbPillColor(std::nullopt));
     EXPECT_EQ(Texts::orbPill(std::nullopt), "");
-}
-
-TEST(ScreenTextsAgeTest, OrbAccessibleNameAndRealLineNameWhereTheAgeComesFrom) {
     EXPECT_EQ(Texts::orbAccessibleName(3.4, -0.5), "Vitrek Age 3.4 years, 6 months younger");
     EXPECT_EQ(Texts::orbAccessibleName(3.4, std::nullopt), "Vitrek Age 3.4 years");
     EXPECT_EQ(Texts::orbAccessibleName(std::nullopt, 0.5), "Vitrek Age unknown");
@@ -260,18 +235,15 @@ TEST(ScreenTextsAgeTest, OrbAccessibleNameAndRealLineNameWhereTheAgeComesFrom) {
 
 TEST(ScreenTextsAgeTest, WeekLineComparesTodaysGapWithLastWeeks) {
     const auto age = ageOf(3.0, 0.2);
-    const struct {
-        std::optional<double> lastWeek;
-        std::optional<std::string> line;
-    } rows[] = {
+    const std::pair<std::optional<double>, std::optional<std::string>> lines[] = {
         {std::nullopt, std::nullopt},
         {0.15, "No change vs last week"},
         {0.5, "4 months younger than last week"},
         {-0.3, "6 months older than last week"},
         {-1.0, "1.2 years older than last week"},
     };
-    for (const auto& row : rows) {
-        EXPECT_EQ(Texts::weekLine(age, row.lastWeek), row.line);
+    for (const auto& [lastWeek, line] : lines) {
+        EXPECT_EQ(Texts::weekLine(age, lastWeek), line);
     }
     EXPECT_EQ(Texts::weekLine(std::nullopt, 0.1), std::nullopt);
 }
@@ -316,35 +288,30 @@ TEST(ScreenTextsHealthTest, AllInRangeOrSomeToCheckAndTileTexts) {
     EXPECT_EQ(Texts::healthFooter(oneUnmeasured), "1/2 within range");
     EXPECT_EQ(Texts::outOfRangeLine(oneUnmeasured), "Storage: healthy is 10% or more free");
     EXPECT_EQ(Texts::vitalAccessibleName(noSensor), "Temp, not measured");
-    EXPECT_EQ(Texts::vitalHelp(noSensor), "Temp: not measured on this computer. Healthy range: Cool or warm.");
+    EXPECT_EQ(Texts::vitalHelp(noSensor),
+              "Temp: not measured on this computer. Healthy range: Cool or warm.");
 }
 
 TEST(ScreenTextsStressTest, MiniCardLevelsAndNowLine) {
-    const struct {
-        std::optional<double> now;
-        Texts::StressMini expected;
-    } rows[] = {
+    const std::pair<std::optional<double>, Texts::StressMini> rows[] = {
         {std::nullopt, {"–", "Measuring", Role::strain, "45 min high today"}},
         {0.124, {"12%", "Low", Role::strain, "45 min high today"}},
         {0.25, {"25%", "Medium", Role::strain, "45 min high today"}},
         {0.499, {"50%", "Medium", Role::strain, "45 min high today"}},
         {0.5, {"50%", "High", Role::fair, "45 min high today"}},
     };
-    for (const auto& row : rows) {
-        EXPECT_EQ(Texts::stressMini(row.now, 2700), row.expected) << row.expected.value;
+    for (const auto& [now, expected] : rows) {
+        EXPECT_EQ(Texts::stressMini(now, 2700), expected) << expected.value;
     }
     EXPECT_EQ(Texts::stressNowLine(0.42), "Now: Medium · 42% busy");
     EXPECT_EQ(Texts::stressNowLine(std::nullopt), std::nullopt);
 }
 
 TEST(ScreenTextsStressTest, ClockCountsWholeMinutes) {
-    const struct {
-        double seconds;
-        const char* text;
-    } rows[] = {{0, "0:00"},    {59.9, "0:00"},   {3599, "0:59"},
-                {5400, "1:30"}, {7199.9, "1:59"}, {36000, "10:00"}};
-    for (const auto& row : rows) {
-        EXPECT_EQ(StressFmt::clock(row.seconds), row.text) << row.seconds;
+    const std::pair<double, const char*> clocks[] = {{0, "0:00"},    {59.9, "0:00"},   {3599, "0:59"},
+                                                     {5400, "1:30"}, {7199.9, "1:59"}, {36000, "10:00"}};
+    for (const auto& [seconds, text] : clocks) {
+        EXPECT_EQ(StressFmt::clock(seconds), text) << seconds;
     }
 }
 
@@ -372,7 +339,7 @@ TEST(ScreenTextsStressTest, ComparisonWithATypicalDay) {
 TEST(ScreenTextsHistoryTest, ShowsTheLastFourteenDaysAndTheirIntegerAverage) {
     History history;
     for (int i = 1; i <= 20; ++i) {
-        history.days.push_back(dayOf("2024-03-" + std::to_string(10 + i), 50 + i));
+        history.days.push_back(Day{"2024-03-" + std::to_string(10 + i), 50 + i, {}, {}, {}, {}});
     }
     const auto shown = Texts::shownDays(history);
     ASSERT_EQ(shown.size(), 14u);
@@ -386,15 +353,14 @@ TEST(ScreenTextsHistoryTest, ShowsTheLastFourteenDaysAndTheirIntegerAverage) {
 }
 
 TEST(ScreenTextsHistoryTest, BarsAndTheirHelp) {
-    const struct {
-        int recovery;
-        double height;
-    } rows[] = {{0, 6}, {4, 6}, {5, 6}, {72, 86.4}, {100, 120}};
-    for (const auto& row : rows) {
-        EXPECT_DOUBLE_EQ(Texts::barHeight(row.recovery), row.height) << row.recovery;
+    const std::pair<int, double> heights[] = {{0, 6}, {4, 6}, {5, 6}, {72, 86.4}, {100, 120}};
+    for (const auto& [recovery, height] : heights) {
+        EXPECT_DOUBLE_EQ(Texts::barHeight(recovery), height) << recovery;
     }
-    EXPECT_EQ(Texts::dayHelp(dayOf("2026-11-16", 72, 8.44)), "2026-11-16: recovery 72%, strain 8.4");
-    EXPECT_EQ(Texts::dayHelp(dayOf("2026-11-16", 72)), "2026-11-16: recovery 72%");
+    Day day{"2026-11-16", 72, 8.44, {}, {}, {}};
+    EXPECT_EQ(Texts::dayHelp(day), "2026-11-16: recovery 72%, strain 8.4");
+    day.strain.reset();
+    EXPECT_EQ(Texts::dayHelp(day), "2026-11-16: recovery 72%");
 }
 
 TEST(ScreenTextsStressChartTest, SpanCoversSixHoursAndEveryPointInWholeLocalHours) {
