@@ -33,13 +33,6 @@ protected:
     void TearDown() override { store().clear(); }
 };
 
-TEST_F(ShellPreferencesTest, FirstLaunchShowsTheTrayWithoutAPurchaseDate) {
-    const Preferences& preferences = Preferences::shared();
-    EXPECT_TRUE(preferences.showInMenuBar());
-    EXPECT_FALSE(preferences.hasBoughtAt());
-    EXPECT_EQ(preferences.seenMilestone(), 0);
-}
-
 TEST_F(ShellPreferencesTest, PurchaseDateIsStoredAsADateAndAnyStoredValueTurnsTheToggleOn) {
     Preferences& preferences = Preferences::shared();
     const QDate bought{2021, 11, 3};
@@ -64,8 +57,11 @@ TEST_F(ShellPreferencesTest, PurchaseDateIsStoredAsADateAndAnyStoredValueTurnsTh
     }
 }
 
-TEST_F(ShellPreferencesTest, SettersSignalOnlyWhenTheValueChanges) {
+TEST_F(ShellPreferencesTest, FirstLaunchShowsTheTrayAndSettersSignalOnlyWhenTheValueChanges) {
     Preferences& preferences = Preferences::shared();
+    EXPECT_TRUE(preferences.showInMenuBar());
+    EXPECT_FALSE(preferences.hasBoughtAt());
+    EXPECT_EQ(preferences.seenMilestone(), 0);
     int shown = 0;
     int bought = 0;
     int seen = 0;
@@ -166,35 +162,24 @@ TEST_F(ShellAutostartTest, AnUnwritableFolderFailsQuietly) {
     QFile::setPermissions(m_config.path(), QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
 }
 
-QString uniqueKey() {
-    return QStringLiteral("vitrek-test-%1-%2")
-        .arg(::getpid())
-        .arg(QUuid::createUuid().toString(QUuid::Id128));
-}
-
-TEST(ShellSingleInstanceTest, ALaterStartHandsOverToTheFirstAndStops) {
-    const QString key = uniqueKey();
-    SingleInstance first{key};
-    int activations = 0;
-    QObject::connect(&first, &SingleInstance::activated, [&] { ++activations; });
-    ASSERT_TRUE(first.claim());
-
-    SingleInstance second{key};
-    EXPECT_FALSE(second.claim());
-    EXPECT_TRUE(QTest::qWaitFor([&] { return activations > 0; }, 2000));
-    EXPECT_EQ(activations, 1);
-}
-
-TEST(ShellSingleInstanceTest, ASocketLeftByACrashedInstanceDoesNotBlockTheNextStart) {
-    const QString key = uniqueKey();
+// A socket file left by a crashed instance blocks nobody; a later start hands over to the first and stops;
+// once the first has quit, the name is free again.
+TEST(ShellSingleInstanceTest, ALaterStartHandsOverToTheFirstAndAStaleSocketBlocksNobody) {
+    const QString key =
+        QStringLiteral("vitrek-test-%1-%2").arg(::getpid()).arg(QUuid::createUuid().toString(QUuid::Id128));
     QFile leftover(QDir::tempPath() + "/" + key);
     ASSERT_TRUE(leftover.open(QIODevice::WriteOnly));
     leftover.close();
     {
-        SingleInstance instance{key};
-        EXPECT_TRUE(instance.claim());
+        SingleInstance first{key};
+        int activations = 0;
+        QObject::connect(&first, &SingleInstance::activated, [&] { ++activations; });
+        ASSERT_TRUE(first.claim());
+        SingleInstance second{key};
+        EXPECT_FALSE(second.claim());
+        EXPECT_TRUE(QTest::qWaitFor([&] { return activations > 0; }, 2000));
+        EXPECT_EQ(activations, 1);
     }
-    // Once the first has quit, the name is free again.
     SingleInstance next{key};
     EXPECT_TRUE(next.claim());
 }
