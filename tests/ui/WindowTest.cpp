@@ -20,7 +20,6 @@
 #include <QSystemTrayIcon>
 #include <QTest>
 #include <QToolButton>
-
 #include <filesystem>
 
 namespace vitrek {
@@ -58,14 +57,19 @@ protected:
         return env;
     }
 
-    // A day of check-ups: 20 recorded days up to today, samples since 09:00 and a night with one wake.
-    void checkUp() {
+    // `count` recorded days up to today: today's recovery is `today`, an earlier day's 40 + its days ago.
+    void recordDays(int count, int today) {
         History history;
-        for (int i = 19; i >= 0; --i) {
+        for (int i = count - 1; i >= 0; --i) {
             history.days.push_back(Day{History::dayID(clock - std::chrono::hours(24 * i), test::berlin()),
-                                       i == 0 ? 90 : 40 + i, 8.4, std::nullopt, 600, std::nullopt});
+                                       i == 0 ? today : 40 + i, 8.4, std::nullopt, 600, std::nullopt});
         }
         store->setHistory(history);
+    }
+
+    // A day of check-ups: 20 recorded days up to today, samples since 09:00 and a night with one wake.
+    void checkUp() {
+        recordDays(20, 90);
         std::vector<Sample> samples;
         for (Instant t = test::at("2024-03-05T09:00:00+01:00"); t <= clock; t += 60s) {
             samples.push_back(Sample{t, 0.3, Heat::cool});
@@ -77,8 +81,8 @@ protected:
         night.segments = {Segment{night.start, night.start + 2h, PowerState::asleep},
                           Segment{night.start + 2h, night.start + 2h + 45s, PowerState::dark},
                           Segment{night.start + 2h + 45s, night.end, PowerState::asleep}};
-        night.events = {NightEvent{night.start + 2h, NightEvent::Kind::darkWake, "Dark wake", "moon.haze", "", 45,
-                                   std::nullopt, std::nullopt, std::nullopt}};
+        night.events = {NightEvent{night.start + 2h, NightEvent::Kind::darkWake, "Dark wake", "moon.haze", "",
+                                   45, std::nullopt, std::nullopt, std::nullopt}};
         night.pluggedIn = true;
         store->apply(reader->read(clock), samples, night, false);
         QApplication::processEvents();
@@ -111,22 +115,26 @@ TEST_F(WindowTest, BeforeTheFirstReadingEveryFigureWaits) {
     MainWindow window{*store};
     window.show();
     const auto shown = texts(window);
-    for (const char* text : {"Your computer", "Reading your computer…", "First reading in under a minute",
-                             "Reading last night…", "Your recovery shows up here day by day.", "Not known yet"}) {
+    for (const char* text :
+         {"Your computer", "Reading your computer…", "First reading in under a minute", "Reading last night…",
+          "Your recovery shows up here day by day.", "Not known yet"}) {
         EXPECT_TRUE(shown.contains(QString::fromUtf8(text))) << text;
     }
     EXPECT_EQ(shown.count(QStringLiteral("–")), 5); // three dials, age and stress mini cards
 }
 
-TEST_F(WindowTest, AGoodDayShowsItsFiguresAndOnlyTheLastFourteenDays) {
+TEST_F(WindowTest, AGoodDayShowsItsFiguresAndOnlyTheLastFourteenDaysThenFollowsTheNextCheckUp) {
     checkUp();
     MainWindow window{*store};
     window.show();
+    QApplication::setActiveWindow(&window);
+    ASSERT_TRUE(QTest::qWaitForWindowActive(&window));
     const auto shown = texts(window);
     EXPECT_GE(store->recovery(), 67);
-    for (const QString& text : {QStringLiteral("ThinkPad X1 Carbon Gen 9"), QStringLiteral("Ready for a heavy day"),
-                                QStringLiteral("Tuesday 5 March"), QString::number(RestScore::score(*store->night())) + "%",
-                                QString::number(store->recovery()) + "%", QStringLiteral("Within range")}) {
+    for (const QString& text :
+         {QStringLiteral("ThinkPad X1 Carbon Gen 9"), QStringLiteral("Ready for a heavy day"),
+          QStringLiteral("Tuesday 5 March"), QString::number(RestScore::score(*store->night())) + "%",
+          QString::number(store->recovery()) + "%", QStringLiteral("Within range")}) {
         EXPECT_TRUE(shown.contains(text)) << text.toStdString();
     }
     const auto* bars = window.findChild<HistoryBars*>();
@@ -146,23 +154,15 @@ TEST_F(WindowTest, AGoodDayShowsItsFiguresAndOnlyTheLastFourteenDays) {
     EXPECT_TRUE(care.contains(QStringLiteral("Needs some care")));
     EXPECT_TRUE(std::any_of(care.begin(), care.end(),
                             [](const QString& text) { return text.endsWith(" to check"); }));
-    window.setTab(Texts::Tab::health);
+    // Tabs switch with their shortcuts.
+    QTest::keyClick(&window, Qt::Key_2, Qt::ControlModifier);
+    EXPECT_EQ(window.tab(), Texts::Tab::health);
     QStringList names;
     for (const auto* child : window.findChildren<QWidget*>()) {
         names << child->accessibleName();
     }
     EXPECT_TRUE(std::any_of(names.begin(), names.end(),
                             [](const QString& name) { return name.endsWith(", outside range"); }));
-}
-
-TEST_F(WindowTest, TabsSwitchWithTheirShortcutsAndMiniCardsOpenHealth) {
-    checkUp();
-    MainWindow window{*store};
-    window.show();
-    QApplication::setActiveWindow(&window);
-    ASSERT_TRUE(QTest::qWaitForWindowActive(&window));
-    QTest::keyClick(&window, Qt::Key_2, Qt::ControlModifier);
-    EXPECT_EQ(window.tab(), Texts::Tab::health);
     QTest::keyClick(&window, Qt::Key_1, Qt::ControlModifier);
     EXPECT_EQ(window.tab(), Texts::Tab::today);
     const auto buttons = window.findChildren<QAbstractButton*>();
@@ -173,12 +173,7 @@ TEST_F(WindowTest, TabsSwitchWithTheirShortcutsAndMiniCardsOpenHealth) {
 }
 
 TEST_F(WindowTest, DismissingAMilestoneKeepsItHiddenUntilTheNextOne) {
-    History history;
-    for (int i = 6; i >= 0; --i) {
-        history.days.push_back(Day{History::dayID(clock - std::chrono::hours(24 * i), test::berlin()), 70, std::nullopt,
-                                   std::nullopt, std::nullopt, std::nullopt});
-    }
-    store->setHistory(history);
+    recordDays(7, 70);
     store->apply(reader->read(clock), {}, std::nullopt, false);
     MainWindow window{*store};
     window.show();
@@ -186,7 +181,8 @@ TEST_F(WindowTest, DismissingAMilestoneKeepsItHiddenUntilTheNextOne) {
     auto* banner = window.findChild<MilestoneBanner*>();
     ASSERT_TRUE(banner->isVisibleTo(&window));
     EXPECT_EQ(banner->title(), QStringLiteral("1 week of check-ups"));
-    EXPECT_EQ(banner->detail(), QStringLiteral("Vitrek has checked your computer 7 days in a row. Next: 2 weeks in 7 days."));
+    EXPECT_EQ(banner->detail(),
+              QStringLiteral("Vitrek has checked your computer 7 days in a row. Next: 2 weeks in 7 days."));
     banner->findChild<QToolButton*>()->click();
     QApplication::processEvents();
     EXPECT_EQ(Preferences::shared().seenMilestone(), 7);
@@ -199,8 +195,9 @@ TEST_F(WindowTest, SwitchingThePurchaseDateOffFallsBackToTheSetUpDateAtOnce) {
     ASSERT_EQ(store->age()->source, MacAge::Source::bought);
     SettingsWindow settings{*store};
     const auto boxes = settings.findChildren<QCheckBox*>();
-    const auto toggle = std::find_if(boxes.begin(), boxes.end(),
-                                     [](const auto* box) { return box->text() == "Set the date I got this computer"; });
+    const auto toggle = std::find_if(boxes.begin(), boxes.end(), [](const auto* box) {
+        return box->text() == "Set the date I got this computer";
+    });
     ASSERT_NE(toggle, boxes.end());
     ASSERT_TRUE((*toggle)->isChecked());
     (*toggle)->setChecked(false);
@@ -211,7 +208,8 @@ TEST_F(WindowTest, SwitchingThePurchaseDateOffFallsBackToTheSetUpDateAtOnce) {
 TEST_F(WindowTest, OnlyADesktopWithoutATraySaysSoUnderTheTraySetting) {
     for (const bool trayAvailable : {true, false}) {
         SettingsWindow settings{*store, false, trayAvailable};
-        EXPECT_EQ(texts(settings).contains(QString::fromUtf8(Texts::kNoTray)), !trayAvailable) << trayAvailable;
+        EXPECT_EQ(texts(settings).contains(QString::fromUtf8(Texts::kNoTray)), !trayAvailable)
+            << trayAvailable;
     }
 }
 
