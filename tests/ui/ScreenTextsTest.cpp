@@ -60,20 +60,14 @@ Vital vital(const char* title, const char* range, std::optional<bool> inRange) {
 }
 
 TEST(ScreenTextsDialsTest, RecoveryBandsChooseColourAndWordAt67And34) {
-    const struct {
-        int recovery;
-        Role color;
-        const char* sub;
-    } rows[] = {
+    const std::tuple<int, Role, const char*> rows[] = {
         {100, Role::good, "Ready for a heavy day"}, {67, Role::good, "Ready for a heavy day"},
         {66, Role::fair, "Take it easy today"},     {34, Role::fair, "Take it easy today"},
         {33, Role::poor, "Needs some care"},        {0, Role::poor, "Needs some care"},
     };
-    for (const auto& row : rows) {
-        const auto dial = Texts::recoveryDial(true, row.recovery);
-        EXPECT_EQ(dial, (Texts::Dial{row.recovery / 100.0, std::to_string(row.recovery) + "%", row.color,
-                                     "Recovery", row.sub}))
-            << row.recovery;
+    for (const auto& [recovery, color, sub] : rows) {
+        EXPECT_EQ(Texts::recoveryDial(true, recovery),
+                  (Texts::Dial{recovery / 100.0, std::to_string(recovery) + "%", color, "Recovery", sub}));
     }
 }
 
@@ -96,11 +90,7 @@ TEST(ScreenTextsDialsTest, StrainSaysSinceWhenUntilTwoHoursOfMeasuring) {
 }
 
 TEST(ScreenTextsDialsTest, RestLineCountsWakesThenBatteryOrChargerButTheCardNeverSaysPluggedIn) {
-    const struct {
-        std::optional<Night> night;
-        const char* line;
-        const char* card;
-    } rows[] = {
+    const std::tuple<std::optional<Night>, const char*, const char*> rows[] = {
         {nightWith(2, 1, {80, 76}, false), "3 wakes · −4% battery", "3 wakes · −4% battery"},
         {nightWith(1, 0, {}, true), "1 wake · plugged in", "1 wake"},
         {nightWith(0, 1, {}, false), "1 wake", "1 wake"},
@@ -109,9 +99,9 @@ TEST(ScreenTextsDialsTest, RestLineCountsWakesThenBatteryOrChargerButTheCardNeve
         {nightWith(0, 2, {90, 91}, true), "2 wakes · −0% battery", "2 wakes · −0% battery"},
         {std::nullopt, "No night recorded yet", "No night yet"},
     };
-    for (const auto& row : rows) {
-        EXPECT_EQ(Texts::restLine({}, row.night), row.line);
-        EXPECT_EQ(Texts::restLine({}, row.night, Texts::RestLinePlace::card), row.card);
+    for (const auto& [night, line, card] : rows) {
+        EXPECT_EQ(Texts::restLine({}, night), line);
+        EXPECT_EQ(Texts::restLine({}, night, Texts::RestLinePlace::card), card);
     }
     EXPECT_EQ(Texts::restDial({}, std::nullopt).value, "–");
     EXPECT_TRUE(Texts::restDial({}, nightWith(1, 0, {}, true)).fraction.has_value());
@@ -119,52 +109,34 @@ TEST(ScreenTextsDialsTest, RestLineCountsWakesThenBatteryOrChargerButTheCardNeve
 
 TEST(ScreenTextsDialsTest, WithoutANightRestSaysWhyAndWhereTheNightsComeFrom) {
     const EnglishDates english(Fmt::englishDateFormatter());
-    using Source = NightSourceKind;
+    using enum NightSourceKind;
     const std::string problem = "The system journal is not readable by mira: join the systemd-journal group.";
+    const std::string fromNow = "Vitrek records nights from now on";
+    const char* wake = "1 wake · plugged in";
     const auto now = at("2024-11-20T12:00:00+01:00");
     const auto november = at("2024-11-12T09:00:00+01:00");
     const auto lastYear = at("2023-11-12T09:00:00+01:00");
+    const std::string since = "Recorded by Vitrek since 12 Nov";
     const std::optional<Night> night = nightWith(1, 0, {}, true);
     const struct {
         Texts::NightStatus status;
         std::optional<Night> night;
-        const char* sub;
+        std::string sub;
         std::string source;
     } rows[] = {
-        {{true, true, Source::none, std::nullopt, ""},
-         night,
-         "Reading last night…",
-         "Vitrek records nights from now on"},
+        {{true, true, none, {}, ""}, night, "Reading last night…", fromNow},
         // Recording, the next night will be there: no alarm even though the journal failed.
-        {{false, true, Source::none, std::nullopt, problem},
-         std::nullopt,
-         "Vitrek records nights from now on",
-         "Vitrek records nights from now on. " + problem},
-        {{false, false, Source::none, std::nullopt, problem},
-         std::nullopt,
-         "Can't read nights · see Health",
-         problem},
-        {{false, false, Source::none, std::nullopt, ""}, std::nullopt, "No night recorded yet", ""},
-        {{false, true, Source::vitrek, november, problem},
+        {{false, true, none, {}, problem}, {}, fromNow, fromNow + ". " + problem},
+        {{false, false, none, {}, problem}, {}, "Can't read nights · see Health", problem},
+        {{false, false, none, {}, ""}, {}, "No night recorded yet", ""},
+        {{false, true, vitrek, november, problem}, night, wake, since + ". " + problem},
+        {{false, true, vitrek, november, ""}, {}, fromNow, since},
+        {{false, false, vitrek, lastYear, ""}, night, wake, since + " 2023"},
+        {{false, true, both, november, ""},
          night,
-         "1 wake · plugged in",
-         "Recorded by Vitrek since 12 Nov. " + problem},
-        {{false, true, Source::vitrek, november, ""},
-         std::nullopt,
-         "Vitrek records nights from now on",
-         "Recorded by Vitrek since 12 Nov"},
-        {{false, false, Source::vitrek, lastYear, ""},
-         night,
-         "1 wake · plugged in",
-         "Recorded by Vitrek since 12 Nov 2023"},
-        {{false, true, Source::both, november, ""},
-         night,
-         "1 wake · plugged in",
+         wake,
          "Nights from the system journal and recorded by Vitrek since 12 Nov"},
-        {{false, false, Source::journal, std::nullopt, ""},
-         std::nullopt,
-         "No night recorded yet",
-         "Nights read from the system journal"},
+        {{false, false, journal, {}, ""}, {}, "No night recorded yet", "Nights read from the system journal"},
     };
     for (const auto& row : rows) {
         EXPECT_EQ(Texts::restLine(row.status, row.night), row.sub) << row.source;
@@ -318,25 +290,20 @@ TEST(ScreenTextsStressTest, ClockCountsWholeMinutes) {
 TEST(ScreenTextsStressTest, ComparisonWithATypicalDay) {
     const EnglishDates english(Fmt::englishDateFormatter());
     const auto tuesday = at("2024-03-05T12:00:00+01:00");
-    const struct {
-        double heavy;
-        std::optional<Stress::Typical> typical;
-        std::optional<Texts::StressComparison> expected;
-    } rows[] = {
-        {3600, Stress::Typical{3600, true},
-         Texts::StressComparison{false, "0 min less than a typical Tuesday"}},
-        {5400, Stress::Typical{2700, false}, Texts::StressComparison{true, "45 min more than a typical day"}},
-        {0, Stress::Typical{7500, false},
-         Texts::StressComparison{false, "2 h 5 min less than a typical day"}},
+    using Typical = Stress::Typical;
+    using Comparison = Texts::StressComparison;
+    const std::tuple<double, std::optional<Typical>, std::optional<Comparison>> rows[] = {
+        {3600, Typical{3600, true}, Comparison{false, "0 min less than a typical Tuesday"}},
+        {5400, Typical{2700, false}, Comparison{true, "45 min more than a typical day"}},
+        {0, Typical{7500, false}, Comparison{false, "2 h 5 min less than a typical day"}},
         {3600, std::nullopt, std::nullopt},
     };
-    for (const auto& row : rows) {
-        EXPECT_EQ(Texts::stressComparison(row.heavy, row.typical, tuesday, berlin()), row.expected)
-            << row.heavy;
+    for (const auto& [heavy, typical, expected] : rows) {
+        EXPECT_EQ(Texts::stressComparison(heavy, typical, tuesday, berlin()), expected) << heavy;
     }
 }
 
-TEST(ScreenTextsHistoryTest, ShowsTheLastFourteenDaysAndTheirIntegerAverage) {
+TEST(ScreenTextsHistoryTest, ShowsTheLastFourteenDaysTheirIntegerAverageAndEachBarsHeightAndHelp) {
     History history;
     for (int i = 1; i <= 20; ++i) {
         history.days.push_back(Day{"2024-03-" + std::to_string(10 + i), 50 + i, {}, {}, {}, {}});
@@ -350,9 +317,7 @@ TEST(ScreenTextsHistoryTest, ShowsTheLastFourteenDaysAndTheirIntegerAverage) {
     history.days.resize(1);
     EXPECT_EQ(Texts::shownDays(history).size(), 1u);
     EXPECT_EQ(Texts::averageRecovery({}), "–");
-}
 
-TEST(ScreenTextsHistoryTest, BarsAndTheirHelp) {
     const std::pair<int, double> heights[] = {{0, 6}, {4, 6}, {5, 6}, {72, 86.4}, {100, 120}};
     for (const auto& [recovery, height] : heights) {
         EXPECT_DOUBLE_EQ(Texts::barHeight(recovery), height) << recovery;
