@@ -123,7 +123,7 @@ TEST_F(WindowTest, BeforeTheFirstReadingEveryFigureWaits) {
     EXPECT_EQ(shown.count(QStringLiteral("–")), 5); // three dials, age and stress mini cards
 }
 
-TEST_F(WindowTest, AGoodDayShowsItsFiguresAndOnlyTheLastFourteenDaysThenFollowsTheNextCheckUp) {
+TEST_F(WindowTest, AGoodDayShowsItsFiguresInTheWindowAndPanelThenFollowsTheNextCheckUp) {
     checkUp();
     MainWindow window{*store};
     window.show();
@@ -145,6 +145,21 @@ TEST_F(WindowTest, AGoodDayShowsItsFiguresAndOnlyTheLastFourteenDaysThenFollowsT
     EXPECT_TRUE(shown.contains(QStringLiteral("50%")));
     // A streak of 20 reached no milestone that day, so no banner.
     EXPECT_FALSE(window.findChild<MilestoneBanner*>()->isVisibleTo(&window));
+    // The tray's panel shows the three figures and opens the window.
+    MenuBarPanel panel{*store};
+    const auto inPanel = texts(panel);
+    for (const QString& text : {QString::number(store->recovery()) + "%", QStringLiteral("RECOVERY"),
+                                QStringLiteral("REST"), QString::fromStdString(store->tip())}) {
+        EXPECT_TRUE(inPanel.contains(text)) << text.toStdString();
+    }
+    int opened = 0;
+    QObject::connect(&panel, &MenuBarPanel::openRequested, [&] { ++opened; });
+    for (auto* button : panel.findChildren<QAbstractButton*>()) {
+        if (button->text() == "Open Vitrek") {
+            button->click();
+        }
+    }
+    EXPECT_EQ(opened, 1);
 
     // The open window follows the next check-up, rows and all: a day that needs care asks for checking.
     needCare(*reader);
@@ -272,24 +287,6 @@ TEST_F(WindowTest, TheJournalsProblemReachesTheScreensAndLeavesWhenTheJournalIsR
     EXPECT_TRUE(settingsShow(journal));
     window.setTab(Texts::Tab::today);
     EXPECT_TRUE(texts(window).contains(QStringLiteral("No night recorded yet")));
-}
-
-TEST_F(WindowTest, ThePanelShowsTheThreeFiguresAndItsButtons) {
-    checkUp();
-    MenuBarPanel panel{*store};
-    const auto shown = texts(panel);
-    for (const QString& text : {QString::number(store->recovery()) + "%", QStringLiteral("RECOVERY"),
-                                QStringLiteral("REST"), QString::fromStdString(store->tip())}) {
-        EXPECT_TRUE(shown.contains(text)) << text.toStdString();
-    }
-    int opened = 0;
-    QObject::connect(&panel, &MenuBarPanel::openRequested, [&] { ++opened; });
-    for (auto* button : panel.findChildren<QAbstractButton*>()) {
-        if (button->text() == "Open Vitrek") {
-            button->click();
-        }
-    }
-    EXPECT_EQ(opened, 1);
 }
 
 } // namespace
