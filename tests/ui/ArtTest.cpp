@@ -124,21 +124,19 @@ TEST(ArtPaceScale, MarkerSitsAtItsShareOfTheCanvas) {
     EXPECT_TRUE(scale.markerRect().isNull());
 
     const double w = scale.canvasRect().width();
-    struct Case {
-        double pace;
-        double left;
-    };
-    for (const Case& c : {Case{0, 0}, Case{1, (w - 4) / 2}, Case{2, w - 4}, Case{3, w - 4}, Case{-1, 0}}) {
-        scale.setPace(c.pace);
+    const std::pair<double, double> lefts[] = {{0, 0}, {1, (w - 4) / 2}, {2, w - 4}, {3, w - 4}, {-1, 0}};
+    for (const auto& [pace, left] : lefts) {
+        SCOPED_TRACE(pace);
+        scale.setPace(pace);
         const QRectF canvas = scale.canvasRect();
         const QRectF marker = scale.markerRect();
-        EXPECT_EQ(marker, QRectF(canvas.left() + c.left, canvas.top(), 4, canvas.height())) << c.pace;
+        EXPECT_EQ(marker, QRectF(canvas.left() + left, canvas.top(), 4, canvas.height()));
 
         // The marker is painted where it says: near its top edge, above every tick.
         const QImage image = grabbed(scale);
         const QColor pixel =
             image.pixelColor(static_cast<int>(marker.center().x()), static_cast<int>(marker.top()) + 1);
-        EXPECT_EQ(pixel.rgb(), Theme::color(Theme::Role::ink).rgb()) << c.pace;
+        EXPECT_EQ(pixel.rgb(), Theme::color(Theme::Role::ink).rgb());
     }
 }
 
@@ -185,7 +183,9 @@ TEST(ArtStressChart, ShowsThePlaceholderUntilThereAreTwoPoints) {
 }
 
 TEST(ArtTray, ShowsTheNumberInItsBandColourAtEverySize) {
+    const QList<QSize> sizes = TrayArt::icon(72).availableSizes();
     for (const int size : {16, 22, 24, 32, 48}) {
+        EXPECT_TRUE(sizes.contains(QSize(size, size))) << size;
         for (const qreal ratio : {1.0, 2.0}) {
             const QImage image = TrayArt::image(72, size, ratio);
             EXPECT_EQ(image.size(), QSize(size, size) * ratio) << size << "@" << ratio;
@@ -200,11 +200,6 @@ TEST(ArtTray, ShowsTheNumberInItsBandColourAtEverySize) {
         EXPECT_GT(pixelsNear(TrayArt::image(recovery, 32), band, 10), 20) << recovery;
     }
     EXPECT_EQ(pixelsNear(TrayArt::image(std::nullopt, 32), Theme::color(Theme::Role::good), 10), 0);
-
-    const QList<QSize> sizes = TrayArt::icon(72).availableSizes();
-    for (const int size : {16, 22, 24, 32, 48}) {
-        EXPECT_TRUE(sizes.contains(QSize(size, size))) << size;
-    }
 }
 
 // The built-in drawing stands in when no icon theme has Vitrek: a program folder that was never installed
