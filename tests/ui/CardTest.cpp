@@ -30,7 +30,7 @@ MacAge ageOf(double realYears, double adjustment) {
 }
 
 // The recovery dial is the window's own; the others and the pill have forms of the card's.
-TEST(CardTexts, DialsAndTheAgePillInTheCardsForms) {
+TEST(CardTexts, DialsAgePillAndHeaderInTheCardsForms) {
     using Role = Theme::Role;
     EXPECT_EQ(CardTexts::strainDial(std::nullopt, 5'000).sub, "Not measured yet");
     EXPECT_EQ(CardTexts::strainDial(8.44, 7'500),
@@ -42,11 +42,8 @@ TEST(CardTexts, DialsAndTheAgePillInTheCardsForms) {
     EXPECT_EQ(CardTexts::agePill(ageOf(2.8, -0.34)),
               (CardTexts::Pill{"4 months younger", Theme::color(Role::good, Theme::Appearance::dark)}));
     EXPECT_EQ(CardTexts::agePill(ageOf(2.8, 1.3)).color, Theme::color(Role::poor, Theme::Appearance::dark));
-}
-
-TEST(CardTexts, TheHeaderShoutsTheDayAndTheModel) {
+    // The header shouts the day of the card's zone, not of UTC, where it is still Monday, and the model.
     EXPECT_EQ(CardTexts::headerDate(test::at("2026-11-24T00:30:00+01:00"), test::berlin()), "TUESDAY 24 NOV");
-    // The day of the card's zone, not of UTC, where it is still Monday.
     EXPECT_EQ(CardTexts::headerDate(test::at("2026-11-23T23:30:00Z"), test::berlin()), "TUESDAY 24 NOV");
     EXPECT_EQ(CardTexts::modelName("ThinkPad X1 Carbon Gen 11 (2023)"), "THINKPAD X1 CARBON GEN 11 (2023)");
     EXPECT_EQ(CardTexts::modelName(""), "YOUR COMPUTER");
