@@ -1,5 +1,6 @@
-#include "Store.h"
 #include "harness/Harness.h"
+
+#include "Store.h"
 #include "harness/SelfTest.h"
 #include "harness/Snapshotter.h"
 #include "scores/Rounding.h"
@@ -25,7 +26,6 @@
 #include <QRegularExpression>
 #include <QTemporaryDir>
 #include <QTest>
-
 #include <filesystem>
 
 namespace vitrek {
@@ -66,7 +66,8 @@ TEST(HarnessChoice, TakesTheSnapshotThenTheSelfTestThenTheLiveSnapshot) {
 }
 
 TEST(SelfTestReport, EndsInAllPassOrTheNumberOfFailures) {
-    EXPECT_EQ(SelfTest::report({{true, "a"}, {true, "b"}}), (std::vector<std::string>{"PASS a", "PASS b", "ALL PASS"}));
+    EXPECT_EQ(SelfTest::report({{true, "a"}, {true, "b"}}),
+              (std::vector<std::string>{"PASS a", "PASS b", "ALL PASS"}));
     EXPECT_EQ(SelfTest::report({{false, "a"}, {true, "b"}, {false, "c"}}),
               (std::vector<std::string>{"FAIL a", "PASS b", "FAIL c", "2 FAILED"}));
 }
@@ -94,9 +95,11 @@ TEST_F(DemoStoreTest, TheSelfTestPassesOnTheDemoMachineAndKeepsEarlierSamples) {
     ASSERT_EQ(lines.size(), 12);
     EXPECT_EQ(lines.last(), "ALL PASS");
     // Figures read as the screens show them.
-    const QRegularExpression strainLine(QString::fromUtf8("^PASS strain is on the 0–21 scale \\(\\d+\\.\\d\\)$"));
+    const QRegularExpression strainLine(
+        QString::fromUtf8("^PASS strain is on the 0–21 scale \\(\\d+\\.\\d\\)$"));
     EXPECT_TRUE(strainLine.match(lines[2]).hasMatch()) << lines[2].toStdString();
-    EXPECT_TRUE(QRegularExpression("\\(\\d+\\.\\d years\\)$").match(lines[4]).hasMatch()) << lines[4].toStdString();
+    EXPECT_TRUE(QRegularExpression("\\(\\d+\\.\\d years\\)$").match(lines[4]).hasMatch())
+        << lines[4].toStdString();
     EXPECT_EQ(lines[9], QString::fromUtf8("PASS the card is 1080 × 1350 (1080 × 1350)"));
     EXPECT_EQ(QImage(QDir(out.path()).filePath("card.png")).size(), QSize(1080, 1350));
 
@@ -118,18 +121,23 @@ TEST_F(DemoStoreTest, TheLiveLineAndTheChecksSayWhatIsMissingUntilTheStoreIsFill
 
     DemoData::fill(*store);
     const std::string line = Snapshotter::liveLine(*store);
-    EXPECT_TRUE(line.starts_with("strain " + printfText("%.1f", *store->strain()) + " · samples 481 · recovery " +
-                                 std::to_string(store->recovery()) + " · age "))
+    EXPECT_TRUE(line.starts_with("strain " + printfText("%.1f", *store->strain()) +
+                                 " · samples 481 · recovery " + std::to_string(store->recovery()) +
+                                 " · age "))
         << line;
     EXPECT_TRUE(line.ends_with(" (real 2.80) · vitals 4/5 · night yes")) << line;
 }
 
-TEST_F(DemoStoreTest, DemoModeWritesNothingThroughTheWindowSettingsOrRefresh) {
+// The demo day's figures are what the self-test checks; here is what it does not: a settled night, a fair
+// day, the needs-care day the snapshots show, and nothing written through the window, Settings or refresh.
+TEST_F(DemoStoreTest, TheDemoIsAFairDayThenANeedsCareDayAndWritesNothing) {
     store->start();
     ASSERT_TRUE(store->reading().has_value());
     MainWindow window{*store};
     window.refreshAction()->trigger();
+    EXPECT_FALSE(store->loadingNight());
     EXPECT_EQ(store->reading()->model, "ThinkPad X1 Carbon Gen 11 (2023)");
+    EXPECT_GE(store->recovery(), 34);
     {
         SettingsWindow settings{*store, true};
         for (auto* box : settings.findChildren<QCheckBox*>()) {
@@ -139,18 +147,6 @@ TEST_F(DemoStoreTest, DemoModeWritesNothingThroughTheWindowSettingsOrRefresh) {
         }
     }
     QApplication::processEvents();
-    EXPECT_TRUE(filesUnder(data.path()).isEmpty()) << filesUnder(data.path()).join(", ").toStdString();
-    EXPECT_FALSE(Preferences::shared().hasBoughtAt());
-    EXPECT_FALSE(QFile::exists(Autostart::entryPath()));
-}
-
-// The demo day's figures are what the self-test checks; here is what it does not: a settled night, a fair day,
-// and the needs-care day the snapshots show.
-TEST_F(DemoStoreTest, TheDemoIsAFairDayThenANeedsCareDayAndRecordsNothing) {
-    store->start();
-    store->refresh();
-    EXPECT_FALSE(store->loadingNight());
-    EXPECT_GE(store->recovery(), 34);
 
     DemoData::fillNeedsCare(*store);
     EXPECT_EQ(store->reading()->freeBytes, 9'000'000'000);
@@ -158,13 +154,16 @@ TEST_F(DemoStoreTest, TheDemoIsAFairDayThenANeedsCareDayAndRecordsNothing) {
     EXPECT_FALSE(store->night().has_value());
     EXPECT_FALSE(store->strain().has_value());
     EXPECT_LT(store->recovery(), 67);
-    EXPECT_TRUE(filesUnder(data.path()).isEmpty());
+    EXPECT_TRUE(filesUnder(data.path()).isEmpty()) << filesUnder(data.path()).join(", ").toStdString();
+    EXPECT_FALSE(Preferences::shared().hasBoughtAt());
+    EXPECT_FALSE(QFile::exists(Autostart::entryPath()));
 }
 
 TEST_F(DemoStoreTest, TheFileMenuCarriesTheCardCommandsAfterRefresh) {
     MainWindow window{*store};
     const auto menus = window.menuBar()->findChildren<QMenu*>();
-    const auto file = std::find_if(menus.begin(), menus.end(), [](QMenu* menu) { return menu->title() == "&File"; });
+    const auto file =
+        std::find_if(menus.begin(), menus.end(), [](QMenu* menu) { return menu->title() == "&File"; });
     ASSERT_NE(file, menus.end());
     const auto actions = (*file)->actions();
     ASSERT_GE(actions.size(), 3);
@@ -195,10 +194,10 @@ protected:
 TEST_F(HarnessRunTest, DarkSnapshotsWriteExactlyTheirFilesAtTheirSizes) {
     const auto result = run({}, {{"VITREK_SNAPSHOT_DIR", outDir()}, {"VITREK_SNAPSHOT_ONLY", "dark"}});
     ASSERT_EQ(result.status, 0) << result.err;
-    EXPECT_EQ(filesUnder(outDir()), (QStringList{"01-main-dark.png", "02-main-min-dark.png", "03-menubar-dark.png",
-                                                 "04-settings-dark.png", "05-share-card.png",
-                                                 "06-main-needs-care-dark.png", "07-health-dark.png",
-                                                 "08-settings-no-tray-dark.png"}));
+    EXPECT_EQ(filesUnder(outDir()),
+              (QStringList{"01-main-dark.png", "02-main-min-dark.png", "03-menubar-dark.png",
+                           "04-settings-dark.png", "05-share-card.png", "06-main-needs-care-dark.png",
+                           "07-health-dark.png", "08-settings-no-tray-dark.png"}));
     // The panel's height follows its contents; the other sizes are fixed ones.
     EXPECT_GT(QImage(QDir(outDir()).filePath("03-menubar-dark.png")).height(), 200);
     // The needs-care day is another picture than the healthy one.
