@@ -27,37 +27,8 @@ namespace {
 
 QSettings store() { return QSettings{QStringLiteral("Vitrek"), QStringLiteral("Vitrek")}; }
 
-class ShellPreferencesTest : public testing::Test {
-protected:
-    void SetUp() override { store().clear(); }
-    void TearDown() override { store().clear(); }
-};
-
-TEST_F(ShellPreferencesTest, PurchaseDateIsStoredAsADateAndAnyStoredValueTurnsTheToggleOn) {
-    Preferences& preferences = Preferences::shared();
-    const QDate bought{2021, 11, 3};
-    preferences.setBoughtAt(bought);
-    EXPECT_EQ(preferences.boughtAt(), bought);
-    // The Store reads the same key and accepts only dates and date-times.
-    EXPECT_EQ(store().value("boughtAt").typeId(), QMetaType::QDate);
-    preferences.setBoughtAt(std::nullopt);
-    EXPECT_FALSE(preferences.hasBoughtAt());
-    EXPECT_FALSE(store().contains("boughtAt"));
-
-    const std::pair<QVariant, std::optional<QDate>> cases[] = {
-        {QDateTime{bought, QTime{23, 30}}, bought},
-        {QStringLiteral("2021-11-03"), bought},
-        {QStringLiteral("last spring"), std::nullopt},
-        {42, std::nullopt},
-    };
-    for (const auto& [stored, expected] : cases) {
-        store().setValue("boughtAt", stored);
-        EXPECT_TRUE(preferences.hasBoughtAt()) << stored.toString().toStdString();
-        EXPECT_EQ(preferences.boughtAt(), expected) << stored.toString().toStdString();
-    }
-}
-
-TEST_F(ShellPreferencesTest, FirstLaunchShowsTheTrayAndSettersSignalOnlyWhenTheValueChanges) {
+TEST(ShellPreferencesTest, FirstLaunchShowsTheTraySettersSignalOnChangesAndTheDateIsStoredAsADate) {
+    store().clear();
     Preferences& preferences = Preferences::shared();
     EXPECT_TRUE(preferences.showInMenuBar());
     EXPECT_FALSE(preferences.hasBoughtAt());
@@ -88,6 +59,28 @@ TEST_F(ShellPreferencesTest, FirstLaunchShowsTheTrayAndSettersSignalOnlyWhenTheV
     preferences.setBoughtAt(std::nullopt);
     EXPECT_EQ(bought, 2);
     EXPECT_FALSE(preferences.hasBoughtAt());
+
+    const QDate day{2021, 11, 3};
+    preferences.setBoughtAt(day);
+    EXPECT_EQ(preferences.boughtAt(), day);
+    // The Store reads the same key and accepts only dates and date-times.
+    EXPECT_EQ(store().value("boughtAt").typeId(), QMetaType::QDate);
+    preferences.setBoughtAt(std::nullopt);
+    EXPECT_FALSE(preferences.hasBoughtAt());
+    EXPECT_FALSE(store().contains("boughtAt"));
+
+    const std::pair<QVariant, std::optional<QDate>> cases[] = {
+        {QDateTime{day, QTime{23, 30}}, day},
+        {QStringLiteral("2021-11-03"), day},
+        {QStringLiteral("last spring"), std::nullopt},
+        {42, std::nullopt},
+    };
+    for (const auto& [stored, expected] : cases) {
+        store().setValue("boughtAt", stored);
+        EXPECT_TRUE(preferences.hasBoughtAt()) << stored.toString().toStdString();
+        EXPECT_EQ(preferences.boughtAt(), expected) << stored.toString().toStdString();
+    }
+    store().clear();
 }
 
 // Each test gets its own empty config folder, so the entry written is the only one there.
