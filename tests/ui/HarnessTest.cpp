@@ -86,28 +86,6 @@ protected:
     std::unique_ptr<Store> store;
 };
 
-TEST_F(DemoStoreTest, TheSelfTestPassesOnTheDemoMachineAndKeepsEarlierSamples) {
-    const int failures = SelfTest::run(out.path(), *store);
-    QFile report(QDir(out.path()).filePath("selftest.txt"));
-    ASSERT_TRUE(report.open(QIODevice::ReadOnly));
-    const QStringList lines = QString::fromUtf8(report.readAll()).split('\n', Qt::SkipEmptyParts);
-    EXPECT_EQ(failures, 0) << lines.join('\n').toStdString();
-    ASSERT_EQ(lines.size(), 12);
-    EXPECT_EQ(lines.last(), "ALL PASS");
-    // Figures read as the screens show them.
-    const QRegularExpression strainLine(
-        QString::fromUtf8("^PASS strain is on the 0–21 scale \\(\\d+\\.\\d\\)$"));
-    EXPECT_TRUE(strainLine.match(lines[2]).hasMatch()) << lines[2].toStdString();
-    EXPECT_TRUE(QRegularExpression("\\(\\d+\\.\\d years\\)$").match(lines[4]).hasMatch())
-        << lines[4].toStdString();
-    EXPECT_EQ(lines[9], QString::fromUtf8("PASS the card is 1080 × 1350 (1080 × 1350)"));
-    EXPECT_EQ(QImage(QDir(out.path()).filePath("card.png")).size(), QSize(1080, 1350));
-
-    // A second run in the same folder finds the first run's samples and still passes.
-    EXPECT_EQ(SelfTest::run(out.path(), *store), 0);
-    EXPECT_TRUE(filesUnder(data.path()).isEmpty());
-}
-
 // A bare store's live line and checks say what it lacks; the filled one's line sums it up.
 TEST_F(DemoStoreTest, TheLiveLineAndTheChecksSayWhatIsMissingUntilTheStoreIsFilled) {
     EXPECT_EQ(Snapshotter::liveLine(*store),
@@ -206,13 +184,27 @@ TEST_F(HarnessRunTest, DarkSnapshotsWriteExactlyTheirFilesAtTheirSizes) {
     EXPECT_TRUE(filesUnder(dataDir()).isEmpty()) << filesUnder(dataDir()).join(", ").toStdString();
 }
 
+// The self-test passes on the demo machine, twice in one folder: the second run finds the first one's
+// samples. Its report reads the figures as the screens show them.
 TEST_F(HarnessRunTest, TheCommandsRunTheSameHarnessAndDrawTheCard) {
-    const auto selftest = run({"selftest", outDir()}, {{"VITREK_SNAPSHOT_DIR", scratch.filePath("ignored")}});
-    ASSERT_EQ(selftest.status, 0) << selftest.out << selftest.err;
+    test::Finished selftest;
+    for (int pass = 0; pass < 2; ++pass) {
+        selftest = run({"selftest", outDir()}, {{"VITREK_SNAPSHOT_DIR", scratch.filePath("ignored")}});
+        ASSERT_EQ(selftest.status, 0) << selftest.out << selftest.err;
+    }
     QFile report(QDir(outDir()).filePath("selftest.txt"));
     ASSERT_TRUE(report.open(QIODevice::ReadOnly));
     EXPECT_EQ(selftest.out, report.readAll().toStdString());
-    EXPECT_TRUE(QString::fromStdString(selftest.out).endsWith("ALL PASS\n"));
+    const QStringList lines = QString::fromStdString(selftest.out).split('\n', Qt::SkipEmptyParts);
+    ASSERT_EQ(lines.size(), 12);
+    EXPECT_EQ(lines.last(), "ALL PASS");
+    const QRegularExpression strainLine(
+        QString::fromUtf8("^PASS strain is on the 0–21 scale \\(\\d+\\.\\d\\)$"));
+    EXPECT_TRUE(strainLine.match(lines[2]).hasMatch()) << lines[2].toStdString();
+    EXPECT_TRUE(QRegularExpression("\\(\\d+\\.\\d years\\)$").match(lines[4]).hasMatch())
+        << lines[4].toStdString();
+    EXPECT_EQ(lines[9], QString::fromUtf8("PASS the card is 1080 × 1350 (1080 × 1350)"));
+    EXPECT_EQ(QImage(QDir(outDir()).filePath("card.png")).size(), QSize(1080, 1350));
     EXPECT_FALSE(QDir(scratch.filePath("ignored")).exists());
 
     const QString card = scratch.filePath("card.png");
