@@ -118,12 +118,7 @@ TEST(ScreenTextsDialsTest, WithoutANightRestSaysWhyAndWhereTheNightsComeFrom) {
     const auto lastYear = at("2023-11-12T09:00:00+01:00");
     const std::string since = "Recorded by Vitrek since 12 Nov";
     const std::optional<Night> night = nightWith(1, 0, {}, true);
-    const struct {
-        Texts::NightStatus status;
-        std::optional<Night> night;
-        std::string sub;
-        std::string source;
-    } rows[] = {
+    const std::tuple<Texts::NightStatus, std::optional<Night>, std::string, std::string> rows[] = {
         {{true, true, none, {}, ""}, night, "Reading last night…", fromNow},
         // Recording, the next night will be there: no alarm even though the journal failed.
         {{false, true, none, {}, problem}, {}, fromNow, fromNow + ". " + problem},
@@ -138,9 +133,9 @@ TEST(ScreenTextsDialsTest, WithoutANightRestSaysWhyAndWhereTheNightsComeFrom) {
          "Nights from the system journal and recorded by Vitrek since 12 Nov"},
         {{false, false, journal, {}, ""}, {}, "No night recorded yet", "Nights read from the system journal"},
     };
-    for (const auto& row : rows) {
-        EXPECT_EQ(Texts::restLine(row.status, row.night), row.sub) << row.source;
-        EXPECT_EQ(Texts::nightSourceLine(row.status, now, berlin()), row.source) << row.sub;
+    for (const auto& [status, shown, sub, source] : rows) {
+        EXPECT_EQ(Texts::restLine(status, shown), sub) << source;
+        EXPECT_EQ(Texts::nightSourceLine(status, now, berlin()), source) << sub;
     }
 }
 
@@ -329,15 +324,9 @@ TEST(ScreenTextsHistoryTest, ShowsTheLastFourteenDaysTheirIntegerAverageAndEachB
 }
 
 TEST(ScreenTextsStressChartTest, SpanCoversSixHoursAndEveryPointInWholeLocalHours) {
-    // Times of 2024-03-05 in the row's zone.
-    const struct {
-        const char* zone;
-        const char* offset;
-        const char* now;
-        std::vector<const char*> points;
-        const char* start;
-        const char* end;
-    } rows[] = {
+    // Times of 2024-03-05 in the row's zone: zone, its offset, now, the points, the span's start and end.
+    using Times = std::vector<const char*>;
+    const std::tuple<const char*, const char*, const char*, Times, const char*, const char*> rows[] = {
         {"Europe/Berlin", "+01:00", "14:20", {}, "08:00", "15:00"},
         {"Europe/Berlin", "+01:00", "14:20", {"06:05", "15:05"}, "06:00", "16:00"},
         {"Europe/Berlin", "+01:00", "14:20", {"12:05"}, "08:00", "15:00"},
@@ -345,17 +334,17 @@ TEST(ScreenTextsStressChartTest, SpanCoversSixHoursAndEveryPointInWholeLocalHour
         // A half-hour offset: floored in local time, not in UTC.
         {"Asia/Kolkata", "+05:30", "14:20", {}, "08:00", "15:00"},
     };
-    for (const auto& row : rows) {
-        const auto time = [&](const char* hm) {
-            return at(std::string("2024-03-05T") + hm + ":00" + row.offset);
+    for (const auto& [zone, offset, now, times, start, end] : rows) {
+        const auto time = [offset = offset](const char* hm) {
+            return at(std::string("2024-03-05T") + hm + ":00" + offset);
         };
         std::vector<Stress::Point> points;
-        for (const char* hm : row.points) {
+        for (const char* hm : times) {
             points.push_back(Stress::Point{time(hm), 0.4});
         }
-        EXPECT_EQ(StressChartModel::span(points, time(row.now), test::zone(row.zone)),
-                  (StressChartModel::Span{time(row.start), time(row.end)}))
-            << row.zone << " " << row.now;
+        EXPECT_EQ(StressChartModel::span(points, time(now), test::zone(zone)),
+                  (StressChartModel::Span{time(start), time(end)}))
+            << zone << " " << now;
     }
 }
 
