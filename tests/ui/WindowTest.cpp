@@ -78,9 +78,7 @@ protected:
         night.id = "2024-03-05";
         night.start = test::at("2024-03-04T23:00:00+01:00");
         night.end = test::at("2024-03-05T07:00:00+01:00");
-        night.segments = {Segment{night.start, night.start + 2h, PowerState::asleep},
-                          Segment{night.start + 2h, night.start + 2h + 45s, PowerState::dark},
-                          Segment{night.start + 2h + 45s, night.end, PowerState::asleep}};
+        night.segments = {Segment{night.start, night.end, PowerState::asleep}};
         night.events = {NightEvent{night.start + 2h, NightEvent::Kind::darkWake, "Dark wake", "moon.haze", "",
                                    45, std::nullopt, std::nullopt, std::nullopt}};
         night.pluggedIn = true;
@@ -204,7 +202,7 @@ TEST_F(WindowTest, DismissingAMilestoneKeepsItHiddenUntilTheNextOne) {
     EXPECT_FALSE(banner->isVisibleTo(&window));
 }
 
-TEST_F(WindowTest, SwitchingThePurchaseDateOffFallsBackToTheSetUpDateAtOnce) {
+TEST_F(WindowTest, SettingsSwitchTheAgeToTheSetUpDateAtOnceAndSayWhenThereIsNoTray) {
     Preferences::shared().setBoughtAt(QDate(2023, 1, 10));
     store->apply(reader->read(clock), {}, std::nullopt, false);
     ASSERT_EQ(store->age()->source, MacAge::Source::bought);
@@ -218,9 +216,8 @@ TEST_F(WindowTest, SwitchingThePurchaseDateOffFallsBackToTheSetUpDateAtOnce) {
     (*toggle)->setChecked(false);
     EXPECT_FALSE(Preferences::shared().hasBoughtAt());
     EXPECT_EQ(store->age()->source, MacAge::Source::setUp);
-}
 
-TEST_F(WindowTest, OnlyADesktopWithoutATraySaysSoUnderTheTraySetting) {
+    // Only a desktop without a tray says so under the tray setting.
     for (const bool trayAvailable : {true, false}) {
         SettingsWindow settings{*store, false, trayAvailable};
         EXPECT_EQ(texts(settings).contains(QString::fromUtf8(Texts::kNoTray)), !trayAvailable)
