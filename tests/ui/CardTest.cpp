@@ -143,21 +143,18 @@ TEST(CardExportTest, NothingBeforeAReadingThenAStablePngSharedUnderTheDaysName) 
     EXPECT_EQ(clipboard->urls(), QList<QUrl>{QUrl::fromLocalFile(revealed)});
 }
 
-// Answers the save dialog that `CardExport::save` opens: with `file`, or cancels when it is empty.
-struct DialogAnswer {
-    QString proposed;
-    QStringList filters;
-};
-DialogAnswer saveAnswering(const Store& store, const QString& file) {
-    DialogAnswer answer;
+// Answers the save dialog that `CardExport::save` opens: with `file`, or cancels when it is empty. Returns
+// the file name the dialog proposed, then its filters.
+QStringList saveAnswering(const Store& store, const QString& file) {
+    QStringList proposed;
     QTimer::singleShot(0, [&] {
         auto* dialog = qobject_cast<QFileDialog*>(QApplication::activeModalWidget());
         if (dialog == nullptr) {
             ADD_FAILURE() << "no save dialog";
             return;
         }
-        answer.proposed = QFileInfo(dialog->selectedFiles().value(0)).fileName();
-        answer.filters = dialog->nameFilters();
+        proposed =
+            QStringList{QFileInfo(dialog->selectedFiles().value(0)).fileName()} + dialog->nameFilters();
         if (file.isEmpty()) {
             dialog->reject();
         } else {
@@ -166,7 +163,7 @@ DialogAnswer saveAnswering(const Store& store, const QString& file) {
         }
     });
     CardExport::save(store);
-    return answer;
+    return proposed;
 }
 
 TEST(CardExportTest, SaveProposesTheDaysNameAndWritesAPngWhereTheUserSays) {
@@ -174,9 +171,7 @@ TEST(CardExportTest, SaveProposesTheDaysNameAndWritesAPngWhereTheUserSays) {
     DemoData::fill(*store);
     QTemporaryDir folder;
     const QString chosen = QDir(folder.path()).filePath("my card");
-    const auto answer = saveAnswering(*store, chosen);
-    EXPECT_EQ(answer.proposed, "Vitrek 2026-11-24.png");
-    EXPECT_EQ(answer.filters, QStringList{"PNG image (*.png)"});
+    EXPECT_EQ(saveAnswering(*store, chosen), (QStringList{"Vitrek 2026-11-24.png", "PNG image (*.png)"}));
     EXPECT_EQ(QImage(chosen + ".png").size(), QSize(1080, 1350));
 
     // A cancel leaves nothing behind.
