@@ -68,7 +68,7 @@ Release publish(LoopbackServer& server, const fs::path& scratch) {
 }
 
 // The real window program installed as 0.1.0 in a folder of its own, reading its updates from `feed`.
-fs::path installProgram(const fs::path& run, const Release& release, const std::string& feed) {
+fs::path installProgram(const fs::path& run, const std::string& publicKey, const std::string& feed) {
     const fs::path program = run / "Vitrek";
     fs::create_directories(program / "bin");
     std::error_code linked;
@@ -81,7 +81,7 @@ fs::path installProgram(const fs::path& run, const Release& release, const std::
                               {"name", "Vitrek"},
                               {"version", "0.1.0"},
                               {"BrivelUpdateFeedURL", feed},
-                              {"BrivelUpdatePublicKey", release.keys.publicKey}};
+                              {"BrivelUpdatePublicKey", publicKey}};
     std::ofstream(program / "Info.json") << info.dump(4);
     return program;
 }
@@ -121,7 +121,7 @@ TEST(QuitTest, EveryWayOfQuittingEndsTheProgramAndInstallsTheStagedUpdate) {
             const auto drill = path + "," + fronts[std::size_t(run) % fronts.size()];
             SCOPED_TRACE(drill + " run " + std::to_string(run));
             const fs::path folder = scratch.path() / (path + "-" + std::to_string(run));
-            const auto program = installProgram(folder, release, server.url("/feed.json"));
+            const auto program = installProgram(folder, release.keys.publicKey, server.url("/feed.json"));
             const bool ourEntry = run % 2 == 1;
             writeLauncherEntry(folder, program, ourEntry);
 
@@ -170,9 +170,8 @@ TEST(QuitTest, AMissingArchiveIsToldInTheWindowOnly) {
     const std::string address =
         "http://127.0.0.1:" + std::to_string(std::stoi(said.substr(said.find("port ") + 5)));
 
-    LoopbackServer unused;
     const auto program =
-        installProgram(scratch.path(), publish(unused, scratch.path()), address + "/feed.json");
+        installProgram(scratch.path(), brivel::test::makeKeyPair().publicKey, address + "/feed.json");
     const nlohmann::json feed{
         {"version", "0.2.0"},
         {"url", "https://example.org/vitrek"},
