@@ -45,9 +45,8 @@ QStringList filesUnder(const QString& dir) {
 
 TEST(HarnessChoice, TakesTheSnapshotThenTheSelfTestThenTheLiveSnapshot) {
     QMap<QString, QString> variables;
-    const Harness::Lookup lookup = [&variables](const char* name) -> std::optional<QString> {
-        const auto found = variables.constFind(QLatin1String(name));
-        return found == variables.constEnd() ? std::nullopt : std::optional<QString>(*found);
+    const Harness::Lookup lookup = [&variables](const char* name) {
+        return variables.contains(name) ? std::optional(variables.value(name)) : std::nullopt;
     };
     EXPECT_EQ(Harness::choose(lookup), std::nullopt);
     variables["VITREK_DEMO_DIR"] = "/tmp/x";
