@@ -224,13 +224,11 @@ TEST(ShellQuitTest, ClosingTheLastWindowQuitsOnlyWhereThereIsNoTray) {
 TEST(ShellLocaleDatesTest, FormsFollowTheLocalesWordsOrderAndClock) {
     const Instant when = test::at("2024-03-04T23:30:45Z");
     const Calendar zone = test::berlin();
-    // The C locale's own short time form has seconds.
-    const auto posix = localeDateFormatter(QLocale::c());
-    EXPECT_EQ(posix->time(when, zone), "00:30");
-    EXPECT_EQ(posix->clockTime(when, zone), "00:30");
-    EXPECT_EQ(posix->hour(when, zone), "00");
     // time, hour, day, longDay, date, weekday, weekdayDay (the share card's), dayMonth (the record's start).
     const char* cases[][9] = {
+        // The C locale's own short time form has seconds.
+        {"C", "00:30", "00", "Tue, 5 Mar", "Tuesday, 5 March", "5 Mar 2024", "Tuesday", "Tuesday, 5 Mar",
+         "5 Mar"},
         {"en_US", "12:30 AM", "12 AM", "Tue, Mar 5", "Tuesday, March 5", "Mar 5, 2024", "Tuesday",
          "Tuesday, Mar 5", "Mar 5"},
         {"en_GB", "00:30", "00", "Tue, 5 Mar", "Tuesday, 5 March", "5 Mar 2024", "Tuesday", "Tuesday, 5 Mar",
