@@ -16,36 +16,44 @@ using test::at;
 
 constexpr const char* kReplacement = "\xEF\xBF\xBD";
 const Instant kNow = at("2024-09-01T12:00:00Z");
-constexpr const char* kStamp = R"("__REALTIME_TIMESTAMP":"1700000000123456")";
+const std::string kStamp = R"("__REALTIME_TIMESTAMP":"1700000000123456")";
 const Instant kStampDate = at("2023-11-14T22:13:20.123456Z");
 
 JournalRecords readUtc(const std::string& text, Instant now = kNow) {
     return JournalReader::readText(text, now, Calendar::utc());
 }
 
+std::vector<Instant> datesOf(const std::string& text, Instant now,
+                             const Calendar& calendar = Calendar::utc()) {
+    std::vector<Instant> dates;
+    for (const auto& record : JournalReader::readText(text, now, calendar).records) {
+        dates.push_back(record.date);
+    }
+    return dates;
+}
+
 TEST(JournalReaderTest, JsonFieldsAreDecodedInAnyOrder) {
     const std::pair<std::string, JournalRecord> cases[] = {
         {R"j({"MESSAGE":"PM: suspend entry (deep)","_BOOT_ID":"b1","__MONOTONIC_TIMESTAMP":"5000000",)j"
          R"("__CURSOR":"s=4db4;i=1","SYSLOG_IDENTIFIER":"kernel",)" +
-             std::string{kStamp} + "}",
+             kStamp + "}",
          {kStampDate, "b1", "kernel", "PM: suspend entry (deep)"}},
-        {"{" + std::string{kStamp} + R"(, "_COMM" : "systemd-sleep", "MESSAGE" : "a\"b\\c\/d\te\n\n")" +
+        {"{" + kStamp + R"(, "_COMM" : "systemd-sleep", "MESSAGE" : "a\"b\\c\/d\te\n\n")" +
              R"(, "PRIORITY": 6, "_X": [1, {"y": null}], "_Y": true})",
          {kStampDate, "", "systemd-sleep", "a\"b\\c/d\te"}},
-        {"{" + std::string{kStamp} +
-             R"(,"_TRANSPORT":"kernel","MESSAGE":"caf\u00e9 \ud83d\ude00 \ud800x \udc00")" + "}",
+        {"{" + kStamp + R"(,"_TRANSPORT":"kernel","MESSAGE":"caf\u00e9 \ud83d\ude00 \ud800x \udc00")" + "}",
          {kStampDate, "", "kernel",
           std::string{"caf\xC3\xA9 \xF0\x9F\x98\x80 "} + kReplacement + "x " + kReplacement}},
         // Bytes that are not UTF-8 come as numbers; a field given twice as an array of its values.
-        {"{" + std::string{kStamp} + R"(,"MESSAGE":[76,105,100,255,10],"SYSLOG_IDENTIFIER":["logind","x"],)" +
+        {"{" + kStamp + R"(,"MESSAGE":[76,105,100,255,10],"SYSLOG_IDENTIFIER":["logind","x"],)" +
              R"("_COMM":"ignored","_BOOT_ID":null})",
          {kStampDate, "", "logind", std::string{"Lid"} + kReplacement}},
-        {"{" + std::string{kStamp} + R"(,"MESSAGE":null,"_TRANSPORT":"journal","SYSLOG_IDENTIFIER":"",)" +
+        {"{" + kStamp + R"(,"MESSAGE":null,"_TRANSPORT":"journal","SYSLOG_IDENTIFIER":"",)" +
              R"("_BOOT_ID":["b2","b3"],"MESSAGE":"second copy of a key"})",
          {kStampDate, "b2", "", ""}},
         // The stamp may come as a bare number.
         {R"({"__REALTIME_TIMESTAMP":1700000000123456,"MESSAGE":"m"})", {kStampDate, "", "", "m"}},
-        {"{" + std::string{kStamp} + ",\"MESSAGE\":\"raw \xC3\x28 bytes\\u12\"}",
+        {"{" + kStamp + ",\"MESSAGE\":\"raw \xC3\x28 bytes\\u12\"}",
          {kStampDate, "", "", std::string{"raw "} + kReplacement + "( bytes" + kReplacement + "12"}},
     };
     for (const auto& [line, expected] : cases) {
@@ -56,7 +64,7 @@ TEST(JournalReaderTest, JsonFieldsAreDecodedInAnyOrder) {
 
 // A field of another type than journalctl writes damages the record: its message cannot be trusted.
 TEST(JournalReaderTest, JsonLinesWithoutAnObjectAStampOrTextFieldsAreCounted) {
-    const std::string good = "{" + std::string{kStamp} + R"(,"MESSAGE":"ok"})";
+    const std::string good = "{" + kStamp + R"(,"MESSAGE":"ok"})";
     const char* const bad[] = {
         "not json",
         R"({"MESSAGE":"no stamp"})",
@@ -131,41 +139,30 @@ TEST(JournalReaderTest, MarkersStartBootsAndNonEntriesAreIgnored) {
 }
 
 TEST(JournalReaderTest, ShortFormYearIsTheLatestThatKeepsTheLastLineBeforeNow) {
-    const auto dates = [](const std::string& text, Instant now) {
-        std::vector<Instant> dates;
-        for (const auto& record : readUtc(text, now).records) {
-            dates.push_back(record.date);
-        }
-        return dates;
-    };
     const std::string newYear = "Dec 31 23:59:00 h k: a\nJan 01 00:01:00 h k: b\n";
-    EXPECT_EQ(dates(newYear, at("2024-01-05T00:00:00Z")),
-              (std::vector{at("2023-12-31T23:59:00Z"), at("2024-01-01T00:01:00Z")}));
     // A day of slack for a machine in another zone; a later last line belongs to the year before.
-    EXPECT_EQ(dates(newYear, at("2023-12-31T00:02:00Z")),
-              (std::vector{at("2023-12-31T23:59:00Z"), at("2024-01-01T00:01:00Z")}));
-    EXPECT_EQ(dates(newYear, at("2023-12-30T23:59:00Z")),
+    for (const char* now : {"2024-01-05T00:00:00Z", "2023-12-31T00:02:00Z"}) {
+        EXPECT_EQ(datesOf(newYear, at(now)),
+                  (std::vector{at("2023-12-31T23:59:00Z"), at("2024-01-01T00:01:00Z")}));
+    }
+    EXPECT_EQ(datesOf(newYear, at("2023-12-30T23:59:00Z")),
               (std::vector{at("2022-12-31T23:59:00Z"), at("2023-01-01T00:01:00Z")}));
     // 29 February of a year that has none is counted; a last line on that day goes back to a leap year.
     const auto notLeap =
         readUtc("Feb 29 10:00:00 h k: a\nMar 01 10:00:00 h k: b\n", at("2023-06-01T00:00:00Z"));
     EXPECT_EQ(notLeap,
               (JournalRecords{{{at("2023-03-01T10:00:00Z"), "", "k", "b"}}, at("2023-03-01T10:00:00Z"), 1}));
-    EXPECT_EQ(dates("Nov 30 10:00:00 h k: a\nFeb 29 10:00:00 h k: b\n", at("2026-06-01T00:00:00Z")),
+    EXPECT_EQ(datesOf("Nov 30 10:00:00 h k: a\nFeb 29 10:00:00 h k: b\n", at("2026-06-01T00:00:00Z")),
               (std::vector{at("2023-11-30T10:00:00Z"), at("2024-02-29T10:00:00Z")}));
 }
 
 TEST(JournalReaderTest, ShortFormIsWallClockTimeInTheCalendar) {
-    const auto records = JournalReader::readText("Mar 31 01:59:59 h k: before the gap\n"
-                                                 "Mar 31 02:30:00 h k: in the skipped hour\n"
-                                                 "Oct 27 02:30:00 h k: summer time\n"
-                                                 "Oct 27 02:10:00 h k: the hour again, winter time\n"
-                                                 "Oct 27 03:00:00 h k: after\n",
-                                                 at("2024-12-01T00:00:00Z"), test::berlin());
-    std::vector<Instant> dates;
-    for (const auto& record : records.records) {
-        dates.push_back(record.date);
-    }
+    const auto dates = datesOf("Mar 31 01:59:59 h k: before the gap\n"
+                               "Mar 31 02:30:00 h k: in the skipped hour\n"
+                               "Oct 27 02:30:00 h k: summer time\n"
+                               "Oct 27 02:10:00 h k: the hour again, winter time\n"
+                               "Oct 27 03:00:00 h k: after\n",
+                               at("2024-12-01T00:00:00Z"), test::berlin());
     EXPECT_EQ(dates, (std::vector{at("2024-03-31T01:59:59+01:00"), at("2024-03-31T03:00:00+02:00"),
                                   at("2024-10-27T02:30:00+02:00"), at("2024-10-27T02:10:00+01:00"),
                                   at("2024-10-27T03:00:00+01:00")}));
@@ -204,7 +201,7 @@ TEST(JournalReaderTest, TextBytesThatAreNotUtf8AreReplaced) {
 }
 
 TEST(JournalReaderTest, ReadTellsTheFormsApartByTheFirstCharacter) {
-    const std::string json = "\n  {" + std::string{kStamp} + R"(,"MESSAGE":"m"})";
+    const std::string json = "\n  {" + kStamp + R"(,"MESSAGE":"m"})";
     EXPECT_EQ(JournalReader::read(json, kNow, Calendar::utc()), JournalReader::readJson(json));
     const std::string text = "\nNov 14 22:13:20 h k: m";
     EXPECT_EQ(JournalReader::read(text, kNow, Calendar::utc()).firstDate, at("2023-11-14T22:13:20Z"));
