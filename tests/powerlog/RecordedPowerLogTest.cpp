@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <string>
+#include <tuple>
 #include <vector>
 
 namespace vitrek {
@@ -103,16 +104,12 @@ TEST(RecordedPowerLogTest, TellsALidClosedNightWithItsDarkWakeCausesAndCulprit) 
     const auto nights = nightsOf(NightSource::merge(std::nullopt, recorded), now);
     ASSERT_EQ(nights.size(), 1u);
     const Night& night = nights[0];
-    EXPECT_EQ(night.id, "2024-03-05");
-    EXPECT_EQ(night.darkWakeCount(), 1);
-    EXPECT_TRUE(night.hasBattery);
-    EXPECT_EQ(night.startCharge(), 80);
-    EXPECT_EQ(night.endCharge(), 75);
+    EXPECT_EQ(
+        std::tuple(night.id, night.darkWakeCount(), night.hasBattery, night.startCharge(), night.endCharge()),
+        std::tuple("2024-03-05", 1, true, 80, 75));
     // Only the block lock on sleep kept it up; the delay lock and the idle one in delay mode do not count.
-    ASSERT_EQ(night.keptAwake.size(), 1u);
-    EXPECT_EQ(night.keptAwake[0].process, "backup-tool");
-    EXPECT_EQ(night.keptAwake[0].detail, "Backing up your files");
-    EXPECT_EQ(night.keptAwake[0].seconds, 20 * 60);
+    EXPECT_EQ(night.keptAwake, (std::vector<KeptAwake>{
+                                   {"backup-tool", "Backing up your files", "PreventSystemSleep", 20 * 60}}));
 
     std::vector<std::string> story;
     for (const auto& event : night.events) {
@@ -203,8 +200,9 @@ TEST(RecordedPowerLogTest, StoredLinesReadBackAndBadOnesAreRefused) {
     for (const auto& each : records) {
         EXPECT_EQ(fromJsonText<PowerRecord>(compactText(toJson(each))), each);
     }
-    for (const char* bad : {R"({"kind":"sleep"})", R"({"time":1,"kind":"nap"})", R"({"time":"1","kind":"wake"})",
-                            R"({"time":1,"kind":"inhibitors","held":[{"who":"x"}]})", R"([1,2])", "not json"}) {
+    for (const char* bad :
+         {R"({"kind":"sleep"})", R"({"time":1,"kind":"nap"})", R"({"time":"1","kind":"wake"})",
+          R"({"time":1,"kind":"inhibitors","held":[{"who":"x"}]})", R"([1,2])", "not json"}) {
         EXPECT_FALSE(fromJsonText<PowerRecord>(bad)) << bad;
     }
 }
