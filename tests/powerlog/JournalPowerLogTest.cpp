@@ -172,16 +172,12 @@ TEST(JournalPowerLogTest, CausesOfSleepAndWake) {
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
-        // "HH:MM:SS identifier: message" on 2026-11-20 in Berlin; "-- Boot … --" passes through as it is.
+        // "HH:MM:SS identifier: message" on 20 November in Berlin; "-- Boot … --" passes through as it is.
         std::string text;
         for (const auto& line : c.lines) {
-            if (line.starts_with("--")) {
-                text += line + "\n";
-                continue;
-            }
-            const auto colon = line.find(": ");
-            text += "2026-11-20T" + line.substr(0, 8) + "+0100 host " + line.substr(9, colon - 9) +
-                    "[1]: " + line.substr(colon + 2) + "\n";
+            text +=
+                (line.starts_with("--") ? line : "Nov 20 " + line.substr(0, 9) + "host " + line.substr(9)) +
+                "\n";
         }
         EXPECT_EQ(
             describe(JournalPowerLog::parse(text, test::at("2026-11-23T12:00:00+01:00"), test::berlin())),
