@@ -14,14 +14,11 @@ namespace {
 TEST(CommandLineTest, SaysWhenStandardOutputCannotBeWritten) {
     const test::ScratchDirectory scratch("vitrek-full");
     const QString log = QStringLiteral(VITREK_TEST_DATA "/pmset/one-night-maintenance-wake.log");
-    const struct {
-        QStringList arguments;
-        std::string command;
-    } rows[] = {
-        {{"report", "--log", log}, "report"},
-        {{"nights", "--log", log, "--now", "2024-03-05T12:00:00+01:00", "--json"}, "nights"},
-        {{"card", "--demo", "--out", "-"}, "card"},
-        {{"--version"}, "--version"},
+    const QStringList rows[] = {
+        {"report", "--log", log},
+        {"nights", "--log", log, "--now", "2024-03-05T12:00:00+01:00", "--json"},
+        {"card", "--demo", "--out", "-"},
+        {"--version"},
     };
     auto environment = QProcessEnvironment::systemEnvironment();
     const QString home = QString::fromStdString(scratch.path().string());
@@ -30,16 +27,17 @@ TEST(CommandLineTest, SaysWhenStandardOutputCannotBeWritten) {
     environment.insert("XDG_CACHE_HOME", home + "/cache");
     environment.insert("XDG_RUNTIME_DIR", home);
     environment.insert("QT_QPA_PLATFORM", "offscreen");
-    for (const auto& row : rows) {
+    for (const auto& arguments : rows) {
+        const std::string command = arguments[0].toStdString();
         QProcess process;
         process.setProcessEnvironment(environment);
         process.setStandardOutputFile("/dev/full");
-        process.start(QStringLiteral(VITREK_EXECUTABLE), row.arguments);
-        ASSERT_TRUE(process.waitForFinished(60'000)) << row.command;
-        EXPECT_EQ(process.exitStatus(), QProcess::NormalExit) << row.command;
-        EXPECT_EQ(process.exitCode(), 1) << row.command;
+        process.start(QStringLiteral(VITREK_EXECUTABLE), arguments);
+        ASSERT_TRUE(process.waitForFinished(60'000)) << command;
+        EXPECT_EQ(process.exitStatus(), QProcess::NormalExit) << command;
+        EXPECT_EQ(process.exitCode(), 1) << command;
         EXPECT_EQ(process.readAllStandardError().toStdString(),
-                  "vitrek: " + row.command + ": cannot write to standard output: No space left on device\n");
+                  "vitrek: " + command + ": cannot write to standard output: No space left on device\n");
     }
 }
 
