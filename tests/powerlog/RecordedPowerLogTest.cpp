@@ -88,7 +88,7 @@ std::vector<Night> nightsOf(const NightLog& log, Instant now) {
     return NightSource::build(log, NightWindow{}, now, test::berlin());
 }
 
-TEST(RecordedPowerLogTest, TellsALidClosedNightWithItsDarkWakeCausesAndCulprit) {
+TEST(RecordedPowerLogTest, TellsALidClosedNightWithItsCausesAndCulpritAloneOrMergedWithTheJournal) {
     const Instant now = berlin(5, 8, 0);
     const auto recorded = RecordedPowerLog::fromRecords(lidClosedNight(), now);
 
@@ -123,14 +123,44 @@ TEST(RecordedPowerLogTest, TellsALidClosedNightWithItsDarkWakeCausesAndCulprit) 
                          "darkWake: Scheduled timer",
                          "screenOn: You used your computer",
                      }));
+
+    // The journal saw the same night a moment later, and a night two days before Vitrek ran.
+    PowerLog journal;
+    journal.firstDate = berlin(2, 12, 0);
+    const auto event = [](Instant date, PowerEventKind kind, const char* cause) {
+        const bool entry = kind == PowerEventKind::sleep;
+        return PowerEvent{date, kind, entry ? "PM: suspend entry" : "PM: suspend exit", cause, {}, {}};
+    };
+    journal.events = {
+        {berlin(2, 12, 0), PowerEventKind::boot, "Linux version", "", std::nullopt, std::nullopt},
+        event(berlin(2, 23, 30), PowerEventKind::sleep, "Idle Sleep"),
+        event(berlin(3, 7, 10), PowerEventKind::wake, "Lid Open"),
+        event(berlin(4, 23, 45, 1), PowerEventKind::sleep, "Clamshell Sleep"),
+        event(berlin(5, 2, 0, 1), PowerEventKind::darkWake, "RTC Alarm"),
+        event(berlin(5, 2, 0, 41), PowerEventKind::sleep, "Clamshell Sleep"),
+        event(berlin(5, 6, 30, 1), PowerEventKind::wake, "Lid Open"),
+    };
+    const auto merged = NightSource::merge(journal, recorded);
+    EXPECT_EQ(merged.source, NightSourceKind::both);
+    EXPECT_EQ(NightSource::recordedSince(merged), berlin(4, 21, 0));
+    // One sleep from the journal's own night, two from Vitrek's.
+    EXPECT_EQ(std::ranges::count(merged.log.events, PowerEventKind::sleep, &PowerEvent::kind), 3);
+    const auto told = nightsOf(merged, now);
+    ASSERT_EQ(told.size(), 3u); // 3 March (journal), 4 March (journal: awake all night), 5 March (both)
+    EXPECT_EQ(told[0].id, "2024-03-03");
+    EXPECT_EQ(told[2].darkWakeCount(), 1);
+    ASSERT_EQ(told[2].keptAwake.size(), 1u);
+
+    // Without Vitrek's record the journal alone tells every night.
+    EXPECT_EQ(nightsOf(NightSource::merge(journal, std::nullopt), now).size(), 3u);
+    EXPECT_EQ(NightSource::merge(std::nullopt, std::nullopt).source, NightSourceKind::none);
 }
 
 TEST(RecordedPowerLogTest, NoNightIsMadeUpForTimeNobodyRecorded) {
     // Vitrek quit at 01:00; the record's last state (asleep) says nothing about the rest of the night.
     auto records = lidClosedNight();
     std::erase_if(records, [](const PowerRecord& r) { return r.date > berlin(5, 1, 0); });
-    auto restart = powerRecord(berlin(5, 9, 0), PowerRecordKind::start);
-    records.push_back(restart);
+    records.push_back(powerRecord(berlin(5, 9, 0), PowerRecordKind::start));
     const Instant now = berlin(5, 9, 5);
     const auto recorded = RecordedPowerLog::fromRecords(records, now);
     ASSERT_EQ(recorded.coverage.size(), 2u);
@@ -156,43 +186,6 @@ TEST(RecordedPowerLogTest, WithoutAScreenSaverAFullWakeLightsTheScreenAndTwoReco
     EXPECT_EQ(recorded.log.events[1].cause, "Power Button");
     EXPECT_EQ(recorded.log.events[1].kind, PowerEventKind::wake);
     EXPECT_EQ(recorded.log.display.back(), (DisplayChange{berlin(5, 6, 50), true}));
-}
-
-TEST(RecordedPowerLogTest, MergedWithTheJournalEachMomentHasOneTeller) {
-    const Instant now = berlin(5, 8, 0);
-    auto recorded = RecordedPowerLog::fromRecords(lidClosedNight(), now);
-    // The journal saw the same night a moment later, and a night two days before Vitrek ran.
-    PowerLog journal;
-    journal.firstDate = berlin(2, 12, 0);
-    const auto event = [](Instant date, PowerEventKind kind, const char* cause) {
-        const bool entry = kind == PowerEventKind::sleep;
-        return PowerEvent{date, kind, entry ? "PM: suspend entry" : "PM: suspend exit", cause, {}, {}};
-    };
-    journal.events = {
-        {berlin(2, 12, 0), PowerEventKind::boot, "Linux version", "", std::nullopt, std::nullopt},
-        event(berlin(2, 23, 30), PowerEventKind::sleep, "Idle Sleep"),
-        event(berlin(3, 7, 10), PowerEventKind::wake, "Lid Open"),
-        event(berlin(4, 23, 45, 1), PowerEventKind::sleep, "Clamshell Sleep"),
-        event(berlin(5, 2, 0, 1), PowerEventKind::darkWake, "RTC Alarm"),
-        event(berlin(5, 2, 0, 41), PowerEventKind::sleep, "Clamshell Sleep"),
-        event(berlin(5, 6, 30, 1), PowerEventKind::wake, "Lid Open"),
-    };
-    const auto merged = NightSource::merge(journal, recorded);
-    EXPECT_EQ(merged.source, NightSourceKind::both);
-    EXPECT_EQ(NightSource::recordedSince(merged), berlin(4, 21, 0));
-    const auto sleeps = std::count_if(merged.log.events.begin(), merged.log.events.end(),
-                                      [](const PowerEvent& e) { return e.kind == PowerEventKind::sleep; });
-    EXPECT_EQ(sleeps, 3); // one from the journal's own night, two from Vitrek's
-    const auto nights = nightsOf(merged, now);
-    ASSERT_EQ(nights.size(), 3u); // 3 March (journal), 4 March (journal: awake all night), 5 March (both)
-    EXPECT_EQ(nights[0].id, "2024-03-03");
-    EXPECT_EQ(nights[2].darkWakeCount(), 1);
-    ASSERT_EQ(nights[2].keptAwake.size(), 1u);
-
-    // Without Vitrek's record the journal alone tells every night; without a journal only Vitrek's.
-    EXPECT_EQ(nightsOf(NightSource::merge(journal, std::nullopt), now).size(), 3u);
-    EXPECT_EQ(nightsOf(NightSource::merge(std::nullopt, recorded), now).size(), 1u);
-    EXPECT_EQ(NightSource::merge(std::nullopt, std::nullopt).source, NightSourceKind::none);
 }
 
 TEST(RecordedPowerLogTest, StoredLinesReadBackAndBadOnesAreRefused) {
