@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <iterator>
 #include <string>
 #include <tuple>
@@ -26,9 +27,8 @@ JournalRecords readUtc(const std::string& text, Instant now = kNow) {
 std::vector<Instant> datesOf(const std::string& text, Instant now,
                              const Calendar& calendar = Calendar::utc()) {
     std::vector<Instant> dates;
-    for (const auto& record : JournalReader::readText(text, now, calendar).records) {
-        dates.push_back(record.date);
-    }
+    std::ranges::transform(JournalReader::readText(text, now, calendar).records, std::back_inserter(dates),
+                           &JournalRecord::date);
     return dates;
 }
 
@@ -130,9 +130,8 @@ TEST(JournalReaderTest, MarkersStartBootsAndNonEntriesAreIgnored) {
                                  "-- Reboot --\n"
                                  "Aug 01 20:53:01 host d: four\n");
     std::vector<std::pair<std::string, std::string>> boots;
-    for (const auto& record : records.records) {
-        boots.emplace_back(record.identifier, record.boot);
-    }
+    std::ranges::transform(records.records, std::back_inserter(boots),
+                           [](auto& r) { return std::pair(r.identifier, r.boot); });
     EXPECT_EQ(boots, (std::vector<std::pair<std::string, std::string>>{
                          {"a", ""}, {"b", "reboot-1"}, {"c", "0a1b2c3d4e5f"}, {"d", "reboot-3"}}));
     EXPECT_EQ(records.skippedLines, 0);

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <iterator>
 #include <optional>
 #include <string>
 #include <tuple>
@@ -189,9 +190,8 @@ TEST(PowerLogParserTest, RecordedLogWithoutTabsCountsEveryRecordLineAsSkipped) {
 TEST(PowerLogParserTest, OutOfOrderLinesComeBackSortedAndStable) {
     const auto log = Parser::parse(test::readTestData("pmset/out-of-order-crlf.log"));
     std::vector<std::pair<PowerEventKind, Instant>> events;
-    for (const auto& event : log.events) {
-        events.emplace_back(event.kind, event.date);
-    }
+    std::ranges::transform(log.events, std::back_inserter(events),
+                           [](auto& e) { return std::pair(e.kind, e.date); });
     using enum PowerEventKind;
     EXPECT_EQ(events, (std::vector<std::pair<PowerEventKind, Instant>>{
                           {sleep, at("2024-01-15T23:00:00+01:00")},
@@ -218,9 +218,8 @@ TEST(PowerLogParserTest, OutOfOrderLinesComeBackSortedAndStable) {
                 std::to_string(i) + "\n";
     }
     std::vector<int> order;
-    for (const auto& event : Parser::parse(text).events) {
-        order.push_back(std::stoi(event.raw));
-    }
+    std::ranges::transform(Parser::parse(text).events, std::back_inserter(order),
+                           [](auto& e) { return std::stoi(e.raw); });
     ASSERT_EQ(order.size(), 64u);
     EXPECT_TRUE(order[0] == 0 && std::is_sorted(order.begin(), order.begin() + 32) &&
                 std::is_sorted(order.begin() + 32, order.end()));
@@ -245,9 +244,7 @@ TEST(PowerLogParserTest, MalformedLinesAreCountedOnlyWhenTheyLookLikeStateRecord
     // Ignored: the 27-byte line, and bad dates under Notification, Assertions and other types.
     EXPECT_EQ(log.skippedLines, 5);
     std::vector<std::string> raws;
-    for (const auto& event : log.events) {
-        raws.push_back(event.raw);
-    }
+    std::ranges::transform(log.events, std::back_inserter(raws), &PowerEvent::raw);
     EXPECT_EQ(raws, (std::vector<std::string>{"DarkWake from Normal Sleep [CDN] : due to RTC/Maintenance", "",
                                               "Wake from Normal Sleep [CDNVA] : due to PWRB/User"}));
     EXPECT_TRUE(log.requests.empty() && log.releases.empty() && log.display.empty());
