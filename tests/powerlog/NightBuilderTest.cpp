@@ -202,10 +202,9 @@ TEST(NightBuilderTest, NightsAreBuiltOnlyOnceLongEnoughAndWhileTheMachineWasOn) 
         const auto nights = nightsOf("evening-in-use.log", now, berlin);
         ASSERT_EQ(nights.size(), built ? 1u : 0u);
         if (built) {
-            EXPECT_EQ(nights[0].id, "2024-03-05");
-            EXPECT_TRUE(nights[0].inProgress);
-            EXPECT_EQ(nights[0].end, test::at(now));
-            EXPECT_EQ(nights[0].events.at(0).label, "You were still using your computer");
+            EXPECT_EQ(
+                std::tuple(nights[0].id, nights[0].inProgress, nights[0].end, nights[0].events.at(0).label),
+                std::tuple("2024-03-05", true, test::at(now), "You were still using your computer"));
         }
     }
 }
