@@ -101,15 +101,9 @@ TEST(ManualTest, TheHelpManualAndCompletionNameWhatEachCommandAccepts) {
 }
 
 TEST(CommandLineTest, VersionPrintsTheNameAndVersionAlone) {
-    const Output version = vitrek({"--version"});
-    EXPECT_EQ(version.status, 0);
-    EXPECT_EQ(version.out, std::string("vitrek ") + VITREK_VERSION + "\n");
-    EXPECT_EQ(version.err, "");
-
-    const Output extra = vitrek({"--version", "--json"});
-    EXPECT_EQ(extra.status, kUsageError);
-    EXPECT_EQ(extra.out, "");
-    EXPECT_EQ(extra.err, "vitrek: --version takes no options\n");
+    EXPECT_EQ(vitrek({"--version"}), (Output{0, "vitrek " VITREK_VERSION "\n", ""}));
+    EXPECT_EQ(vitrek({"--version", "--json"}),
+              (Output{kUsageError, "", "vitrek: --version takes no options\n"}));
 }
 
 } // namespace

@@ -59,25 +59,22 @@ TEST(NightsCommandTest, RefusesWhatItCannotUseWithOneLineAndStatusTwo) {
          "vitrek: nights: --log and --journal name two different logs; give one\n"},
     };
     for (const auto& row : rows) {
-        const auto result = nightsCommand(row.arguments);
-        EXPECT_EQ(result.status, 2);
-        EXPECT_EQ(result.err, row.message);
-        EXPECT_EQ(result.out, "");
+        EXPECT_EQ(nightsCommand(row.arguments), (Output{2, "", row.message}));
     }
 }
 
 TEST(NightsCommandTest, StopsReadingEndlessStandardInput) {
     EndlessLines endless;
     std::istream endlessInput(&endless);
-    const auto endlessResult = runCommand({"nights", "--log", "-"}, endlessInput);
-    EXPECT_EQ(endlessResult.status, 2);
-    EXPECT_EQ(endlessResult.err, "vitrek: nights: standard input is over 256 MiB, the most a log may hold\n");
+    EXPECT_EQ(runCommand({"nights", "--log", "-"}, endlessInput),
+              (Output{2, "", "vitrek: nights: standard input is over 256 MiB, the most a log may hold\n"}));
 
     const auto longLine = nightsCommand({"--journal", "-"}, "{}\n" + std::string(kMaxLogLine, 'x') + "\n" +
                                                                 std::string(kMaxLogLine + 1, 'x'));
-    EXPECT_EQ(longLine.status, 2);
-    EXPECT_EQ(longLine.err,
-              "vitrek: nights: line 3 of standard input is over 1 MiB, the most a log's line may hold\n");
+    EXPECT_EQ(
+        longLine,
+        (Output{2, "",
+                "vitrek: nights: line 3 of standard input is over 1 MiB, the most a log's line may hold\n"}));
 }
 
 TEST(NightsCommandTest, PrintsEachNightAsJson) {
@@ -139,10 +136,9 @@ TEST(NightsCommandTest, ReadsAJournalAndCountsTheRecordsItCannotUse) {
 TEST(NightsCommandTest, AnUnreadableJournalIsAHintNotAnError) {
     NightLog system;
     system.problem = "The system journal is not readable by mira: join it.";
-    const auto result = nightsCommand({}, "", system);
-    EXPECT_EQ(result.status, 0);
-    EXPECT_EQ(result.err, "vitrek: The system journal is not readable by mira: join it.\n");
-    EXPECT_EQ(result.out, "No nights: the power log says nothing about any night from 23:00 to 07:00.\n");
+    EXPECT_EQ(nightsCommand({}, "", system),
+              (Output{0, "No nights: the power log says nothing about any night from 23:00 to 07:00.\n",
+                      "vitrek: The system journal is not readable by mira: join it.\n"}));
 }
 
 } // namespace

@@ -86,10 +86,9 @@ TEST_F(ReportCommandTest, RefusesReadingsThatCannotBeReadOrHoldFiguresNoMachineR
         auto reading = nlohmann::json::parse(kReading);
         reading[nlohmann::json::json_pointer(row.pointer)] = row.value;
         std::ofstream(file) << reading.dump();
-        const auto result = run({"--reading", file.string()});
-        EXPECT_EQ(result.status, 2) << row.error;
-        EXPECT_EQ(result.err, "vitrek: report: " + file.string() + " is not a reading: " + row.error + "\n");
-        EXPECT_EQ(result.out, "");
+        EXPECT_EQ(
+            run({"--reading", file.string()}),
+            (Output{2, "", "vitrek: report: " + file.string() + " is not a reading: " + row.error + "\n"}));
     }
 
     // A new battery's firmware may report a little more than its design: read as full health.
@@ -100,13 +99,11 @@ TEST_F(ReportCommandTest, RefusesReadingsThatCannotBeReadOrHoldFiguresNoMachineR
     ASSERT_EQ(generousResult.status, 0) << generousResult.err;
     EXPECT_EQ(nlohmann::json::parse(generousResult.out)["reading"]["battery"]["health"], 1.0);
 
-    const auto huge = run({"--reading", "/dev/zero"});
-    EXPECT_EQ(huge.status, 2);
-    EXPECT_EQ(huge.err, "vitrek: report: /dev/zero is over 1 MiB, the most a reading may hold\n");
-    const auto missing = run({"--reading", (folder / "missing.json").string()});
-    EXPECT_EQ(missing.status, 2);
-    EXPECT_EQ(missing.err,
-              "vitrek: cannot read " + (folder / "missing.json").string() + ": No such file or directory\n");
+    EXPECT_EQ(run({"--reading", "/dev/zero"}),
+              (Output{2, "", "vitrek: report: /dev/zero is over 1 MiB, the most a reading may hold\n"}));
+    const auto missing = (folder / "missing.json").string();
+    EXPECT_EQ(run({"--reading", missing}),
+              (Output{2, "", "vitrek: cannot read " + missing + ": No such file or directory\n"}));
 }
 
 // The samples of an exposition text by "name{labels}", each checked to follow its family's HELP and TYPE.

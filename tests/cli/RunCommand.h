@@ -3,6 +3,8 @@
 #include "cli/CommandLine.h"
 #include "support/TestSupport.h"
 
+#include <gtest/gtest.h>
+
 #include <sstream>
 #include <string>
 #include <vector>
@@ -13,6 +15,11 @@ struct Output {
     int status = 0;
     std::string out;
     std::string err;
+    bool operator==(const Output&) const = default;
+    friend void PrintTo(const Output& output, std::ostream* os) {
+        *os << "status " << output.status << ", out " << testing::PrintToString(output.out) << ", err "
+            << testing::PrintToString(output.err);
+    }
 };
 
 // The command line run at noon on 6 March 2024 in Berlin, reading `in`; the system's nights are `system`.
