@@ -98,8 +98,7 @@ TEST(RecordedPowerLogTest, TellsALidClosedNightWithItsCausesAndCulpritAloneOrMer
     }
     EXPECT_EQ(events, (std::vector<std::string>{"boot ", "sleep Clamshell Sleep", "darkWake RTC Alarm",
                                                 "sleep Clamshell Sleep", "wake Lid Open"}));
-    ASSERT_EQ(recorded.coverage.size(), 1u);
-    EXPECT_EQ(recorded.coverage[0], (RecordedSpan{berlin(4, 21, 0), now}));
+    EXPECT_EQ(recorded.coverage, (std::vector<RecordedSpan>{{berlin(4, 21, 0), now}}));
 
     const auto nights = nightsOf(NightSource::merge(std::nullopt, recorded), now);
     ASSERT_EQ(nights.size(), 1u);
