@@ -59,27 +59,22 @@ TEST(NightWindowTest, HoursAndBoundsFollowTheWallClock) {
 }
 
 TEST(NightBuilderTest, NightsAcrossADaylightSavingChangeKeepTheirWallClockHours) {
-    // clang-format off
-    const std::vector<std::tuple<std::string, Calendar, const char*, std::string, double, Kind>> cases{
-        {"dst-berlin-2024.log", test::berlin(), "2024-10-28T12:00:00+01:00", "2024-03-31", 7, Kind::fellAsleep},
-        {"dst-berlin-2024.log", test::berlin(), "2024-10-28T12:00:00+01:00", "2024-04-01", 8, Kind::awakeAtStart},
-        {"dst-berlin-2024.log", test::berlin(), "2024-10-28T12:00:00+01:00", "2024-10-27", 9, Kind::fellAsleep},
-        {"dst-new-york-2024.log", test::newYork(), "2024-11-04T12:00:00-05:00", "2024-03-10", 7, Kind::awakeAtStart},
-        {"dst-new-york-2024.log", test::newYork(), "2024-11-04T12:00:00-05:00", "2024-11-03", 9, Kind::awakeAtStart},
+    const auto berlin = nightsOf("dst-berlin-2024.log", "2024-10-28T12:00:00+01:00", test::berlin());
+    const auto newYork = nightsOf("dst-new-york-2024.log", "2024-11-04T12:00:00-05:00", test::newYork());
+    const std::tuple<const std::vector<Night>*, Calendar, std::string, double, Kind> cases[] = {
+        {&berlin, test::berlin(), "2024-03-31", 7, Kind::fellAsleep},
+        {&berlin, test::berlin(), "2024-04-01", 8, Kind::awakeAtStart},
+        {&berlin, test::berlin(), "2024-10-27", 9, Kind::fellAsleep},
+        {&newYork, test::newYork(), "2024-03-10", 7, Kind::awakeAtStart},
+        {&newYork, test::newYork(), "2024-11-03", 9, Kind::awakeAtStart},
     };
-    // clang-format on
-    for (const auto& [file, calendar, now, wantedID, hours, firstKind] : cases) {
-        const std::string& id = wantedID; // clang 14 lambdas cannot capture structured bindings
+    for (const auto& [nights, calendar, id, hours, firstKind] : cases) {
         SCOPED_TRACE(id);
-        const auto nights = nightsOf(file, now, calendar);
-        const auto night =
-            std::find_if(nights.begin(), nights.end(), [&](const Night& n) { return n.id == id; });
-        ASSERT_NE(night, nights.end());
-        EXPECT_EQ(night->duration(), hours * 3600);
-        EXPECT_EQ(calendar.local(night->start)->hour, 23);
-        EXPECT_EQ(calendar.local(night->end)->hour, 7);
-        ASSERT_FALSE(night->events.empty());
-        EXPECT_EQ(night->events.front().kind, firstKind);
+        const auto night = std::ranges::find(*nights, id, &Night::id);
+        ASSERT_NE(night, nights->end());
+        EXPECT_EQ(std::tuple(night->duration(), calendar.local(night->start)->hour,
+                             calendar.local(night->end)->hour, night->events.at(0).kind),
+                  std::tuple(hours * 3600, 23, 7, firstKind));
         expectWellFormed(*night);
     }
 }
@@ -177,9 +172,7 @@ TEST(NightBuilderTest, SchedulerNamesTheWakeRequestThatExplainsAWake) {
     // clang-format on
     for (const auto& [date, cause, expected] : cases) {
         SCOPED_TRACE(std::string(date) + " " + cause);
-        PowerEvent event;
-        event.date = test::at(date);
-        event.cause = cause;
+        const PowerEvent event{test::at(date), PowerEventKind::wake, "", cause, {}, {}};
         EXPECT_EQ(NightBuilder::scheduler(event, log.requests), expected);
     }
 }
