@@ -103,8 +103,7 @@ TEST(NightBuilderTest, AwakeSpellsAreToldByTheirLengthAndASleepAfterALongOneIsTo
     const auto nights = nightsOf("awake-spells.log", "2024-03-05T12:00:00+01:00", test::berlin());
     ASSERT_EQ(nights.size(), 1u);
     const Night& night = nights[0];
-    // Every event the night tells, in order. The 90-second spell at 00:00 is not told, nor is the sleep after
-    // it.
+    // Every event, in order: the 90-second spell at 00:00 is not told, nor is the sleep after it.
     const std::vector<std::tuple<Instant, Kind, std::string, std::optional<std::string>>> timeline{
         // clang-format off
         {test::at("2024-03-04T23:00:00+01:00"), Kind::fellAsleep, "Already asleep", std::nullopt},
