@@ -2,6 +2,9 @@
 
 #include "Updater/Archive.h"
 #include "Updater/Platform.h"
+#include "Updater/UpdateSettingsSection.h"
+#include "Updater/UpdateView.h"
+#include "Window/WindowHost.h"
 #include "support/KitFixtures.h"
 #include "support/KitTesting.h"
 #include "support/LoopbackServer.h"
@@ -11,6 +14,10 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <QCheckBox>
+#include <QLabel>
+#include <QProgressBar>
+#include <QPushButton>
 #include <QSettings>
 #include <algorithm>
 #include <cstdint>
@@ -18,9 +25,11 @@
 #include <fstream>
 #include <functional>
 #include <map>
-#include <memory>
 #include <optional>
 #include <string>
+#include <system_error>
+#include <tuple>
+#include <utility>
 #include <vector>
 
 namespace brivel::test {
@@ -59,7 +68,8 @@ struct Session {
 void clearUpdaterSettings() {
     QSettings settings;
     for (const auto& key : settings.allKeys()) {
-        if (key.startsWith("BrivelAnnounced-") || key == "BrivelAutoUpdate" || key == "BrivelFailedDownload") {
+        if (key.startsWith("BrivelAnnounced-") || key == "BrivelAutoUpdate" ||
+            key == "BrivelFailedDownload") {
             settings.remove(key);
         }
     }
@@ -236,7 +246,8 @@ TEST_F(UpdaterTest, ChecksWaitWhileADownloadIsUnderWay) {
 // shows how it ends even when it fails.
 TEST_F(UpdaterTest, ACheckTheUserAsksForDuringAnotherJoinsIt) {
     m_server.serve(kFeedPath, LoopbackServer::status(404));
-    const std::string checkFailed = "Couldn’t check for updates. Check your internet connection and try again.";
+    const std::string checkFailed =
+        "Couldn’t check for updates. Check your internet connection and try again.";
     Session session(install());
 
     session.updater.check(false);
@@ -302,12 +313,9 @@ TEST_F(UpdaterTest, OnlyOffersTheDownloadPageWhenItMayNotDownloadByItself) {
     publish(feed, archive);
     // A folder inside an AppImage's mount: replacing it would change nothing, whoever runs the program.
     vitrek::test::ScratchDirectory mounted(".mount_brivel");
+    vitrek::test::ScratchDirectory readOnly("brivel-read-only");
 
-    struct Case {
-        std::string name;
-        std::function<Bundle()> prepare;
-    };
-    const Case cases[] = {
+    std::vector<std::pair<std::string, std::function<Bundle()>>> cases = {
         {"automatic downloads turned off",
          [&] {
              const auto bundle = install();
@@ -317,6 +325,14 @@ TEST_F(UpdaterTest, OnlyOffersTheDownloadPageWhenItMayNotDownloadByItself) {
         {"no public key", [&] { return install("1.0", false); }},
         {"inside an AppImage", [&] { return install("1.0", true, mounted.path()); }},
     };
+    // Root writes to read-only folders anyway, so for root there is nothing to refuse.
+    if (::geteuid() != 0) {
+        cases.emplace_back("a folder the user cannot write", [&] {
+            const auto bundle = install("1.0", true, readOnly.path());
+            fs::permissions(bundle.path, fs::perms(0555), fs::perm_options::replace);
+            return bundle;
+        });
+    }
     for (const auto& [name, prepare] : cases) {
         SCOPED_TRACE(name);
         clearUpdaterSettings();
@@ -325,32 +341,13 @@ TEST_F(UpdaterTest, OnlyOffersTheDownloadPageWhenItMayNotDownloadByItself) {
         EXPECT_EQ(session.windows, 1);
         EXPECT_EQ(requestsFor(kArchivePath), 0);
     }
-    EXPECT_FALSE(Updater(install("1.0", true, mounted.path())).canInstallInPlace());
-    EXPECT_TRUE(Updater(install()).canInstallInPlace());
+    std::error_code noneForRoot;
+    fs::permissions(readOnly.path() / "Vitrek", fs::perms(0755), fs::perm_options::replace, noneForRoot);
     // Asked outright, without a key it still only offers the page.
     Session keyless(install("1.0", false));
     keyless.updater.download(feed);
     settle(100);
     EXPECT_EQ(keyless.updater.phase(), UpdatePhase::available(feed));
-    EXPECT_EQ(requestsFor(kArchivePath), 0);
-}
-
-TEST_F(UpdaterTest, NeverInstallsInPlaceFromAFolderTheUserCannotWrite) {
-    const auto bundle = install();
-    fs::permissions(bundle.path, fs::perms(0555), fs::perm_options::replace);
-    // Put back whatever happens, or the scratch folder could not be removed.
-    const std::unique_ptr<const fs::path, void (*)(const fs::path*)> restore(
-        &bundle.path,
-        [](const fs::path* path) { fs::permissions(*path, fs::perms(0755), fs::perm_options::replace); });
-    if (::access(bundle.path.c_str(), W_OK) == 0) {
-        GTEST_SKIP() << "this user writes to read-only folders anyway (root), so there is nothing to refuse";
-    }
-    const auto archive = pack(writeRelease("1.1"));
-    const auto feed = feedFor("1.1", archive);
-    publish(feed, archive);
-    Session session(bundle);
-    EXPECT_FALSE(session.updater.canInstallInPlace());
-    EXPECT_EQ(session.check(false), UpdatePhase::available(feed));
     EXPECT_EQ(requestsFor(kArchivePath), 0);
 }
 
@@ -371,7 +368,8 @@ TEST_F(UpdaterTest, AcceptsExactlyTheAnnouncedLengthAndStopsAnExcessAsSoonAsItSh
         {"one more", archive + std::string(1, '\0'), std::nullopt, larger},
         {"1024 more", archive + std::string(1024, '\0'), std::nullopt, larger},
         // The server sends 1,025 bytes too many and then stalls with most of the body still to come.
-        {"1025 more, the rest held back", archive + std::string(4 << 20, '\0'), archive.size() + 1025, larger},
+        {"1025 more, the rest held back", archive + std::string(4 << 20, '\0'), archive.size() + 1025,
+         larger},
     };
     int row = 0;
     for (const auto& [name, body, holdAfter, failure] : cases) {
@@ -445,69 +443,154 @@ TEST_F(UpdaterTest, RefusesAnythingButTheSignedReleaseOfThisApp) {
     const std::string badSignature = "The update’s signature didn’t match, so it wasn’t installed.";
     const std::string mismatch = "The downloaded update didn’t match this app.";
     const std::string damaged = "The downloaded program folder doesn’t match its signature.";
-    using Change = std::function<void(const fs::path&)>;
-    using Signer = std::function<std::string(const std::string&)>;
-    const Signer ours = [this](const std::string& archive) { return sign(archive, m_keys.secretKey); };
-    // The release is packed, then changed (and zipped again as it is) the way a tampered download would be.
-    struct Case {
-        std::string name;
-        std::string version;
-        std::optional<std::string> identifierInside;
-        Change afterPacking;
-        Signer signature;
-        std::string failure;
-    };
-    const Case cases[] = {
-        {"signature of other bytes",
-         "1.1",
-         std::nullopt,
-         {},
-         [&](auto&) { return ours("other bytes"); },
-         badSignature},
-        {"signed with another key",
-         "1.1",
-         std::nullopt,
-         {},
-         [](auto& archive) { return sign(archive, makeKeyPair().secretKey); },
-         badSignature},
-        {"signature not base64",
-         "1.1",
-         std::nullopt,
-         {},
-         [](auto&) { return std::string("not*a*signature"); },
-         badSignature},
-        {"no program folder", "1.1", std::nullopt, [](auto& folder) { fs::remove(folder / "Info.json"); },
-         ours, "The update didn’t contain an app."},
-        {"another app", "1.1", "org.example.other", {}, ours, mismatch},
-        {"another version", "1.2", std::nullopt, {}, ours, mismatch},
-        {"a file changed", "1.1", std::nullopt,
-         [](auto& folder) { std::ofstream(folder / "lib/libdemo.so", std::ios::app) << "patched"; }, ours,
-         damaged},
-        {"a file added", "1.1", std::nullopt,
-         [](auto& folder) { std::ofstream(folder / "lib/libinject.so") << "injected"; }, ours, damaged},
-        {"a file removed", "1.1", std::nullopt, [](auto& folder) { fs::remove(folder / "share/notes.txt"); },
-         ours, damaged},
-        {"a mode changed", "1.1", std::nullopt,
-         [](auto& folder) {
-             fs::permissions(folder / "share/notes.txt", fs::perms(0755), fs::perm_options::replace);
-         },
-         ours, damaged},
-    };
     const auto bundle = install();
-    for (const auto& [name, version, identifierInside, afterPacking, signature, failure] : cases) {
-        SCOPED_TRACE(name);
+    const auto refuses = [&](const std::string& archive, const std::string& failure,
+                             const std::optional<std::string>& signature = {}) {
         clearUpdaterSettings();
-        const auto release = writeRelease(version, {}, identifierInside);
-        auto archive = pack(release);
-        if (afterPacking) {
-            afterPacking(release);
-            archive = rezip(release);
-        }
-        publish(feedFor("1.1", archive, signature(archive)), archive);
+        publish(feedFor("1.1", archive, signature), archive);
         Session session(bundle);
         EXPECT_EQ(session.check(false), UpdatePhase::failed(failure));
         EXPECT_FALSE(session.updater.stagedApp());
         EXPECT_EQ(session.windows, 0);
+    };
+    const auto release = writeRelease("1.1");
+    const auto archive = pack(release);
+    for (const auto& signature : {sign("other bytes", m_keys.secretKey),
+                                  sign(archive, makeKeyPair().secretKey), std::string("not*a*signature")}) {
+        SCOPED_TRACE(signature);
+        refuses(archive, badSignature, signature);
+    }
+    refuses(pack(writeRelease("1.1", {}, "org.example.other")), mismatch);
+    refuses(pack(writeRelease("1.2")), mismatch);
+
+    // Changed after packing and zipped again as it is, the way a tampered download would be.
+    const std::tuple<const char*, std::function<void(const fs::path&)>, std::string> tamperings[] = {
+        {"no program folder", [](auto& folder) { fs::remove(folder / "Info.json"); },
+         "The update didn’t contain an app."},
+        {"a file changed",
+         [](auto& folder) { std::ofstream(folder / "lib/libdemo.so", std::ios::app) << "patched"; }, damaged},
+        {"a file added", [](auto& folder) { std::ofstream(folder / "lib/libinject.so") << "injected"; },
+         damaged},
+        {"a file removed", [](auto& folder) { fs::remove(folder / "share/notes.txt"); }, damaged},
+        {"a mode changed",
+         [](auto& folder) {
+             fs::permissions(folder / "share/notes.txt", fs::perms(0755), fs::perm_options::replace);
+         },
+         damaged},
+    };
+    for (const auto& [name, change, failure] : tamperings) {
+        SCOPED_TRACE(name);
+        pack(writeRelease("1.1"));
+        change(release);
+        refuses(rezip(release), failure);
+    }
+}
+
+// The children of type T that are part of the view now (a rebuild hides the old ones before they go).
+template <typename T> QList<T*> shown(const QWidget& widget) {
+    QList<T*> result;
+    for (auto* child : widget.findChildren<T*>()) {
+        if (!child->isHidden()) {
+            result << child;
+        }
+    }
+    return result;
+}
+
+template <typename T> QStringList texts(const QWidget& widget) {
+    QStringList result;
+    for (const auto* child : shown<T>(widget)) {
+        result << child->text();
+    }
+    return result;
+}
+
+TEST_F(UpdaterTest, DownloadAndInstallDownloadsTheOfferedVersionAndThenOffersARestart) {
+    const auto archive = pack(writeRelease("1.1"));
+    publish(feedFor("1.1", archive), archive);
+    Session session(install());
+    session.updater.setAutomaticallyDownloads(false);
+    const UpdateView view(session.updater);
+    EXPECT_EQ(session.check(true).kind, Kind::available);
+    // Shown with the ampersand doubled: a single one would turn " I" into a keyboard mnemonic.
+    ASSERT_EQ(texts<QPushButton>(view), (QStringList{"Later", "Download && Install"}));
+
+    shown<QPushButton>(view).back()->click();
+    ASSERT_TRUE(waitFor([&] { return session.updater.phase().kind == Kind::ready; }));
+    EXPECT_TRUE(texts<QLabel>(view).contains("Vitrek 1.1 is ready"));
+    EXPECT_EQ(texts<QPushButton>(view), (QStringList{"Later", "Restart Now"}));
+}
+
+TEST_F(UpdaterTest, TheUpdateWindowIsKeptOnceAndItsOKClosesIt) {
+    // The feed isn't served: a check fails at once.
+    Session session(install());
+    UpdateView::showWindow(session.updater);
+    auto* window = WindowHost::window("update");
+    ASSERT_NE(window, nullptr);
+    EXPECT_TRUE(window->isVisible());
+    // With the window open, even an automatic check ends in what it shows rather than a spinner.
+    EXPECT_EQ(session.check(false).kind, Kind::failed);
+    EXPECT_TRUE(shown<QProgressBar>(*window).empty());
+
+    UpdateView::showWindow(session.updater);
+    EXPECT_EQ(WindowHost::window("update"), window);
+
+    window->findChild<QPushButton*>()->click();
+    EXPECT_FALSE(window->isVisible());
+    EXPECT_EQ(session.check(false).kind, Kind::idle);
+    // Kept after closing, so the program decides when it goes; here the updater goes first.
+    delete window;
+}
+
+TEST_F(UpdaterTest, TheSettingsToggleAndTheUpdaterStayInStep) {
+    Updater updater{install()};
+    updater.setAutomaticallyDownloads(true);
+    const UpdateSettingsSection section(updater);
+    auto* toggle = section.findChild<QCheckBox*>();
+    ASSERT_NE(toggle, nullptr);
+    EXPECT_TRUE(toggle->isChecked());
+
+    toggle->click();
+    EXPECT_FALSE(updater.automaticallyDownloads());
+    EXPECT_FALSE(Updater{install()}.automaticallyDownloads()); // written to the settings at once
+
+    updater.setAutomaticallyDownloads(true);
+    EXPECT_TRUE(toggle->isChecked());
+    EXPECT_TRUE(texts<QLabel>(section).contains("1.0"));
+    EXPECT_TRUE(texts<QLabel>(section).contains(
+        "New versions download in the background and install when you quit Vitrek."));
+}
+
+TEST_F(UpdaterTest, WithoutAFeedCheckingTellsWhereUpdatesComeFromInsteadOfDoingNothing) {
+    writeProgram(m_scratch.path() / "self-built", identifier(), "1.0");
+    Bundle packaged;
+    packaged.path = "/usr/lib/vitrek";
+    packaged.name = "Vitrek";
+    packaged.shortVersion = "1.0";
+    const std::pair<Bundle, QString> cases[] = {
+        {Bundle::at(m_scratch.path() / "self-built"), "This build has no update feed."},
+        {packaged, "Updates come from your package manager (apt)."},
+    };
+    for (const auto& [bundle, line] : cases) {
+        SCOPED_TRACE(line.toStdString());
+        Session session(bundle);
+        session.updater.check(false);
+        EXPECT_EQ(session.windows, 0);
+        session.updater.check(true);
+        EXPECT_EQ(session.windows, 1);
+        EXPECT_EQ(session.updater.phase(), UpdatePhase::idle());
+
+        const UpdateView view(session.updater);
+        EXPECT_TRUE(texts<QLabel>(view).contains(line)) << texts<QLabel>(view).join(" | ").toStdString();
+        EXPECT_TRUE(shown<QProgressBar>(view).isEmpty()) << "no check is under way";
+        EXPECT_EQ(texts<QPushButton>(view), QStringList{"OK"});
+
+        // The section says it at once, with no download toggle or Check Now that could never act.
+        const UpdateSettingsSection section(session.updater);
+        EXPECT_TRUE(texts<QLabel>(section).contains(line))
+            << texts<QLabel>(section).join(" | ").toStdString();
+        EXPECT_TRUE(shown<QPushButton>(section).isEmpty());
+        EXPECT_TRUE(shown<QCheckBox>(section).isEmpty());
     }
 }
 
