@@ -220,43 +220,36 @@ TEST_F(UpdaterTest, DownloadsVerifiesAndStagesANewerVersionThenIgnoresChecks) {
     EXPECT_EQ(session.windows, 2);
 }
 
-TEST_F(UpdaterTest, ChecksWaitWhileADownloadIsUnderWay) {
-    const auto archive = pack(writeRelease("1.1", {{"share/data.bin", noise(1 << 20)}}));
-    const auto feed = feedFor("1.1", archive);
-    auto held = LoopbackServer::ok(archive);
-    held.holdAfter = archive.size() / 2;
-    publish(feed, archive, held);
-    Session session(install());
-
-    session.updater.check(false);
-    ASSERT_TRUE(waitFor([&] { return m_server.bytesSent(kArchivePath) == archive.size() / 2; }));
-    settle(100);
-    ASSERT_EQ(session.updater.phase().kind, Kind::downloading);
-    const auto feedRequests = requestsFor(kFeedPath);
-    session.updater.check(false);
-    EXPECT_EQ(session.windows, 0);
-    session.updater.check(true);
-    settle();
-    EXPECT_EQ(requestsFor(kFeedPath), feedRequests);
-    EXPECT_EQ(session.updater.phase().kind, Kind::downloading);
-    EXPECT_EQ(session.windows, 1);
-}
-
 // One check at a time: a check the user asks for while an automatic one runs joins it, so the window
-// shows how it ends even when it fails.
-TEST_F(UpdaterTest, ACheckTheUserAsksForDuringAnotherJoinsIt) {
+// shows how it ends even when it fails; while a download is under way, checks wait for it.
+TEST_F(UpdaterTest, ChecksWaitForTheCheckOrDownloadUnderWay) {
     m_server.serve(kFeedPath, LoopbackServer::status(404));
-    const std::string checkFailed =
-        "Couldn’t check for updates. Check your internet connection and try again.";
     Session session(install());
-
     session.updater.check(false);
     session.updater.check(true);
     EXPECT_EQ(session.windows, 1);
     ASSERT_TRUE(waitFor([&] { return settled(session.updater.phase().kind); }));
     settle(100);
-    EXPECT_EQ(session.updater.phase(), UpdatePhase::failed(checkFailed));
+    EXPECT_EQ(
+        session.updater.phase(),
+        UpdatePhase::failed("Couldn’t check for updates. Check your internet connection and try again."));
     EXPECT_EQ(requestsFor(kFeedPath), 1);
+
+    const auto archive = pack(writeRelease("1.1", {{"share/data.bin", noise(1 << 20)}}));
+    auto held = LoopbackServer::ok(archive);
+    held.holdAfter = archive.size() / 2;
+    publish(feedFor("1.1", archive), archive, held);
+    session.updater.check(false);
+    ASSERT_TRUE(waitFor([&] { return m_server.bytesSent(kArchivePath) == archive.size() / 2; }));
+    settle(100);
+    ASSERT_EQ(session.updater.phase().kind, Kind::downloading);
+    session.updater.check(false);
+    EXPECT_EQ(session.windows, 1);
+    session.updater.check(true);
+    settle();
+    EXPECT_EQ(requestsFor(kFeedPath), 2);
+    EXPECT_EQ(session.updater.phase().kind, Kind::downloading);
+    EXPECT_EQ(session.windows, 2);
 }
 
 // An archive that arrived and failed is not fetched again by automatic checks while the feed offers the
