@@ -64,16 +64,25 @@ void expectRefused(const Outcome& outcome, const std::string& what) {
     EXPECT_EQ(std::count(outcome.err.begin(), outcome.err.end(), '\n'), 1) << outcome.err;
 }
 
-TEST(PackToolTest, PackPublishesASignedFeedForTheArchiveItWrote) {
-    const ScratchDirectory scratch("brivel-pack");
-    const std::string secret = (scratch.path() / "release.key").string();
-    const Outcome keygen = runTool({"keygen", secret});
-    ASSERT_EQ(keygen.status, 0) << keygen.err;
-    EXPECT_EQ(fs::status(secret).permissions(), fs::perms(0600));
+// A scratch folder with a new key pair (the secret key in release.key) and a program folder, Vitrek 1.1.
+class PackToolTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        const Outcome keygen = runTool({"keygen", secret});
+        ASSERT_EQ(keygen.status, 0) << keygen.err;
+        publicKey = keygen.out.substr(0, keygen.out.find('\n'));
+        writeProgram(folder, "app.brivel.test", "1.1");
+    }
 
+    const ScratchDirectory scratch{"brivel-pack"};
+    const std::string secret = (scratch.path() / "release.key").string();
     const fs::path folder = scratch.path() / "Vitrek";
-    writeProgram(folder, "app.brivel.test", "1.1", std::nullopt, std::nullopt,
-                 {{"MANIFEST", "an older one"}});
+    std::string publicKey;
+};
+
+TEST_F(PackToolTest, PackPublishesASignedFeedForTheArchiveItWrote) {
+    EXPECT_EQ(fs::status(secret).permissions(), fs::perms(0600));
+    scratch.write("Vitrek/MANIFEST", "an older one");
     const auto tree = treeOf(folder);
     const std::string zip = (scratch.path() / "Vitrek-1.1.zip").string();
     const Outcome packed =
@@ -89,7 +98,7 @@ TEST(PackToolTest, PackPublishesASignedFeedForTheArchiveItWrote) {
     EXPECT_EQ(*feed, (UpdateFeed{"1.1", "https://example.org/vitrek", "Faster nights.", "2.31",
                                  UpdateFeed::Download{"https://example.org/Vitrek-1.1.zip",
                                                       std::int64_t(fs::file_size(zip)), signature}}));
-    EXPECT_TRUE(UpdateLogic::verify(readFile(zip), signature, keygen.out.substr(0, keygen.out.find('\n'))));
+    EXPECT_TRUE(UpdateLogic::verify(readFile(zip), signature, publicKey));
 
     // The manifest travels inside the signed archive only, in place of any stale one in the folder, and
     // vouches for the unpacked tree.
@@ -105,15 +114,11 @@ TEST(PackToolTest, PackPublishesASignedFeedForTheArchiveItWrote) {
     EXPECT_EQ(treeOf(folder), tree) << "a failed pack leaves the folder as it was";
 }
 
-TEST(PackToolTest, BadUsageAndInputExitTwoWithOneLine) {
-    const ScratchDirectory scratch("brivel-pack");
-    const std::string secret = (scratch.path() / "release.key").string();
-    ASSERT_EQ(runTool({"keygen", secret}).status, 0);
+TEST_F(PackToolTest, BadUsageAndInputExitTwoWithOneLine) {
     const std::string original = readFile(secret);
     scratch.write("short.key", UpdateLogic::encodeBase64(std::string(32, 'k')) + "\n");
     const std::string shortKey = (scratch.path() / "short.key").string();
-    const std::string program = (scratch.path() / "Vitrek").string();
-    writeProgram(program, "app.brivel.test", "1.1");
+    const std::string program = folder.string();
     scratch.write("Bare/bin/vitrek", "#!/bin/sh\n");
     const std::string zip = (scratch.path() / "out.zip").string();
     const auto pack = [&](const std::string& folder, const std::string& version, const std::string& key) {
@@ -148,12 +153,7 @@ TEST(PackToolTest, BadUsageAndInputExitTwoWithOneLine) {
         << "nothing is written before the input is checked";
 }
 
-TEST(PackToolTest, OutReplacesOnlyAnEarlierArchiveAndNeverTheKeyOrAnInput) {
-    const ScratchDirectory scratch("brivel-pack");
-    const fs::path secret = scratch.path() / "release.key";
-    ASSERT_EQ(runTool({"keygen", secret.string()}).status, 0);
-    const fs::path folder = scratch.path() / "Vitrek";
-    writeProgram(folder, "app.brivel.test", "1.1");
+TEST_F(PackToolTest, OutReplacesOnlyAnEarlierArchiveAndNeverTheKeyOrAnInput) {
     fs::copy_file(secret, folder / "release.key");
     fs::create_hard_link(secret, scratch.path() / "key-link");
     fs::create_symlink(secret, scratch.path() / "key-alias.zip");
@@ -193,13 +193,8 @@ TEST(PackToolTest, OutReplacesOnlyAnEarlierArchiveAndNeverTheKeyOrAnInput) {
 
 // Which link targets leave is the extractor's rule and its tests'; here, that the packer applies it to the
 // folder it packs, not to the archive, whose top folder is one level deeper.
-TEST(PackToolTest, ALinkLeavingTheFolderIsNeverPacked) {
-    const ScratchDirectory scratch("brivel-pack");
-    const std::string secret = (scratch.path() / "release.key").string();
-    ASSERT_EQ(runTool({"keygen", secret}).status, 0);
-    const fs::path folder = scratch.path() / "Vitrek";
+TEST_F(PackToolTest, ALinkLeavingTheFolderIsNeverPacked) {
     const fs::path zip = scratch.path() / "Vitrek.zip";
-    writeProgram(folder, "app.brivel.test", "1.1");
     fs::create_symlink("../share", folder / "bin/share");
     fs::create_symlink("../../Other", folder / "bin/sibling");
     const Outcome outcome = runTool(packArguments(folder, "1.1", secret, zip));
@@ -209,10 +204,7 @@ TEST(PackToolTest, ALinkLeavingTheFolderIsNeverPacked) {
     EXPECT_FALSE(fs::exists(zip));
 }
 
-TEST(PackToolTest, AKeyFileThatIsAFifoIsRefusedWithoutWaitingForAWriter) {
-    const ScratchDirectory scratch("brivel-pack");
-    const fs::path folder = scratch.path() / "Vitrek";
-    writeProgram(folder, "app.brivel.test", "1.1");
+TEST_F(PackToolTest, AKeyFileThatIsAFifoIsRefusedWithoutWaitingForAWriter) {
     const fs::path fifo = scratch.path() / "key.fifo";
     ASSERT_EQ(::mkfifo(fifo.c_str(), 0600), 0);
     auto pending = std::async(std::launch::async, [&] {
