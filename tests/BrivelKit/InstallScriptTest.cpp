@@ -40,12 +40,18 @@ protected:
         fs::permissions(staged() / "bin/vitrek", fs::perms(0755), fs::perm_options::replace);
     }
 
-    bool launch(pid_t program, const fs::path& source, bool relaunch) {
-        return Platform::launchInstaller(Platform::installScript("bin/vitrek"), program, source, installed(),
-                                         relaunch);
+    // Starts the installer of the staged folder for a running program that exits after `seconds`; QProcess
+    // reaps it as it exits, so it no longer answers `kill -0`.
+    bool launch(const QString& seconds) {
+        m_program.start("sleep", {seconds});
+        return m_program.waitForStarted() &&
+               Platform::launchInstaller(Platform::installScript("bin/vitrek"),
+                                         static_cast<pid_t>(m_program.processId()), staged(), installed(),
+                                         false);
     }
 
     vitrek::test::ScratchDirectory m_scratch{"brivel-install"};
+    QProcess m_program;
 };
 
 // Relaunching is the end-to-end test's: here, that the swap waits and relaunches only when asked.
@@ -55,16 +61,12 @@ TEST_F(InstallScriptTest, SwapsTheFolderOnceTheProgramHasExitedAndRelaunchesOnly
     const Tree update = treeOf(staged());
     ASSERT_NE(before, update);
 
-    // Plays the running program; QProcess reaps it as it exits, so it no longer answers `kill -0`.
-    QProcess program;
-    program.start("sleep", {"1"});
-    ASSERT_TRUE(program.waitForStarted());
-    ASSERT_TRUE(launch(static_cast<pid_t>(program.processId()), staged(), false));
+    ASSERT_TRUE(launch("1"));
     // The program is still running: nothing may change under it.
     std::this_thread::sleep_for(std::chrono::milliseconds(300));
     EXPECT_EQ(treeOf(installed()), before);
     EXPECT_TRUE(fs::exists(staged()));
-    program.waitForFinished();
+    m_program.waitForFinished();
 
     EXPECT_TRUE(waitFor(
         [&] { return treeOf(installed()) == update && !fs::exists(old()) && !fs::exists(versionFolder()); }));
@@ -81,14 +83,11 @@ TEST_F(InstallScriptTest, PutsTheOldFolderBackWhenTheCopyFails) {
     // nothing in this process writes a file in between.
     prepare({{"share/large.bin", std::string(2 << 20, 'x')}});
     const Tree before = treeOf(installed());
-    QProcess program;
-    program.start("sleep", {"0.2"});
-    ASSERT_TRUE(program.waitForStarted());
     {
         const FileSizeLimit limit(1 << 20);
-        ASSERT_TRUE(launch(static_cast<pid_t>(program.processId()), staged(), false));
+        ASSERT_TRUE(launch("0.2"));
     }
-    program.waitForFinished();
+    m_program.waitForFinished();
 
     EXPECT_TRUE(waitFor(
         [&] { return fs::exists(installed()) && !fs::exists(old()) && !fs::exists(versionFolder()); }));
