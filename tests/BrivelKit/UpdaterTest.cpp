@@ -160,7 +160,6 @@ TEST_F(UpdaterTest, ComparesTheFeedWithTheRunningVersionAndSystem) {
                                                          .encode()));
         Session session(install(current));
         session.updater.setSystemVersion(SystemVersion{2, 36, 0});
-        ASSERT_FALSE(session.updater.lastChecked().isValid());
 
         EXPECT_EQ(session.check(false).kind, expected);
         ASSERT_FALSE(session.phases.empty());
@@ -170,7 +169,6 @@ TEST_F(UpdaterTest, ComparesTheFeedWithTheRunningVersionAndSystem) {
         EXPECT_LE(std::abs(checked.secsTo(QDateTime::currentDateTimeUtc())), 60);
         const auto requests = m_server.requests();
         ASSERT_FALSE(requests.empty());
-        EXPECT_EQ(requests.back().path, kFeedPath);
         EXPECT_EQ(requests.back().userAgent, "Vitrek/" + current);
     }
 }
