@@ -364,13 +364,8 @@ TEST_F(UpdaterTest, AcceptsExactlyTheAnnouncedLengthAndStopsAnExcessAsSoonAsItSh
         publish(feed, archive, response);
         Session session(bundle);
 
-        const auto& phase = session.check(false);
-        if (failure) {
-            EXPECT_EQ(phase, UpdatePhase::failed(*failure));
-            EXPECT_FALSE(session.updater.stagedApp());
-        } else {
-            EXPECT_EQ(phase, UpdatePhase::ready(feed));
-        }
+        EXPECT_EQ(session.check(false), failure ? UpdatePhase::failed(*failure) : UpdatePhase::ready(feed));
+        EXPECT_EQ(session.updater.stagedApp().has_value(), !failure);
         EXPECT_EQ(m_server.bytesSent(path), holdAfter.value_or(body.size()));
     }
 }
