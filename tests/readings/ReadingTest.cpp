@@ -1,12 +1,18 @@
 #include "readings/Reading.h"
 
 #include "readings/CPUTicks.h"
+#include "readings/Reader.h"
+#include "support/FakeReader.h"
 #include "support/TestSupport.h"
 
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
+#include <cstdint>
+#include <optional>
+#include <string>
 #include <tuple>
+#include <utility>
 #include <vector>
 
 namespace vitrek {
@@ -68,6 +74,46 @@ TEST(ReadingJsonTest, EveryKeyButBatteryAndHeatIsRequiredAndAWrongTypeFailsTheWh
         json.update(Json::parse(change));
         EXPECT_EQ(fromJson<Reading>(json), std::nullopt) << json.dump();
     }
+}
+
+// user nice system idle iowait irq softirq steal guest guest_nice
+TEST(CPUTicksTest, ProcStatCountsInterruptsAndStolenTimeAsBusyButNotGuestTimeTwiceInKernelsOfAnyAge) {
+    const std::vector<std::pair<std::string, std::optional<CPUTicks>>> cases = {
+        {"cpu  100 20 30 1000 5 1 2 3 50 10\n", CPUTicks{156, 1161}},
+        {"cpu  100 20 30 1000\n", CPUTicks{150, 1150}},     // 2.4: no iowait and later columns
+        {"cpu  100 20 30 1000 5 1 2", CPUTicks{153, 1158}}, // 2.6.0: no steal, no final newline
+        {"intr 5 6\ncpu0 1 1 1 1\ncpu  2 0 0 8\n",
+         CPUTicks{2, 10}}, // the summed line, not the first processor
+        {"cpu  1 2 3\n", std::nullopt},
+        {"cpu  1 x 3 4\n", std::nullopt},
+        {"cpu0 1 2 3 4\n", std::nullopt},
+        {"", std::nullopt}};
+    for (const auto& [text, ticks] : cases) {
+        EXPECT_EQ(CPUTicks::fromProcStat(text), ticks) << text;
+    }
+}
+
+// The boot time's fallback to the uptime is LinuxReaderTest's, through a real reader.
+TEST(ReaderTest, ReadTakesEveryFigure) {
+    const auto now = test::at("2024-03-05T12:00:00+01:00");
+    test::FakeReader reader;
+    reader.ram = {Pressure::warning, 4096};
+    reader.warmth = Heat::hot;
+    EXPECT_EQ(reader.read(now),
+              (Reading{now, "ThinkPad X1 Carbon Gen 9", BatteryInfo{0.97, 120, 80, true}, 400'000'000'000,
+                       1'000'000'000'000, Pressure::warning, 4096, Heat::hot, *reader.boot}));
+}
+
+// The recorded batteries in LinuxReaderTest cover the ordinary ratios and the cap at one.
+TEST(ReaderTest, PercentRoundsHalfAwayAndHealthNeedsAUsableDesignValue) {
+    const std::vector<std::tuple<std::int64_t, std::int64_t, int>> cases = {
+        {80, 100, 80}, {1, 200, 1}, {3, 200, 2}, {57, 0, 57}, {57, -1, 57}};
+    for (const auto& [current, maximum, percent] : cases) {
+        EXPECT_EQ(Reader::batteryPercent(current, maximum), percent) << current << " of " << maximum;
+    }
+    EXPECT_EQ(Reader::batteryHealth(0, 100), 0.0);
+    EXPECT_EQ(Reader::batteryHealth(5, 0), std::nullopt);
+    EXPECT_EQ(Reader::batteryHealth(std::nullopt, 100), std::nullopt);
 }
 
 } // namespace
