@@ -1,6 +1,7 @@
 #include "history/History.h"
 
 #include "history/Day.h"
+#include "history/Milestone.h"
 #include "support/TestSupport.h"
 
 #include <gtest/gtest.h>
@@ -98,7 +99,7 @@ TEST(HistoryTest, AgeGapPrefersSevenDaysThenTheOlderNeighbour) {
     EXPECT_EQ(lastWeek({dayOf("2025-10-24", 5.0)}, "2025-10-29T23:30:00+01:00"), std::nullopt);
 }
 
-TEST(DayTest, JSONReadsMissingOrNullOptionalsAsAbsentAndFailsOnBadValues) {
+TEST(HistoryTest, JSONTreatsMissingOrNullOptionalsAsAbsentAndAnyBadValueFailsTheDayAndItsDocument) {
     const Day bare{"d", 72, std::nullopt, std::nullopt, std::nullopt, std::nullopt};
     const char* nulls = R"({"ageGap":null,"stress":null,"rest":null,"strain":null,"recovery":72,"id":"d"})";
     EXPECT_EQ(fromJsonText<Day>(R"({"id":"d","recovery":72})"), bare);
@@ -111,13 +112,28 @@ TEST(DayTest, JSONReadsMissingOrNullOptionalsAsAbsentAndFailsOnBadValues) {
           R"({"id":"d","recovery":72,"rest":72.5})", R"({"id":"d","recovery":72,"stress":true})"}) {
         EXPECT_EQ(fromJsonText<Day>(text), std::nullopt) << text;
     }
-}
-
-TEST(HistoryTest, JSONRoundTripsAndOneBadDayFailsTheWholeDocument) {
+    // A History round-trips, and one bad day fails the whole document.
     const History history{{Day{"a", 61, 9.5, std::nullopt, std::nullopt, std::nullopt}, dayOf("b")}};
     EXPECT_EQ(fromJsonText<History>(compactText(toJson(history))), history);
     for (const char* bad : {R"({})", R"({"days":null})", R"({"days":[1]})", "not json",
                             R"({"days":[{"id":"a","recovery":61},{"id":"b","recovery":"72"}]})"}) {
         EXPECT_EQ(fromJsonText<History>(bad), std::nullopt) << bad;
     }
+}
+
+TEST(MilestoneTest, ReachedOnItsDayAndTheNextWithTitlesForWeeksMonthsAndYears) {
+    const std::vector<std::pair<int, const char*>> titles{
+        {3, "3 days of check-ups"},     {7, "1 week of check-ups"},    {14, "2 weeks of check-ups"},
+        {30, "1 month of check-ups"},   {60, "2 months of check-ups"}, {100, "100 days of check-ups"},
+        {180, "6 months of check-ups"}, {365, "1 year of check-ups"}};
+    for (const auto& [days, title] : titles) {
+        EXPECT_TRUE(Milestone::reached(days) == days && Milestone::reached(days + 1) == days) << days;
+        EXPECT_EQ(Milestone::next(days - 1), days);
+        EXPECT_EQ(Milestone::title(days), title);
+    }
+    for (const int streak : {-1, 0, 2, 5, 6, 9, 16, 59, 182, 364, 367, 730}) {
+        EXPECT_EQ(Milestone::reached(streak), std::nullopt) << streak;
+    }
+    EXPECT_TRUE(Milestone::next(3) == 7 && !Milestone::next(365)) << "next lies strictly above, up to 365";
+    EXPECT_EQ(Milestone::title(45), "45 days of check-ups");
 }
