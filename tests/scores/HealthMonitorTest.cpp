@@ -18,7 +18,7 @@ std::string summary(const Reading& reading) {
     return text;
 }
 
-TEST(HealthMonitorTest, VitalsAtTheEdgesOfTheirRangesAreStillIn) {
+TEST(HealthMonitorTest, VitalsAtTheEdgesOfTheirRangesAreInAndJustPastThemOutThoughTheirTextsMatch) {
     EXPECT_EQ(HealthMonitor::vitals(kEdge),
               (std::vector<Vital>{
                   {Vital::Kind::memory, "Memory", "memorychip", "Normal", "Normal pressure", true},
@@ -26,9 +26,7 @@ TEST(HealthMonitorTest, VitalsAtTheEdgesOfTheirRangesAreStillIn) {
                   {Vital::Kind::heat, "Temp", "thermometer.medium", "Warm", "Cool or warm", true},
                   {Vital::Kind::storage, "Storage", "internaldrive", "10% free", "10% or more free", true},
                   {Vital::Kind::battery, "Battery", "battery.75percent", "80%", "80% or more", true}}));
-}
-
-TEST(HealthMonitorTest, JustPastTheEdgesVitalsAreOutThoughTheirRoundedTextsMatch) {
+    // Just past the edges they are out, though their rounded texts match.
     const Reading past{{}, "", BatteryInfo{0.795, {}, 0, false}, 996, 10'000, Pressure::warning,
                        8'000'000'000, Heat::hot, {}};
     EXPECT_EQ(summary(past), "Tight out; 8.0 GB out; Hot out; 10% free out; 80% out; ");
