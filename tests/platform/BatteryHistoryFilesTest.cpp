@@ -12,14 +12,16 @@
 namespace vitrek {
 namespace {
 
-
-TEST(BatteryHistoryFilesTest, TheBatteryWrittenToLastIsReadWithItsOwnRateFile) {
+TEST(BatteryHistoryFilesTest, TheBatteryWrittenToLastIsReadWithItsOwnRateFileAndNoFolderGivesNone) {
     // The stale pack's id sorts first, so name order alone would pick the wrong battery.
-    const auto history = BatteryHistoryFiles::load(std::string(VITREK_TEST_DATA) + "/upower");
+    const std::string folder = std::string(VITREK_TEST_DATA) + "/upower";
+    const auto history = BatteryHistoryFiles::load(folder);
     ASSERT_EQ(history.charge.size(), 12u); // the run-together line and the cut-off last line are left out
     EXPECT_EQ(history.charge.back(), (BatteryHistoryEntry{fromUnixSeconds(1'700'007'200), 100, false}));
     ASSERT_EQ(history.rate.size(), 7u);
     EXPECT_EQ(history.rate.back(), (BatteryHistoryEntry{fromUnixSeconds(1'700'007'800), 7.125, true}));
+    EXPECT_EQ(BatteryHistoryFiles::load(folder + "/missing"), BatteryHistory{});
+    EXPECT_EQ(BatteryHistoryFiles::load(folder + "/history-charge-45N1173-SANYO-987.dat"), BatteryHistory{});
 }
 
 TEST(BatteryHistoryFilesTest, ChoosesByLatestChargeEntryThenByName) {
@@ -59,13 +61,6 @@ TEST(BatteryHistoryFilesTest, ChoosesByLatestChargeEntryThenByName) {
         }
         EXPECT_EQ(BatteryHistoryFiles::load(directory.string()), row.expected) << row.what;
     }
-}
-
-TEST(BatteryHistoryFilesTest, AFolderThatCannotBeListedGivesNoHistory) {
-    const test::ScratchDirectory directory{"vitrek-upower"};
-    directory.write("history-charge-A.dat", "1700000000\t90.000\tdischarging\n");
-    EXPECT_EQ(BatteryHistoryFiles::load(directory.string() + "/missing"), BatteryHistory{});
-    EXPECT_EQ(BatteryHistoryFiles::load(directory.string() + "/history-charge-A.dat"), BatteryHistory{});
 }
 
 } // namespace

@@ -13,7 +13,7 @@ SubprocessOutput shell(const std::string& script, double timeout = 30) {
     return Subprocess::run("/bin/sh", {"-c", script}, timeout);
 }
 
-TEST(SubprocessTest, ReturnsStandardOutputAndExitStatusWithoutAShell) {
+TEST(SubprocessTest, ReturnsStandardOutputAndExitStatusWithoutAShellAndNothingWhenItCannotStart) {
     const auto output = Subprocess::run("/bin/echo", {"two words", "$HOME", "*"}, 10);
     EXPECT_TRUE(output.launched);
     EXPECT_EQ(output.standardOutput, "two words $HOME *\n");
@@ -22,6 +22,11 @@ TEST(SubprocessTest, ReturnsStandardOutputAndExitStatusWithoutAShell) {
 
     EXPECT_EQ(shell("echo oops >&2; exit 3").exitStatus, 3);
     EXPECT_EQ(shell("echo oops >&2; exit 3").standardError, "oops\n");
+    // A program that cannot start gives nothing.
+    const auto missing = Subprocess::run("/nonexistent/tool", {}, 5);
+    EXPECT_FALSE(missing.launched);
+    EXPECT_EQ(missing.standardOutput, "");
+    EXPECT_EQ(runProcess("/nonexistent/tool", {"-g", "log"}, 5), "");
 }
 
 TEST(SubprocessTest, ReadsLargeOutputOnBothPipesWithoutBlocking) {
@@ -44,13 +49,6 @@ TEST(SubprocessTest, EndsTheChildAtTheTimeoutAndKeepsWhatWasWritten) {
         EXPECT_FALSE(output.exitStatus);
         EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(20));
     }
-}
-
-TEST(SubprocessTest, AProgramThatCannotStartGivesNothing) {
-    const auto output = Subprocess::run("/nonexistent/tool", {}, 5);
-    EXPECT_FALSE(output.launched);
-    EXPECT_EQ(output.standardOutput, "");
-    EXPECT_EQ(runProcess("/nonexistent/tool", {"-g", "log"}, 5), "");
 }
 
 } // namespace
