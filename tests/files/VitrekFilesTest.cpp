@@ -10,10 +10,7 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstdlib>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <optional>
 #include <set>
 #include <string>
@@ -23,12 +20,6 @@ namespace vitrek {
 namespace {
 
 namespace fs = std::filesystem;
-
-// Writes `bytes` to `path`, making the folders on the way.
-void writeBytes(const fs::path& path, std::string_view bytes) {
-    fs::create_directories(path.parent_path());
-    std::ofstream(path, std::ios::binary) << bytes;
-}
 
 std::set<std::string> names(const fs::path& folder) {
     std::set<std::string> found;
@@ -103,7 +94,7 @@ TEST_F(VitrekFilesTest, BlankForeignAndIncompleteLinesAreSkipped) {
                       "{\"date\":757767810,\"load\":0.3,\"heat\":1.5}\n"
                       "{\"date\":7.5776783e8,\"load\":5E-1,\"heat\":2.0}\n"
                       "{\"date\":757767840,\"load\":1,\"heat\":3}";
-    writeBytes(folder / "samples-2025-01-05.jsonl", text);
+    scratch.write("data/samples-2025-01-05.jsonl", text);
     const auto noon = fromReferenceSeconds(757767600);
     EXPECT_EQ(files().samples(noon, kBerlin),
               (std::vector{Sample{noon, 0.1}, Sample{noon + Seconds{60.5}, 0.2, Heat::hot},
@@ -123,7 +114,7 @@ TEST_F(VitrekFilesTest, PruningKeepsTheLastDaysSampleFilesOnly) {
     for (const int days : {3, 0, -1}) {
         for (const auto& set : {others, doomed, kept}) {
             for (const auto& name : set) {
-                writeBytes(folder / name, "x");
+                scratch.write("data/" + name, "x");
             }
         }
         fs::create_directories(folder / "samples-empty");
@@ -150,8 +141,8 @@ TEST_F(VitrekFilesTest, PowerRecordsReadBackInDayOrderAndPruningTouchesOnlyTheir
     // Written out of order across midnight: read back by day, then line.
     files().appendPowerRecord(wake, kBerlin);
     files().appendPowerRecord(sleep, kBerlin);
-    writeBytes(folder / "power-2025-01-19.jsonl",
-               test::readFile(folder / "power-2025-01-19.jsonl") + "{torn\n");
+    scratch.write("data/power-2025-01-19.jsonl",
+                  test::readFile(folder / "power-2025-01-19.jsonl") + "{torn\n");
     EXPECT_EQ(files().powerRecords(), (std::vector<PowerRecord>{sleep, wake}));
 
     const std::set<std::string> others{"power-2025-01-19.jsonl",  "power-2025-01-20.jsonl",
@@ -160,10 +151,10 @@ TEST_F(VitrekFilesTest, PowerRecordsReadBackInDayOrderAndPruningTouchesOnlyTheir
                                        "samples-2025-01-01.jsonl"};
     for (const auto& name : others) {
         if (!fs::exists(folder / name)) {
-            writeBytes(folder / name, "x");
+            scratch.write("data/" + name, "x");
         }
     }
-    writeBytes(folder / "power-2024-12-01.jsonl", "x");
+    scratch.write("data/power-2024-12-01.jsonl", "x");
     fs::create_directories(folder / "power-2024-12-02.jsonl");
     fs::create_symlink(folder / "power-notes.jsonl", folder / "power-2024-12-03.jsonl");
     files().prunePowerRecords(15, now, kBerlin);
@@ -172,7 +163,12 @@ TEST_F(VitrekFilesTest, PowerRecordsReadBackInDayOrderAndPruningTouchesOnlyTheir
     EXPECT_EQ(names(folder), expected);
 }
 
-TEST_F(VitrekFilesTest, SaveWritesCompactJSONAtomicallyAndLoadReadsItBack) {
+// A missing or empty file is no damage: nothing is set aside, and the save leaves only its own file.
+TEST_F(VitrekFilesTest, AMissingOrEmptyHistoryLoadsEmptyAndSaveWritesCompactJSONAtomicallyThatLoadsBack) {
+    EXPECT_EQ(loaded(), History{});
+    EXPECT_FALSE(fs::exists(folder));
+    scratch.write("data/history.json", "");
+    EXPECT_EQ(loaded(), History{});
     const History history{{Day{"2025-01-05", 70, 12.5, std::nullopt, std::nullopt, -0.25},
                            Day{"2025-01-06", 81, std::nullopt, 90, 600, std::nullopt}}};
     files().save(history);
@@ -181,15 +177,6 @@ TEST_F(VitrekFilesTest, SaveWritesCompactJSONAtomicallyAndLoadReadsItBack) {
               R"({"id":"2025-01-06","recovery":81,"rest":90,"stress":600.0}]})");
     EXPECT_EQ(names(folder), std::set<std::string>{"history.json"});
     EXPECT_EQ(loaded(), history);
-}
-
-TEST_F(VitrekFilesTest, AMissingOrEmptyHistoryLoadsEmptyAndIsNotKept) {
-    EXPECT_EQ(loaded(), History{});
-    EXPECT_FALSE(fs::exists(folder));
-    writeBytes(folder / "history.json", "");
-    EXPECT_EQ(loaded(), History{});
-    files().save(History{{Day{"2025-01-05", 70, {}, {}, {}, {}}}});
-    EXPECT_EQ(names(folder), std::set<std::string>{"history.json"});
 }
 
 // A History that does not decode is a person's record all the same: it must survive the next save, and
@@ -202,8 +189,8 @@ TEST_F(VitrekFilesTest, ADamagedHistoryIsKeptUnderItsOwnNameBeforeAnySaveReplace
     for (const std::string bytes :
          {R"({"days":{"id":"2025-01-05"}})", R"({"days":[{"id":"2025-01-05","rec)", "\xff\xfe\r\n"}) {
         for (const bool loadFirst : {true, false}) {
-            writeBytes(older, "an older damaged copy");
-            writeBytes(folder / "history.json", bytes);
+            scratch.write("data/history.json.damaged", "an older damaged copy");
+            scratch.write("data/history.json", bytes);
             if (loadFirst) {
                 const auto load = files().loadHistory(kToday, kBerlin);
                 EXPECT_EQ(load.history, History{}) << bytes;
@@ -221,7 +208,7 @@ TEST_F(VitrekFilesTest, ADamagedHistoryIsKeptUnderItsOwnNameBeforeAnySaveReplace
     }
     // Each new damage gets the next number; the same bytes are not copied twice; five copies at most.
     for (int damage = 1; damage <= 7; ++damage) {
-        writeBytes(folder / "history.json", "damage " + std::to_string(damage));
+        scratch.write("data/history.json", "damage " + std::to_string(damage));
         loaded();
         files().save(fresh);
     }
@@ -244,7 +231,7 @@ TEST_F(VitrekFilesTest, AHistoryIsReadDayByDayAndKeysThatAreNoDaysAreLeftOut) {
                               R"({"id":"2025-01-03","recovery":"x"},{"id":"2025-01-04","recovery":101},)"
                               R"({"id":"2025-01-05","recovery":60,"strain":1e308},[],)";
     const std::string bytes = R"({"days":[)" + bogus + days + R"({"id":"2025-01-11","recovery":70}]})";
-    writeBytes(folder / "history.json", bytes);
+    scratch.write("data/history.json", bytes);
 
     const auto load = files().loadHistory(kToday, kBerlin);
     ASSERT_EQ(load.history.days.size(), 10u);
@@ -262,8 +249,8 @@ TEST_F(VitrekFilesTest, AHistoryIsReadDayByDayAndKeysThatAreNoDaysAreLeftOut) {
 // A link is never followed and a FIFO never waited on: each is set aside like a damaged file.
 TEST_F(VitrekFilesTest, OnlyRegularFilesAreReadOrWritten) {
     fs::create_directories(folder);
-    const auto outside = fs::path(testing::TempDir()) / ("vitrek-outside-" + std::to_string(::getpid()));
-    writeBytes(outside, "not Vitrek's");
+    const auto outside = scratch.path() / "outside";
+    scratch.write("outside", "not Vitrek's");
     const auto today = folder / "samples-2025-01-10.jsonl";
     fs::create_symlink(outside, today);
     ASSERT_EQ(::mkfifo((folder / "samples-2025-01-09.jsonl").c_str(), 0644), 0);
@@ -287,11 +274,10 @@ TEST_F(VitrekFilesTest, OnlyRegularFilesAreReadOrWritten) {
     const History fresh{{Day{"2025-01-10", 55, {}, {}, {}, {}}}};
     EXPECT_EQ(files().save(fresh), std::nullopt);
     EXPECT_EQ(loaded(), fresh);
-    fs::remove(outside);
 }
 
 TEST_F(VitrekFilesTest, WritesSayWhatFailed) {
-    writeBytes(folder, "a file where the folder should be");
+    scratch.write("data", "a file where the folder should be");
     const auto sample = files().append(Sample{kToday, 0.5}, kBerlin);
     const auto history = files().save(History{});
     ASSERT_TRUE(sample.has_value());
@@ -299,7 +285,6 @@ TEST_F(VitrekFilesTest, WritesSayWhatFailed) {
     EXPECT_EQ(sample->path, folder);
     EXPECT_NE(sample->reason.find("Not a directory"), std::string::npos) << sample->reason;
     EXPECT_EQ(history, sample);
-    fs::remove(folder);
 }
 
 TEST(VitrekFilesFolderTest, TheFolderGivenThenTheVariableThenTheXDGDataFolderThenHome) {

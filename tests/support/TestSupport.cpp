@@ -1,11 +1,10 @@
 #include "support/TestSupport.h"
 
+#include "support/ScratchDirectory.h"
 #include "time/Iso8601.h"
 
 #include <gtest/gtest.h>
 
-#include <fstream>
-#include <sstream>
 #include <stdexcept>
 
 namespace vitrek::test {
@@ -40,13 +39,11 @@ Instant local(const Calendar& calendar, int year, int month, int day, int hour, 
 }
 
 std::string readTestData(std::string_view relativePath) {
-    std::ifstream file(std::string(VITREK_TEST_DATA) + "/" + std::string(relativePath), std::ios::binary);
-    if (!file) {
+    const auto path = std::filesystem::path(VITREK_TEST_DATA) / relativePath;
+    if (!std::filesystem::is_regular_file(path)) {
         throw std::runtime_error("missing test data " + std::string(relativePath));
     }
-    std::ostringstream contents;
-    contents << file.rdbuf();
-    return contents.str();
+    return readFile(path);
 }
 
 } // namespace vitrek::test
