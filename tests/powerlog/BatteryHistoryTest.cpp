@@ -22,7 +22,7 @@ PowerEvent eventAt(double offset, std::optional<int> charge = std::nullopt,
     return {second(offset), PowerEventKind::wake, "Wake", "", onBattery, charge};
 }
 
-TEST(BatteryHistoryFileTest, ParseKeepsOnlyWholeLinesAndReadsTheSourceFromTheStateWord) {
+TEST(BatteryHistoryFileTest, ParseKeepsOnlyWholeLinesSortedAndReadsTheSourceFromTheStateWord) {
     const struct {
         std::string line;
         std::optional<BatteryHistoryEntry> expected;
@@ -51,9 +51,7 @@ TEST(BatteryHistoryFileTest, ParseKeepsOnlyWholeLinesAndReadsTheSourceFromTheSta
         const auto expected = row.expected ? std::vector{*row.expected} : std::vector<BatteryHistoryEntry>{};
         EXPECT_EQ(parsed, expected) << row.line;
     }
-}
-
-TEST(BatteryHistoryFileTest, ParseSortsByDateKeepingTheFileOrderWithinASecond) {
+    // Sorted by date, in file order within a second.
     const auto parsed = BatteryHistoryFile::parse("1700000600\t80.000\tdischarging\n"
                                                   "garbage\n"
                                                   "1700000000\t85.000\tdischarging\n"

@@ -159,32 +159,29 @@ TEST(PowerLogParserTest, WakeTimesFallBackToTheCalendarsZoneWhenTheLineHasNone) 
 }
 
 TEST(PowerLogParserTest, RecordedLogsWithTabsYieldEveryRecordAndSkipNone) {
-    // File, then its events, requests, releases and display changes, and its first date.
-    const std::tuple<const char*, std::size_t, std::size_t, std::size_t, std::size_t, const char*> cases[] = {
+    // File, then its events, requests, releases and display changes, its first date and skipped lines.
+    using Count = std::size_t;
+    const std::tuple<const char*, Count, Count, Count, Count, const char*, int> cases[] = {
         // The assertions here are created, or block only display sleep; the first date is the Sleep record's.
-        {"intel-nuc8i5beh-2021-software-sleep-wake-requests.log", 1, 4, 0, 0, "2021-03-21T22:51:49+01:00"},
-        {"thinkpad-t480-2020-clamshell-battery-overnight.log", 1, 1, 0, 1, "2020-08-29T08:11:59+08:00"},
-        {"dell-precision-m3800-2021-clamshell-ac.log", 9, 0, 0, 0, "2021-01-21T18:56:24+01:00"},
+        {"intel-nuc8i5beh-2021-software-sleep-wake-requests.log", 1, 4, 0, 0, "2021-03-21T22:51:49+01:00", 0},
+        {"thinkpad-t480-2020-clamshell-battery-overnight.log", 1, 1, 0, 1, "2020-08-29T08:11:59+08:00", 0},
+        {"dell-precision-m3800-2021-clamshell-ac.log", 9, 0, 0, 0, "2021-01-21T18:56:24+01:00", 0},
+        // Pasted without TABs: all 18 of its lines that begin with a date are skipped, and nothing else.
+        {"dell-t3610-desktop-2021-sleep-sections.log", 0, 0, 0, 0, nullptr, 18},
     };
-    for (const auto& [file, events, requests, releases, display, firstDate] : cases) {
+    for (const auto& [file, events, requests, releases, display, firstDate, skipped] : cases) {
         SCOPED_TRACE(file);
         const auto log = Parser::parse(test::readTestData(std::string{"pmset/"} + file));
-        EXPECT_EQ(std::tuple(log.events.size(), log.requests.size(), log.releases.size(), log.display.size()),
-                  std::tuple(events, requests, releases, display));
-        EXPECT_EQ(log.firstDate, at(firstDate));
-        EXPECT_EQ(log.skippedLines, 0);
+        EXPECT_EQ(std::tuple(log.events.size(), log.requests.size(), log.releases.size(), log.display.size(),
+                             log.firstDate, log.skippedLines),
+                  std::tuple(events, requests, releases, display,
+                             firstDate ? std::optional{at(firstDate)} : std::nullopt, skipped));
     }
     const auto nuc =
         Parser::parse(test::readTestData("pmset/intel-nuc8i5beh-2021-software-sleep-wake-requests.log"));
     EXPECT_EQ(nuc.requests[1], (WakeRequest{at("2021-03-21T22:52:54+01:00"), "dasd", "TimerPlugin",
                                             at("2021-03-21T23:21:49+01:00"),
                                             "com.apple.dasd:501:com.apple.suggestions.harvest", true}));
-}
-
-TEST(PowerLogParserTest, RecordedLogWithoutTabsCountsEveryRecordLineAsSkipped) {
-    const auto log = Parser::parse(test::readTestData("pmset/dell-t3610-desktop-2021-sleep-sections.log"));
-    // All 18 of its lines that begin with a date, and nothing else.
-    EXPECT_EQ(log, (PowerLog{{}, {}, {}, {}, std::nullopt, 18}));
 }
 
 TEST(PowerLogParserTest, OutOfOrderLinesComeBackSortedAndStable) {

@@ -15,6 +15,7 @@ TEST(WakeReasonTest, TheFirstMatchingRuleWinsOnTheLowerCaseText) {
     const struct {
         const char* cause;
         const char* label;
+        PowerEventKind kind = PowerEventKind::wake;
     } cases[] = {
         {"Lid Open", "You opened the lid"},
         {"EC.LidOpen (User)", "You opened the lid"},
@@ -49,17 +50,15 @@ TEST(WakeReasonTest, TheFirstMatchingRuleWinsOnTheLowerCaseText) {
         {"Maintenance/", "Other (Maintenance/)"},
         {" \t", "Unknown reason"},
         {"", "Unknown reason"},
+        // A start-up is the user's unless its text names another cause.
+        {"", "Computer started up", PowerEventKind::boot},
+        {"Unrecognised", "Computer started up", PowerEventKind::boot},
+        {"RTC timer", "Scheduled timer", PowerEventKind::boot},
+        {"Unrecognised", "Other (Unrecognised)", PowerEventKind::darkWake},
     };
     for (const auto& c : cases) {
-        EXPECT_EQ(label(c.cause), c.label) << c.cause;
+        EXPECT_EQ(label(c.cause, c.kind), c.label) << c.cause;
     }
-}
-
-TEST(WakeReasonTest, AStartUpIsTheUsersUnlessItsTextNamesAnotherCause) {
-    EXPECT_EQ(label("", PowerEventKind::boot), "Computer started up");
-    EXPECT_EQ(label("Unrecognised", PowerEventKind::boot), "Computer started up");
-    EXPECT_EQ(label("RTC timer", PowerEventKind::boot), "Scheduled timer");
-    EXPECT_EQ(label("Unrecognised", PowerEventKind::darkWake), "Other (Unrecognised)");
 }
 
 TEST(WakeReasonTest, AnUnknownCauseShowsItsFirst24CharactersWholeAndTrimmed) {
