@@ -158,7 +158,7 @@ TEST(PowerLogParserTest, WakeTimesFallBackToTheCalendarsZoneWhenTheLineHasNone) 
     EXPECT_EQ(Parser::logZone(at("2024-07-15T12:00:00Z"), newfoundland), "-0230");
 }
 
-TEST(PowerLogParserTest, RecordedLogsWithTabsYieldEveryRecordAndSkipNone) {
+TEST(PowerLogParserTest, RecordedLogsYieldEveryTabbedRecordAndSkipOnlyLinesWithoutATab) {
     // File, then its events, requests, releases and display changes, its first date and skipped lines.
     using Count = std::size_t;
     const std::tuple<const char*, Count, Count, Count, Count, const char*, int> cases[] = {
