@@ -478,11 +478,19 @@ template <typename T> QStringList texts(const QWidget& widget) {
     return result;
 }
 
-TEST_F(UpdaterTest, DownloadAndInstallDownloadsTheOfferedVersionAndThenOffersARestart) {
+TEST_F(UpdaterTest, WithDownloadsOffInTheSettingsDownloadAndInstallFetchesTheVersionAndOffersARestart) {
     const auto archive = pack(writeRelease("1.1"));
     publish(feedFor("1.1", archive), archive);
     Session session(install());
-    session.updater.setAutomaticallyDownloads(false);
+    // Automatic downloads turned off in the settings' section, which is written at once.
+    const UpdateSettingsSection section(session.updater);
+    auto* toggle = section.findChild<QCheckBox*>();
+    ASSERT_TRUE(toggle && toggle->isChecked());
+    toggle->click();
+    EXPECT_FALSE(Updater{install()}.automaticallyDownloads());
+    EXPECT_TRUE(texts<QLabel>(section).contains("1.0"));
+    EXPECT_TRUE(texts<QLabel>(section).contains(
+        "New versions download in the background and install when you quit Vitrek."));
     const UpdateView view(session.updater);
     EXPECT_EQ(session.check(true).kind, Kind::available);
     // Shown with the ampersand doubled: a single one would turn " I" into a keyboard mnemonic.
@@ -492,6 +500,8 @@ TEST_F(UpdaterTest, DownloadAndInstallDownloadsTheOfferedVersionAndThenOffersARe
     ASSERT_TRUE(waitFor([&] { return session.updater.phase().kind == Kind::ready; }));
     EXPECT_TRUE(texts<QLabel>(view).contains("Vitrek 1.1 is ready"));
     EXPECT_EQ(texts<QPushButton>(view), (QStringList{"Later", "Restart Now"}));
+    session.updater.setAutomaticallyDownloads(true);
+    EXPECT_TRUE(toggle->isChecked());
 }
 
 TEST_F(UpdaterTest, TheUpdateWindowIsKeptOnceAndItsOKClosesIt) {
@@ -513,25 +523,6 @@ TEST_F(UpdaterTest, TheUpdateWindowIsKeptOnceAndItsOKClosesIt) {
     EXPECT_EQ(session.check(false).kind, Kind::idle);
     // Kept after closing, so the program decides when it goes; here the updater goes first.
     delete window;
-}
-
-TEST_F(UpdaterTest, TheSettingsToggleAndTheUpdaterStayInStep) {
-    Updater updater{install()};
-    updater.setAutomaticallyDownloads(true);
-    const UpdateSettingsSection section(updater);
-    auto* toggle = section.findChild<QCheckBox*>();
-    ASSERT_NE(toggle, nullptr);
-    EXPECT_TRUE(toggle->isChecked());
-
-    toggle->click();
-    EXPECT_FALSE(updater.automaticallyDownloads());
-    EXPECT_FALSE(Updater{install()}.automaticallyDownloads()); // written to the settings at once
-
-    updater.setAutomaticallyDownloads(true);
-    EXPECT_TRUE(toggle->isChecked());
-    EXPECT_TRUE(texts<QLabel>(section).contains("1.0"));
-    EXPECT_TRUE(texts<QLabel>(section).contains(
-        "New versions download in the background and install when you quit Vitrek."));
 }
 
 TEST_F(UpdaterTest, WithoutAFeedCheckingTellsWhereUpdatesComeFromInsteadOfDoingNothing) {
