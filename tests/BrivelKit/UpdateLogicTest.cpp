@@ -152,6 +152,7 @@ TEST(PlatformTest, AfterInstallProgramsStayInsideTheFolder) {
                                                    {"/usr/bin/env", false},
                                                    {"../../bin/sh", false},
                                                    {"libexec/../../x", false},
+                                                   {"libexec/refresh me", false},
                                                    {"libexec/$(reboot)", false}}) {
         EXPECT_EQ(Platform::isAfterInstallPath(path), allowed) << path;
     }
