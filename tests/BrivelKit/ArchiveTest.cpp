@@ -166,12 +166,10 @@ TEST(ArchiveTest, BytesThatAreNoSoundZipFail) {
     writeProgram(scratch.path() / "Vitrek", "app.brivel.test", "1.0", std::nullopt, std::nullopt,
                  {{"share/big.bin", noise(200'000)}});
     const std::string zip = packProgram(scratch.path() / "Vitrek", scratch.path() / "good.zip");
-    const std::string garbage = noise(4096);
     std::string damaged = zip;
     damaged[zip.size() / 2] = static_cast<char>(damaged[zip.size() / 2] ^ 0x55);
 
-    const std::vector<std::string> inputs{"", "PK not really a zip", garbage, zip.substr(0, zip.size() / 2),
-                                          damaged};
+    const std::vector<std::string> inputs{"", "PK not really a zip", zip.substr(0, zip.size() / 2), damaged};
     for (const std::string& input : inputs) {
         const fs::path destination = scratch.path() / "staged";
         fs::create_directory(destination);
