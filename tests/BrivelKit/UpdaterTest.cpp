@@ -153,8 +153,6 @@ TEST_F(UpdaterTest, ComparesTheFeedWithTheRunningVersionAndSystem) {
         session.updater.setSystemVersion(SystemVersion{2, 36, 0});
 
         EXPECT_EQ(session.check(false).kind, expected);
-        ASSERT_FALSE(session.phases.empty());
-        EXPECT_EQ(session.phases.front().kind, Kind::checking);
         const auto checked = session.updater.lastChecked();
         EXPECT_TRUE(checked.isValid());
         EXPECT_LE(std::abs(checked.secsTo(QDateTime::currentDateTimeUtc())), 60);
