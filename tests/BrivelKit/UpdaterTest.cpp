@@ -498,6 +498,7 @@ TEST_F(UpdaterTest, WithDownloadsOffInTheSettingsDownloadAndInstallFetchesTheVer
     ASSERT_TRUE(waitFor([&] { return session.updater.phase().kind == Kind::ready; }));
     EXPECT_TRUE(texts<QLabel>(view).contains("Vitrek 1.1 is ready"));
     EXPECT_EQ(texts<QPushButton>(view), (QStringList{"Later", "Restart Now"}));
+    // The toggle follows the updater's own switch too.
     session.updater.setAutomaticallyDownloads(true);
     EXPECT_TRUE(toggle->isChecked());
 }
