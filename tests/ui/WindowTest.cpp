@@ -109,24 +109,26 @@ protected:
     std::unique_ptr<Store> store;
 };
 
-TEST_F(WindowTest, BeforeTheFirstReadingEveryFigureWaits) {
-    MainWindow window{*store};
-    window.show();
-    const auto shown = texts(window);
-    for (const char* text :
-         {"Your computer", "Reading your computer…", "First reading in under a minute", "Reading last night…",
-          "Your recovery shows up here day by day.", "Not known yet"}) {
-        EXPECT_TRUE(shown.contains(QString::fromUtf8(text))) << text;
-    }
-    EXPECT_EQ(shown.count(QStringLiteral("–")), 5); // three dials, age and stress mini cards
-}
-
-TEST_F(WindowTest, AGoodDayShowsItsFiguresInTheWindowAndPanelThenFollowsTheNextCheckUp) {
-    checkUp();
+// The open window, the tray and its panel follow every check-up, from before the first reading on.
+TEST_F(WindowTest, EveryFigureWaitsForAReadingThenAGoodDayAndANeedsCareDayShowInTheWindowTrayAndPanel) {
     MainWindow window{*store};
     window.show();
     QApplication::setActiveWindow(&window);
     ASSERT_TRUE(QTest::qWaitForWindowActive(&window));
+    const auto waiting = texts(window);
+    for (const char* text :
+         {"Your computer", "Reading your computer…", "First reading in under a minute", "Reading last night…",
+          "Your recovery shows up here day by day.", "Not known yet"}) {
+        EXPECT_TRUE(waiting.contains(QString::fromUtf8(text))) << text;
+    }
+    EXPECT_EQ(waiting.count(QStringLiteral("–")), 5); // three dials, age and stress mini cards
+
+    checkUp();
+    Tray tray{*store};
+    ASSERT_NE(tray.icon(), nullptr);
+    const QImage goodIcon = tray.icon()->icon().pixmap(32).toImage();
+    const QString tip = QString::fromUtf8("Vitrek · Recovery %1%");
+    EXPECT_EQ(tray.icon()->toolTip(), tip.arg(store->recovery()));
     const auto shown = texts(window);
     EXPECT_GE(store->recovery(), 67);
     for (const QString& text :
@@ -163,6 +165,8 @@ TEST_F(WindowTest, AGoodDayShowsItsFiguresInTheWindowAndPanelThenFollowsTheNextC
     needCare(*reader);
     store->apply(reader->read(clock + 60s), {}, std::nullopt, false);
     QApplication::processEvents();
+    EXPECT_NE(tray.icon()->icon().pixmap(32).toImage(), goodIcon);
+    EXPECT_EQ(tray.icon()->toolTip(), tip.arg(store->recovery()));
     const auto care = texts(window);
     EXPECT_TRUE(care.contains(QStringLiteral("Needs some care")));
     EXPECT_TRUE(std::any_of(care.begin(), care.end(),
@@ -183,6 +187,11 @@ TEST_F(WindowTest, AGoodDayShowsItsFiguresInTheWindowAndPanelThenFollowsTheNextC
                                      [](const auto* button) { return button->text() == "Health"; });
     ASSERT_NE(health, buttons.end());
     EXPECT_EQ((*health)->toolTip(), QStringLiteral("Health (Ctrl+2)"));
+
+    Preferences::shared().setShowInMenuBar(false);
+    EXPECT_EQ(tray.icon(), nullptr);
+    Preferences::shared().setShowInMenuBar(true);
+    EXPECT_NE(tray.icon(), nullptr);
 }
 
 TEST_F(WindowTest, DismissingAMilestoneKeepsItHiddenUntilTheNextOne) {
@@ -223,23 +232,6 @@ TEST_F(WindowTest, SettingsSwitchTheAgeToTheSetUpDateAtOnceAndSayWhenThereIsNoTr
         EXPECT_EQ(texts(settings).contains(QString::fromUtf8(Texts::kNoTray)), !trayAvailable)
             << trayAvailable;
     }
-}
-
-TEST_F(WindowTest, TheTrayIconIsRedrawnWhenRecoveryChangesAndFollowsTheSetting) {
-    store->apply(reader->read(clock), {}, std::nullopt, false);
-    Tray tray{*store};
-    ASSERT_NE(tray.icon(), nullptr);
-    const QImage before = tray.icon()->icon().pixmap(32).toImage();
-    EXPECT_EQ(tray.icon()->toolTip(), QString::fromUtf8("Vitrek · Recovery %1%").arg(store->recovery()));
-    needCare(*reader);
-    store->apply(reader->read(clock), {}, std::nullopt, false);
-    EXPECT_NE(tray.icon()->icon().pixmap(32).toImage(), before);
-    EXPECT_EQ(tray.icon()->toolTip(), QString::fromUtf8("Vitrek · Recovery %1%").arg(store->recovery()));
-
-    Preferences::shared().setShowInMenuBar(false);
-    EXPECT_EQ(tray.icon(), nullptr);
-    Preferences::shared().setShowInMenuBar(true);
-    EXPECT_NE(tray.icon(), nullptr);
 }
 
 TEST_F(WindowTest, TheJournalsProblemReachesTheScreensAndLeavesWhenTheJournalIsRead) {
