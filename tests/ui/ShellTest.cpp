@@ -16,6 +16,7 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QSettings>
+#include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QTest>
 #include <QTimer>
@@ -33,13 +34,9 @@ TEST(ShellPreferencesTest, FirstLaunchShowsTheTraySettersSignalOnChangesAndTheDa
     EXPECT_TRUE(preferences.showInMenuBar());
     EXPECT_FALSE(preferences.hasBoughtAt());
     EXPECT_EQ(preferences.seenMilestone(), 0);
-    int shown = 0;
-    int bought = 0;
-    int seen = 0;
-    QObject receiver;
-    QObject::connect(&preferences, &Preferences::showInMenuBarChanged, &receiver, [&] { ++shown; });
-    QObject::connect(&preferences, &Preferences::boughtAtChanged, &receiver, [&] { ++bought; });
-    QObject::connect(&preferences, &Preferences::seenMilestoneChanged, &receiver, [&] { ++seen; });
+    const QSignalSpy shown(&preferences, &Preferences::showInMenuBarChanged);
+    const QSignalSpy bought(&preferences, &Preferences::boughtAtChanged);
+    const QSignalSpy seen(&preferences, &Preferences::seenMilestoneChanged);
     preferences.setShowInMenuBar(true);
     preferences.setShowInMenuBar(false);
     preferences.setShowInMenuBar(false);
@@ -48,16 +45,16 @@ TEST(ShellPreferencesTest, FirstLaunchShowsTheTraySettersSignalOnChangesAndTheDa
     preferences.setBoughtAt(QDate{2022, 1, 9});
     preferences.setSeenMilestone(7);
     preferences.setSeenMilestone(7);
-    EXPECT_EQ(shown, 1);
-    EXPECT_EQ(bought, 1);
-    EXPECT_EQ(seen, 1);
+    EXPECT_EQ(shown.count(), 1);
+    EXPECT_EQ(bought.count(), 1);
+    EXPECT_EQ(seen.count(), 1);
     EXPECT_FALSE(store().value("showInMenuBar").toBool());
     EXPECT_EQ(store().value("seenMilestone").toInt(), 7);
 
     // A stored value that is not a date is replaced by removing it, which the toggle notices.
     store().setValue("boughtAt", QStringLiteral("soon"));
     preferences.setBoughtAt(std::nullopt);
-    EXPECT_EQ(bought, 2);
+    EXPECT_EQ(bought.count(), 2);
     EXPECT_FALSE(preferences.hasBoughtAt());
 
     const QDate day{2021, 11, 3};
@@ -91,13 +88,6 @@ protected:
         qputenv("XDG_CONFIG_HOME", m_config.path().toUtf8());
     }
     void TearDown() override { qputenv("XDG_CONFIG_HOME", m_saved); }
-
-    void writeEntry(const QByteArray& text) const {
-        QDir().mkpath(m_config.path() + "/autostart");
-        QFile file(Autostart::entryPath());
-        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
-        file.write(text);
-    }
 
     QTemporaryDir m_config;
     QByteArray m_saved;
@@ -147,8 +137,12 @@ TEST_F(ShellAutostartTest, OnlyHiddenTrueInTheEntryGroupTurnsItOff) {
         {"[Desktop Entry]\nHidden=false\n", true},
         {"[Desktop Entry]\nExec=vitrek\n[Desktop Action quit]\nHidden=true\n", true},
     };
+    QDir().mkpath(m_config.path() + "/autostart");
     for (const auto& [text, enabled] : cases) {
-        writeEntry(text);
+        QFile file(Autostart::entryPath());
+        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+        file.write(text);
+        file.close();
         EXPECT_EQ(Autostart::isEnabled(), enabled) << text;
     }
 }
