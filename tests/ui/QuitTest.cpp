@@ -33,18 +33,13 @@ std::string versionAt(const fs::path& program) {
 
 constexpr const char* kNewIcon = "<svg><!-- 0.2.0 --></svg>";
 
-// A published 0.2.0: a small signed program folder whose window program only notes that it was started,
-// with the real launcher entry and its script, and an icon of its own.
-struct Release {
-    brivel::test::KeyPair keys = brivel::test::makeKeyPair();
-    std::string feed;
-};
-
-Release publish(LoopbackServer& server, const fs::path& scratch) {
-    Release release;
+// Publishes 0.2.0 signed with the returned keys: a small program folder whose window program only notes
+// that it was started, with the real launcher entry and its script, and an icon of its own.
+brivel::test::KeyPair publish(LoopbackServer& server, const fs::path& scratch) {
+    const auto keys = brivel::test::makeKeyPair();
     const fs::path folder = scratch / "release/Vitrek";
     brivel::test::writeProgram(
-        folder, kIdentifier, "0.2.0", server.url("/feed.json"), release.keys.publicKey,
+        folder, kIdentifier, "0.2.0", server.url("/feed.json"), keys.publicKey,
         {{"bin/vitrek-window", "#!/bin/sh\necho started >> \"$VITREK_RELAUNCH_MARKER\"\n"},
          {"libexec/vitrek-desktop-entry", brivel::test::readFile(VITREK_DIST "/vitrek-desktop-entry")},
          {"share/applications/vitrek.desktop", brivel::test::readFile(VITREK_DIST "/vitrek.desktop")},
@@ -61,10 +56,10 @@ Release publish(LoopbackServer& server, const fs::path& scratch) {
                               {"download",
                                {{"url", server.url("/Vitrek-0.2.0.zip")},
                                 {"length", archive.size()},
-                                {"edSignature", brivel::test::sign(archive, release.keys.secretKey)}}}};
+                                {"edSignature", brivel::test::sign(archive, keys.secretKey)}}}};
     server.serve("/feed.json", LoopbackServer::ok(feed.dump()));
     server.serve("/Vitrek-0.2.0.zip", LoopbackServer::ok(archive));
-    return release;
+    return keys;
 }
 
 // The real window program installed as 0.1.0 in a folder of its own, reading its updates from `feed`.
@@ -113,7 +108,7 @@ void writeLauncherEntry(const fs::path& run, const fs::path& program, bool ours)
 TEST(QuitTest, EveryWayOfQuittingEndsTheProgramAndInstallsTheStagedUpdate) {
     const test::ScratchDirectory scratch("vitrek-quit");
     LoopbackServer server;
-    const auto release = publish(server, scratch.path());
+    const auto keys = publish(server, scratch.path());
     const std::array<std::string, 3> fronts{"update", "settings", "about"};
 
     for (const std::string path : {"menu", "shortcut", "tray", "restart", "signal"}) {
@@ -121,7 +116,7 @@ TEST(QuitTest, EveryWayOfQuittingEndsTheProgramAndInstallsTheStagedUpdate) {
             const auto drill = path + "," + fronts[std::size_t(run) % fronts.size()];
             SCOPED_TRACE(drill + " run " + std::to_string(run));
             const fs::path folder = scratch.path() / (path + "-" + std::to_string(run));
-            const auto program = installProgram(folder, release.keys.publicKey, server.url("/feed.json"));
+            const auto program = installProgram(folder, keys.publicKey, server.url("/feed.json"));
             const bool ourEntry = run % 2 == 1;
             writeLauncherEntry(folder, program, ourEntry);
 
