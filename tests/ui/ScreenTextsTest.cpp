@@ -1,5 +1,6 @@
 #include "screens/ScreenTexts.h"
 
+#include "card/ShareCard.h"
 #include "scores/Fmt.h"
 #include "support/TestSupport.h"
 #include "time/Calendar.h"
@@ -161,7 +162,7 @@ TEST(ScreenTextsMilestoneTest, StreakFromTwoDaysBannerUntilDismissedAndDetailNam
     }
 }
 
-TEST(ScreenTextsAgeTest, MiniCardTellsTheGapTintAndPace) {
+TEST(ScreenTextsAgeTest, MiniCardTellsTheGapTintAndPaceAndThePaceScaleItsTicksAndAmounts) {
     const std::pair<std::optional<MacAge>, Texts::AgeMini> rows[] = {
         {std::nullopt, {"–", "Not known yet", Role::ink3, "Set its date in Settings"}},
         {ageOf(3.0, 0.2), {"3.2", "2 months older", Role::poor, "Ageing at 1.1× pace"}},
@@ -180,6 +181,15 @@ TEST(ScreenTextsAgeTest, MiniCardTellsTheGapTintAndPace) {
         EXPECT_EQ(Texts::ageTint(age), expected.lineTint);
     }
     EXPECT_EQ(Texts::paceValue(Texts::pace(ageOf(0.05, 2))), "1.0×");
+    EXPECT_DOUBLE_EQ(Texts::paceTickX(0, 202), 1);
+    EXPECT_DOUBLE_EQ(Texts::paceTickX(20, 202), 101);
+    EXPECT_DOUBLE_EQ(Texts::paceTickX(40, 202), 201);
+    EXPECT_EQ(Texts::paceValue(0.96), "1.0×");
+    EXPECT_EQ(Texts::paceValue(std::nullopt), "–");
+    EXPECT_EQ(Texts::paceAccessibleName(1.24), "Ageing at 1.2 times the usual pace");
+    EXPECT_EQ(Texts::paceAccessibleName(std::nullopt), "Pace unknown");
+    EXPECT_EQ(Texts::ageFactorAmount(-0.33), "−4 months");
+    EXPECT_EQ(Texts::ageFactorAmount(1.3), "+1.3 years");
 }
 
 TEST(ScreenTextsAgeTest, OrbPillColourOutsideAMonthOrbNameAndRealLineNamingWhereTheAgeComesFrom) {
@@ -200,6 +210,25 @@ TEST(ScreenTextsAgeTest, OrbPillColourOutsideAMonthOrbNameAndRealLineNamingWhere
               "Real age about 3.0 years, from its model year");
 }
 
+// The recovery dial is the window's own; the others and the pill have forms of the card's.
+TEST(CardTexts, DialsAgePillAndHeaderInTheCardsForms) {
+    EXPECT_EQ(CardTexts::strainDial(std::nullopt, 5'000).sub, "Not measured yet");
+    EXPECT_EQ(CardTexts::strainDial(8.44, 7'500),
+              (Texts::Dial{8.44 / 21, "8.4", Role::strain, "Strain", "2 h 5 min busy"}));
+    EXPECT_EQ(CardTexts::restDial(91, "1 wake"), (Texts::Dial{0.91, "91%", Role::rest, "Rest", "1 wake"}));
+    EXPECT_EQ(CardTexts::restDial(std::nullopt, "No night yet").value, "–");
+    EXPECT_EQ(CardTexts::ageYears(ageOf(2.8, -0.34)), "2.5 years");
+    EXPECT_EQ(CardTexts::agePill(ageOf(2.8, 0.08)).text, "Right on its age");
+    EXPECT_EQ(CardTexts::agePill(ageOf(2.8, -0.34)),
+              (CardTexts::Pill{"4 months younger", Theme::color(Role::good, Theme::Appearance::dark)}));
+    EXPECT_EQ(CardTexts::agePill(ageOf(2.8, 1.3)).color, Theme::color(Role::poor, Theme::Appearance::dark));
+    // The header shouts the day of the card's zone, not of UTC, where it is still Monday, and the model.
+    EXPECT_EQ(CardTexts::headerDate(test::at("2026-11-24T00:30:00+01:00"), test::berlin()), "TUESDAY 24 NOV");
+    EXPECT_EQ(CardTexts::headerDate(test::at("2026-11-23T23:30:00Z"), test::berlin()), "TUESDAY 24 NOV");
+    EXPECT_EQ(CardTexts::modelName("ThinkPad X1 Carbon Gen 11 (2023)"), "THINKPAD X1 CARBON GEN 11 (2023)");
+    EXPECT_EQ(CardTexts::modelName(""), "YOUR COMPUTER");
+}
+
 TEST(ScreenTextsAgeTest, WeekLineComparesTodaysGapWithLastWeeks) {
     const auto age = ageOf(3.0, 0.2);
     const std::pair<std::optional<double>, std::optional<std::string>> lines[] = {
@@ -213,18 +242,6 @@ TEST(ScreenTextsAgeTest, WeekLineComparesTodaysGapWithLastWeeks) {
         EXPECT_EQ(Texts::weekLine(age, lastWeek), line);
     }
     EXPECT_EQ(Texts::weekLine(std::nullopt, 0.1), std::nullopt);
-}
-
-TEST(ScreenTextsAgeTest, PaceScaleTicksAndAmounts) {
-    EXPECT_DOUBLE_EQ(Texts::paceTickX(0, 202), 1);
-    EXPECT_DOUBLE_EQ(Texts::paceTickX(20, 202), 101);
-    EXPECT_DOUBLE_EQ(Texts::paceTickX(40, 202), 201);
-    EXPECT_EQ(Texts::paceValue(0.96), "1.0×");
-    EXPECT_EQ(Texts::paceValue(std::nullopt), "–");
-    EXPECT_EQ(Texts::paceAccessibleName(1.24), "Ageing at 1.2 times the usual pace");
-    EXPECT_EQ(Texts::paceAccessibleName(std::nullopt), "Pace unknown");
-    EXPECT_EQ(Texts::ageFactorAmount(-0.33), "−4 months");
-    EXPECT_EQ(Texts::ageFactorAmount(1.3), "+1.3 years");
 }
 
 TEST(ScreenTextsHealthTest, AllInRangeOrSomeToCheckAndTileTexts) {

@@ -2,7 +2,6 @@
 
 #include <QApplication>
 #include <QLocale>
-
 #include <clocale>
 #include <cstdlib>
 #include <filesystem>
