@@ -276,7 +276,7 @@ TEST(ScreenTextsHealthTest, AllInRangeOrSomeToCheckAndTileTexts) {
               "Temp: not measured on this computer. Healthy range: Cool or warm.");
 }
 
-TEST(ScreenTextsStressTest, MiniCardLevelsAndNowLine) {
+TEST(ScreenTextsStressTest, MiniCardLevelsNowLineAndClock) {
     const std::pair<std::optional<double>, Texts::StressMini> rows[] = {
         {std::nullopt, {"–", "Measuring", Role::strain, "45 min high today"}},
         {0.124, {"12%", "Low", Role::strain, "45 min high today"}},
@@ -289,9 +289,7 @@ TEST(ScreenTextsStressTest, MiniCardLevelsAndNowLine) {
     }
     EXPECT_EQ(Texts::stressNowLine(0.42), "Now: Medium · 42% busy");
     EXPECT_EQ(Texts::stressNowLine(std::nullopt), std::nullopt);
-}
-
-TEST(ScreenTextsStressTest, ClockCountsWholeMinutes) {
+    // The clock counts whole minutes.
     const std::pair<double, const char*> clocks[] = {{0, "0:00"},    {59.9, "0:00"},   {3599, "0:59"},
                                                      {5400, "1:30"}, {7199.9, "1:59"}, {36000, "10:00"}};
     for (const auto& [seconds, text] : clocks) {

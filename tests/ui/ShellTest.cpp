@@ -118,19 +118,17 @@ TEST_F(ShellAutostartTest, EntryIsWrittenReadBackAndRemovedOrFailsQuietlyInAnUnw
     }
 }
 
-TEST_F(ShellAutostartTest, ExecQuotesPathsThatAShellWouldSplitOrExpand) {
-    const char* cases[][2] = {
+// The entry quotes what a shell would split or expand; only Hidden=true in its own group turns it off.
+TEST_F(ShellAutostartTest, ExecIsQuotedAndOnlyHiddenTrueInTheEntryGroupTurnsItOff) {
+    const char* quoted[][2] = {
         {"/opt/My Apps/vitrek", "Exec=\"/opt/My Apps/vitrek\"\n"},
         {"/home/a$b/vitrek", "Exec=\"/home/a\\\\$b/vitrek\"\n"},
         {"/opt/100%/vitrek", "Exec=/opt/100%%/vitrek\n"},
     };
-    for (const auto& [executable, line] : cases) {
+    for (const auto& [executable, line] : quoted) {
         EXPECT_TRUE(Autostart::entryText(executable).contains(line))
             << Autostart::entryText(executable).toStdString();
     }
-}
-
-TEST_F(ShellAutostartTest, OnlyHiddenTrueInTheEntryGroupTurnsItOff) {
     const std::pair<const char*, bool> cases[] = {
         {"[Desktop Entry]\nType=Application\nHidden=true\n", false},
         {"[Desktop Entry]\nHidden = true\nExec=vitrek\n", false},
