@@ -241,14 +241,13 @@ TEST_F(CardExportTest, NothingBeforeAReadingThenAStablePngSharedUnderTheDaysName
 
     EXPECT_EQ(CardExport::fileName(test::at("2026-11-23T23:30:00Z"), test::berlin()),
               "Vitrek 2026-11-24.png");
-    QTemporaryDir temporary;
     const QByteArray previous = qgetenv("TMPDIR");
-    qputenv("TMPDIR", temporary.path().toUtf8());
+    qputenv("TMPDIR", out.path().toUtf8());
     QString revealed;
     CardExport::share(*store, [&](const QString& path) { revealed = path; });
     // Unset again if it was unset: an empty TMPDIR would break every later test that asks for it.
     (void)(previous.isNull() ? qunsetenv("TMPDIR") : qputenv("TMPDIR", previous));
-    EXPECT_EQ(revealed, QDir(temporary.path()).filePath("Vitrek 2026-11-24.png"));
+    EXPECT_EQ(revealed, QDir(out.path()).filePath("Vitrek 2026-11-24.png"));
     QFile written(revealed);
     ASSERT_TRUE(written.open(QIODevice::ReadOnly));
     EXPECT_EQ(written.readAll(), *first);
@@ -283,8 +282,7 @@ QStringList saveAnswering(const Store& store, const QString& file) {
 
 TEST_F(CardExportTest, SaveProposesTheDaysNameAndWritesAPngWhereTheUserSays) {
     DemoData::fill(*store);
-    QTemporaryDir folder;
-    const QString chosen = QDir(folder.path()).filePath("my card");
+    const QString chosen = QDir(out.path()).filePath("my card");
     EXPECT_EQ(saveAnswering(*store, chosen), (QStringList{"Vitrek 2026-11-24.png", "PNG image (*.png)"}));
     EXPECT_EQ(QImage(chosen + ".png").size(), QSize(1080, 1350));
 
@@ -293,7 +291,7 @@ TEST_F(CardExportTest, SaveProposesTheDaysNameAndWritesAPngWhereTheUserSays) {
     QDir::setCurrent(empty.path());
     saveAnswering(*store, {});
     EXPECT_TRUE(QDir(empty.path()).isEmpty());
-    EXPECT_EQ(QDir(folder.path()).entryList(QDir::Files), QStringList{"my card.png"});
+    EXPECT_EQ(QDir(out.path()).entryList(QDir::Files), QStringList{"my card.png"});
 }
 
 // The real program, on the offscreen platform, with its own settings, data, cache and socket folders.
