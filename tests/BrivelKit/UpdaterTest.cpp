@@ -244,7 +244,8 @@ TEST_F(UpdaterTest, ChecksWaitForTheCheckOrDownloadUnderWay) {
 TEST_F(UpdaterTest, AnArchiveThatFailedIsFetchedAgainOnlyWhenAskedOrWhenTheFeedChanges) {
     const auto archive = pack(writeRelease("1.1"));
     const std::string incomplete = "The download was incomplete.";
-    publish(feedFor("1.1", archive), archive, LoopbackServer::ok(archive.substr(0, archive.size() / 2)));
+    const auto half = LoopbackServer::ok(archive.substr(0, archive.size() / 2));
+    publish(feedFor("1.1", archive), archive, half);
     Session session(install());
 
     EXPECT_EQ(session.check(false), UpdatePhase::failed(incomplete));
@@ -252,11 +253,20 @@ TEST_F(UpdaterTest, AnArchiveThatFailedIsFetchedAgainOnlyWhenAskedOrWhenTheFeedC
     EXPECT_EQ(requestsFor(kArchivePath), 1);
     EXPECT_EQ(session.check(true), UpdatePhase::failed(incomplete));
     EXPECT_EQ(requestsFor(kArchivePath), 2);
+    // Re-signed at the same length is another archive.
+    const auto resigned = feedFor("1.1", archive, sign("another archive", m_keys.secretKey));
+    publish(resigned, archive, half);
+    EXPECT_EQ(session.check(false), UpdatePhase::failed(incomplete));
+    EXPECT_EQ(requestsFor(kArchivePath), 3);
 
     const auto mended = pack(writeRelease("1.1", {{"share/mended.txt", "whole"}}));
     publish(feedFor("1.1", mended), mended);
     EXPECT_EQ(session.check(false).kind, Kind::ready);
-    EXPECT_EQ(requestsFor(kArchivePath), 3);
+    EXPECT_EQ(requestsFor(kArchivePath), 4);
+    // A success forgets the failure: the failed archive, offered again, is fetched again.
+    publish(resigned, archive, half);
+    EXPECT_EQ(Session(install()).check(false), UpdatePhase::failed(incomplete));
+    EXPECT_EQ(requestsFor(kArchivePath), 5);
 }
 
 TEST_F(UpdaterTest, AnnouncesEachVersionOnceButShowsEveryCheckTheUserAsksFor) {
