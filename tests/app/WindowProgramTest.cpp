@@ -25,8 +25,8 @@ TEST(WindowProgramTest, WithoutTheWindowProgramBesideItOnlyTheDrawingFails) {
     EXPECT_EQ(version.status, 0);
     EXPECT_EQ(version.out, "vitrek " VITREK_VERSION "\n");
 
-    const auto card =
-        test::runProgram(program, {"card", "--out", QString::fromStdString((scratch.path() / "card.png").string())});
+    const auto card = test::runProgram(
+        program, {"card", "--out", QString::fromStdString((scratch.path() / "card.png").string())});
     EXPECT_EQ(card.status, 2);
     EXPECT_NE(card.err.find("vitrek-window"), std::string::npos) << card.err;
     EXPECT_EQ(std::count(card.err.begin(), card.err.end(), '\n'), 1) << card.err;
@@ -46,10 +46,9 @@ TEST(WindowProgramTest, TheDemoProgramRecordsATourOfTheWindow) {
     const auto demo = test::runProgram(VITREK_DEMO_PROGRAM, {QString::fromStdString(project.string())},
                                        test::programEnvironment(scratch.path()));
     ASSERT_EQ(demo.status, 0) << demo.err;
+    // The kit's own tests check the logs the recording ends with; one shows this one reached its end.
     EXPECT_GT(fs::file_size(project / "raw.mov"), 10'000u);
-    for (const char* log : {"events.json", "captions.json", "project.json"}) {
-        EXPECT_TRUE(fs::exists(project / log)) << log;
-    }
+    EXPECT_TRUE(fs::exists(project / "project.json"));
     EXPECT_FALSE(fs::exists(scratch.path() / "data")) << "the demo machine writes no data";
 }
 
