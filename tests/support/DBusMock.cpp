@@ -112,8 +112,6 @@ DBusMock::~DBusMock() {
     }
 }
 
-bool DBusMock::isRunning() const { return !m_address.empty() && connection().isConnected(); }
-
 const std::string& DBusMock::address() const { return m_address; }
 
 const char* DBusMock::environmentVariable() const {
@@ -132,7 +130,7 @@ bool DBusMock::startObject(const std::string& busName, const std::string& path,
 }
 
 bool DBusMock::startMock(const std::vector<std::string>& arguments, const std::string& busName) {
-    if (!isRunning()) {
+    if (m_address.empty() || !connection().isConnected()) {
         return false;
     }
     const QDBusConnection bus = connection();

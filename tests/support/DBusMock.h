@@ -36,8 +36,6 @@ public:
     DBusMock(const DBusMock&) = delete;
     DBusMock& operator=(const DBusMock&) = delete;
 
-    // Whether the daemon runs and the connection to it is open.
-    bool isRunning() const;
     // The daemon's address ("unix:path=/tmp/vitrek-dbus-…/bus,guid=…"); empty when it did not start.
     const std::string& address() const;
     // "DBUS_SYSTEM_BUS_ADDRESS" or "DBUS_SESSION_BUS_ADDRESS", as the role says.
