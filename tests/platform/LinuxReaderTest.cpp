@@ -180,7 +180,6 @@ TEST(LinuxReaderTest, ModelNamesAreWhatPeopleCallTheMachine) {
     EXPECT_EQ(reader("desktop-x570").modelName(), "node");
     EXPECT_EQ(LinuxReader(recorded("desktop-x570"), "").modelName(), "");
     EXPECT_EQ(reader("raspberry-pi-4b").modelName(), "Raspberry Pi 4 Model B Rev 1.4");
-    EXPECT_EQ(ScratchRoot{}.reader().modelName(), "node");
 }
 
 TEST(LinuxReaderTest, WithoutDMINamesAMachineGoesByItsFirmwareModelElseItsHostName) {
