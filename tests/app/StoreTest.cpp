@@ -56,7 +56,6 @@ TEST_F(StoreTest, StartPublishesTodaysStoredSamplesAndTheFirstTickCoversTheTimeS
     store.start();
     EXPECT_TRUE(store.loadingNight());
     EXPECT_EQ(store.samples().size(), 1u);
-    EXPECT_EQ(store.strain(), std::nullopt);
     EXPECT_EQ(store.measuredSince(), clock - 60s);
 
     counters = {2000, 6000}; // half busy since the Store was made
