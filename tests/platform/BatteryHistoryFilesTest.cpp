@@ -32,9 +32,9 @@ TEST(BatteryHistoryFilesTest, ChoosesByLatestChargeEntryThenByName) {
         std::vector<std::pair<std::string, std::string>> files;
         BatteryHistory expected;
     } cases[] = {
+        // clang-format off
         {"same latest entry: the first id",
-         {{"history-charge-DELL_7FHHV-1234.dat", newer},
-          {"history-charge-BAT1-9.dat", newer},
+         {{"history-charge-DELL_7FHHV-1234.dat", newer}, {"history-charge-BAT1-9.dat", newer},
           {"history-rate-BAT1-9.dat", rate}},
          {BatteryHistoryFile::parse(newer), BatteryHistoryFile::parse(rate)}},
         {"the latest entry counts, not the file's last line",
@@ -50,12 +50,10 @@ TEST(BatteryHistoryFilesTest, ChoosesByLatestChargeEntryThenByName) {
          {{"history-charge-B.dat", "garbage"}, {"history-charge-A.dat", ""}, {"history-rate-A.dat", rate}},
          {{}, BatteryHistoryFile::parse(rate)}},
         {"other files and names are ignored",
-         {{"history-rate-A.dat", rate},
-          {"history-time-full-A.dat", newer},
-          {"history-charge-.dat", newer},
-          {"history-charge-A.dat.bak", newer},
-          {"charge-A.dat", newer}},
+         {{"history-rate-A.dat", rate}, {"history-time-full-A.dat", newer}, {"history-charge-.dat", newer},
+          {"history-charge-A.dat.bak", newer}, {"charge-A.dat", newer}},
          {}},
+        // clang-format on
     };
     for (const auto& row : cases) {
         const test::ScratchDirectory directory{"vitrek-upower"};
