@@ -1,4 +1,5 @@
 #include "Store.h"
+#include "demo/DemoData.h"
 #include "screens/MainWindow.h"
 #include "screens/MenuBarPanel.h"
 #include "screens/SettingsWindow.h"
@@ -28,15 +29,6 @@ namespace {
 namespace fs = std::filesystem;
 using namespace std::chrono_literals;
 
-// The same machine on a day it needs care: worn battery, full disk, memory pressure, a month up, hot.
-void needCare(test::FakeReader& reader) {
-    reader.batteryInfo = BatteryInfo{0.55, 1400, 12, false};
-    reader.disk = {8'000'000'000, 500'000'000'000};
-    reader.ram = {Pressure::critical, 6'000'000'000};
-    reader.boot = test::at("2024-02-01T08:00:00+01:00");
-    reader.warmth = Heat::hot;
-}
-
 class WindowTest : public testing::Test {
 protected:
     void SetUp() override {
@@ -55,35 +47,6 @@ protected:
         env.setUpDate = [r = reader] { return r->setUpDate(); };
         env.boughtAt = StoreEnvironment::system().boughtAt; // the date Settings stores
         return env;
-    }
-
-    // `count` recorded days up to today: today's recovery is `today`, an earlier day's 40 + its days ago.
-    void recordDays(int count, int today) {
-        History history;
-        for (int i = count - 1; i >= 0; --i) {
-            history.days.push_back(Day{History::dayID(clock - std::chrono::hours(24 * i), test::berlin()),
-                                       i == 0 ? today : 40 + i, 8.4, std::nullopt, 600, std::nullopt});
-        }
-        store->setHistory(history);
-    }
-
-    // A day of check-ups: 20 recorded days up to today, samples since 09:00 and a night with one wake.
-    void checkUp() {
-        recordDays(20, 90);
-        std::vector<Sample> samples;
-        for (Instant t = test::at("2024-03-05T09:00:00+01:00"); t <= clock; t += 60s) {
-            samples.push_back(Sample{t, 0.3, Heat::cool});
-        }
-        Night night;
-        night.id = "2024-03-05";
-        night.start = test::at("2024-03-04T23:00:00+01:00");
-        night.end = test::at("2024-03-05T07:00:00+01:00");
-        night.segments = {Segment{night.start, night.end, PowerState::asleep}};
-        night.events = {NightEvent{night.start + 2h, NightEvent::Kind::darkWake, "Dark wake", "moon.haze", "",
-                                   45, std::nullopt, std::nullopt, std::nullopt}};
-        night.pluggedIn = true;
-        store->apply(reader->read(clock), samples, night, false);
-        QApplication::processEvents();
     }
 
     static QStringList texts(const QWidget& root) {
@@ -109,7 +72,8 @@ protected:
     std::unique_ptr<Store> store;
 };
 
-// The open window, the tray and its panel follow every check-up, from before the first reading on.
+// The open window, the tray and its panel follow every check-up, from before the first reading on: the demo
+// machine's day, then its needs-care day.
 TEST_F(WindowTest, EveryFigureWaitsForAReadingThenAGoodDayAndANeedsCareDayShowInTheWindowTrayAndPanel) {
     MainWindow window{*store};
     window.show();
@@ -123,28 +87,35 @@ TEST_F(WindowTest, EveryFigureWaitsForAReadingThenAGoodDayAndANeedsCareDayShowIn
     }
     EXPECT_EQ(waiting.count(QStringLiteral("–")), 5); // three dials, age and stress mini cards
 
-    checkUp();
+    DemoData::fill(*store);
+    QApplication::processEvents();
     Tray tray{*store};
     ASSERT_NE(tray.icon(), nullptr);
     const QImage goodIcon = tray.icon()->icon().pixmap(32).toImage();
     const QString tip = QString::fromUtf8("Vitrek · Recovery %1%");
     EXPECT_EQ(tray.icon()->toolTip(), tip.arg(store->recovery()));
     const auto shown = texts(window);
-    EXPECT_GE(store->recovery(), 67);
     for (const QString& text :
-         {QStringLiteral("ThinkPad X1 Carbon Gen 9"), QStringLiteral("Ready for a heavy day"),
-          QStringLiteral("Tuesday 5 March"), QString::number(RestScore::score(*store->night())) + "%",
-          QString::number(store->recovery()) + "%", QStringLiteral("Within range")}) {
+         {QStringLiteral("ThinkPad X1 Carbon Gen 11 (2023)"), QStringLiteral("Tuesday 5 March"),
+          QString::number(RestScore::score(*store->night())) + "%", QString::number(store->recovery()) + "%",
+          QStringLiteral("1 to check")}) {
         EXPECT_TRUE(shown.contains(text)) << text.toStdString();
     }
     const auto* bars = window.findChild<HistoryBars*>();
     ASSERT_NE(bars, nullptr);
     ASSERT_EQ(bars->days().size(), 14u);
-    EXPECT_EQ(bars->days().back().recovery, 90);
-    // 13 days of 53…41 and today's 90: (611 + 90) / 14.
-    EXPECT_TRUE(shown.contains(QStringLiteral("50%")));
-    // A streak of 20 reached no milestone that day, so no banner.
-    EXPECT_FALSE(window.findChild<MilestoneBanner*>()->isVisibleTo(&window));
+    EXPECT_EQ(bars->days().back().recovery, 86);
+    // The demo's last 14 days average 73.5.
+    EXPECT_TRUE(shown.contains(QStringLiteral("73%")));
+    // Its 15-day streak has passed two weeks: the banner shows until dismissed.
+    auto* banner = window.findChild<MilestoneBanner*>();
+    ASSERT_TRUE(banner->isVisibleTo(&window));
+    EXPECT_EQ(banner->title(), QStringLiteral("2 weeks of check-ups"));
+    EXPECT_EQ(banner->detail().toStdString(), Texts::milestoneDetail(15));
+    banner->findChild<QToolButton*>()->click();
+    QApplication::processEvents();
+    EXPECT_EQ(Preferences::shared().seenMilestone(), 14);
+    EXPECT_FALSE(banner->isVisibleTo(&window));
     // The tray's panel shows the three figures and opens the window.
     MenuBarPanel panel{*store};
     const auto inPanel = texts(panel);
@@ -161,16 +132,15 @@ TEST_F(WindowTest, EveryFigureWaitsForAReadingThenAGoodDayAndANeedsCareDayShowIn
     }
     EXPECT_EQ(opened, 1);
 
-    // The open window follows the next check-up, rows and all: a day that needs care asks for checking.
-    needCare(*reader);
-    store->apply(reader->read(clock + 60s), {}, std::nullopt, false);
+    // The open window follows the next check-up, rows and all: a worse day asks for
+    // checking.
+    DemoData::fillNeedsCare(*store);
     QApplication::processEvents();
     EXPECT_NE(tray.icon()->icon().pixmap(32).toImage(), goodIcon);
     EXPECT_EQ(tray.icon()->toolTip(), tip.arg(store->recovery()));
     const auto care = texts(window);
-    EXPECT_TRUE(care.contains(QStringLiteral("Needs some care")));
-    EXPECT_TRUE(std::any_of(care.begin(), care.end(),
-                            [](const QString& text) { return text.endsWith(" to check"); }));
+    EXPECT_TRUE(care.contains(QStringLiteral("Take it easy today")));
+    EXPECT_TRUE(care.contains(QStringLiteral("3 to check")));
     // Tabs switch with their shortcuts.
     QTest::keyClick(&window, Qt::Key_2, Qt::ControlModifier);
     EXPECT_EQ(window.tab(), Texts::Tab::health);
@@ -192,23 +162,6 @@ TEST_F(WindowTest, EveryFigureWaitsForAReadingThenAGoodDayAndANeedsCareDayShowIn
     EXPECT_EQ(tray.icon(), nullptr);
     Preferences::shared().setShowInMenuBar(true);
     EXPECT_NE(tray.icon(), nullptr);
-}
-
-TEST_F(WindowTest, DismissingAMilestoneKeepsItHiddenUntilTheNextOne) {
-    recordDays(7, 70);
-    store->apply(reader->read(clock), {}, std::nullopt, false);
-    MainWindow window{*store};
-    window.show();
-    QApplication::processEvents();
-    auto* banner = window.findChild<MilestoneBanner*>();
-    ASSERT_TRUE(banner->isVisibleTo(&window));
-    EXPECT_EQ(banner->title(), QStringLiteral("1 week of check-ups"));
-    EXPECT_EQ(banner->detail(),
-              QStringLiteral("Vitrek has checked your computer 7 days in a row. Next: 2 weeks in 7 days."));
-    banner->findChild<QToolButton*>()->click();
-    QApplication::processEvents();
-    EXPECT_EQ(Preferences::shared().seenMilestone(), 7);
-    EXPECT_FALSE(banner->isVisibleTo(&window));
 }
 
 TEST_F(WindowTest, SettingsSwitchTheAgeToTheSetUpDateAtOnceAndSayWhenThereIsNoTray) {
