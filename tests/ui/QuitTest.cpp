@@ -26,11 +26,6 @@ using brivel::test::LoopbackServer;
 constexpr int kRuns = 20;
 constexpr const char* kIdentifier = "app.vitrek.Vitrek";
 
-std::string versionAt(const fs::path& program) {
-    const auto info = nlohmann::json::parse(brivel::test::readFile(program / "Info.json"), nullptr, false);
-    return info.is_object() ? info.value("version", "") : "";
-}
-
 constexpr const char* kNewIcon = "<svg><!-- 0.2.0 --></svg>";
 
 // Publishes 0.2.0 signed with the returned keys: a small program folder whose window program only notes
@@ -65,19 +60,13 @@ brivel::test::KeyPair publish(LoopbackServer& server, const fs::path& scratch) {
 // The real window program installed as 0.1.0 in a folder of its own, reading its updates from `feed`.
 fs::path installProgram(const fs::path& run, const std::string& publicKey, const std::string& feed) {
     const fs::path program = run / "Vitrek";
-    fs::create_directories(program / "bin");
+    brivel::test::writeProgram(program, kIdentifier, "0.1.0", feed, publicKey);
     std::error_code linked;
     // A link, not a copy: a hundred copies of the program would only test the disk.
     fs::create_hard_link(VITREK_WINDOW_EXECUTABLE, program / "bin/vitrek-window", linked);
     if (linked) {
         fs::copy_file(VITREK_WINDOW_EXECUTABLE, program / "bin/vitrek-window");
     }
-    const nlohmann::json info{{"id", kIdentifier},
-                              {"name", "Vitrek"},
-                              {"version", "0.1.0"},
-                              {"BrivelUpdateFeedURL", feed},
-                              {"BrivelUpdatePublicKey", publicKey}};
-    std::ofstream(program / "Info.json") << info.dump(4);
     return program;
 }
 
@@ -129,7 +118,7 @@ TEST(QuitTest, EveryWayOfQuittingEndsTheProgramAndInstallsTheStagedUpdate) {
             const fs::path staged = folder / "cache" / kIdentifier / "BrivelUpdate/0.2.0";
             EXPECT_TRUE(brivel::test::waitFor(
                 [&] { return fs::exists(folder / "cache") && !fs::exists(staged); }, 20'000));
-            EXPECT_EQ(versionAt(program), "0.2.0");
+            EXPECT_EQ(brivel::test::readFile(program / "share/notes.txt"), "Notes for version 0.2.0.\n");
             EXPECT_FALSE(fs::exists(program.string() + ".brivel-old"));
             const auto share = folder / "share";
             const auto entry = brivel::test::readFile(share / "applications/vitrek.desktop");
