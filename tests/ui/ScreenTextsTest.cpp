@@ -104,7 +104,6 @@ TEST(ScreenTextsDialsTest, RestLineCountsWakesThenBatteryOrChargerButTheCardNeve
         EXPECT_EQ(Texts::restLine({}, night), line);
         EXPECT_EQ(Texts::restLine({}, night, Texts::RestLinePlace::card), card);
     }
-    EXPECT_EQ(Texts::restDial({}, std::nullopt).value, "–");
     EXPECT_TRUE(Texts::restDial({}, nightWith(1, 0, {}, true)).fraction.has_value());
 }
 
@@ -318,11 +317,8 @@ TEST(ScreenTextsHistoryTest, ShowsTheLastFourteenDaysTheirIntegerAverageAndEachB
     for (int i = 1; i <= 20; ++i) {
         history.days.push_back(Day{"2024-03-" + std::to_string(10 + i), 50 + i, {}, {}, {}, {}});
     }
-    const auto shown = Texts::shownDays(history);
-    ASSERT_EQ(shown.size(), 14u);
-    EXPECT_EQ(shown.front().id, "2024-03-17");
-    EXPECT_EQ(shown.back().id, "2024-03-30");
-    EXPECT_EQ(Texts::averageRecovery(shown), "63%"); // 889 / 14 = 63.5, truncated
+    // Which days show is checked on the window's bars.
+    EXPECT_EQ(Texts::averageRecovery(Texts::shownDays(history)), "63%"); // 889 / 14 = 63.5, truncated
 
     history.days.resize(1);
     EXPECT_EQ(Texts::shownDays(history).size(), 1u);
