@@ -106,8 +106,7 @@ TEST_F(DemoStoreTest, TheLiveLineAndTheChecksSayWhatIsMissingUntilTheStoreIsFill
               "strain none · samples 0 · recovery 0 · age none · vitals 0/0 · night none");
     const auto checks = SelfTest::checks(*store, out.path());
     ASSERT_EQ(checks.size(), 10u);
-    EXPECT_FALSE(checks[0].passed);
-    EXPECT_EQ(checks[0].description, "recovery is a percentage (0)");
+    EXPECT_EQ(checks[0], (SelfTest::Check{false, "recovery is a percentage (0)"}));
     EXPECT_EQ(checks[8], (SelfTest::Check{false, "the share card renders"}));
     EXPECT_TRUE(checks[9].passed) << checks[9].description; // no card, so no size to check
 
@@ -140,7 +139,6 @@ TEST_F(DemoStoreTest, TheDemoIsAFairDayThenANeedsCareDayAndWritesNothingThroughT
     EXPECT_EQ(actions[2]->shortcut(), QKeySequence("Ctrl+Shift+E"));
     window.refreshAction()->trigger();
     EXPECT_FALSE(store->loadingNight());
-    EXPECT_EQ(store->reading()->model, "ThinkPad X1 Carbon Gen 11 (2023)");
     EXPECT_GE(store->recovery(), 34);
     {
         SettingsWindow settings{*store, true};
@@ -224,9 +222,8 @@ TEST_F(CardExportTest, NothingBeforeAReadingThenAStablePngSharedUnderTheDaysName
     EXPECT_EQ(card->rest, RestScore::score(*store->night()));
 
     const auto first = CardExport::png(*store);
-    const auto second = CardExport::png(*store);
     ASSERT_TRUE(first.has_value());
-    EXPECT_EQ(*first, *second);
+    EXPECT_EQ(first, CardExport::png(*store));
     EXPECT_TRUE(first->startsWith("\x89PNG"));
     const QImage image = ShareCardView::image(*card, test::berlin());
     // Always dark: the corner is the dark face, whatever the appearance of the process.
