@@ -371,7 +371,6 @@ TEST(ArtTray, ShowsTheNumberInItsBandColourAtEverySize) {
     }
 
     EXPECT_NE(TrayArt::image(71, 24), TrayArt::image(72, 24));
-    EXPECT_NE(TrayArt::image(std::nullopt, 24), TrayArt::image(72, 24));
     for (const int recovery : {100, 72, 50, 20}) {
         const QColor band = Theme::color(Theme::color(Theme::recoveryBand(recovery)));
         EXPECT_GT(pixelsNear(TrayArt::image(recovery, 32), band, 10), 20) << recovery;
