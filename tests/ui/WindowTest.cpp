@@ -132,8 +132,7 @@ TEST_F(WindowTest, EveryFigureWaitsForAReadingThenAGoodDayAndANeedsCareDayShowIn
     }
     EXPECT_EQ(opened, 1);
 
-    // The open window follows the next check-up, rows and all: a worse day asks for
-    // checking.
+    // The open window follows the next check-up, rows and all: a worse day asks for checking.
     DemoData::fillNeedsCare(*store);
     QApplication::processEvents();
     EXPECT_NE(tray.icon()->icon().pixmap(32).toImage(), goodIcon);
@@ -144,12 +143,10 @@ TEST_F(WindowTest, EveryFigureWaitsForAReadingThenAGoodDayAndANeedsCareDayShowIn
     // Tabs switch with their shortcuts.
     QTest::keyClick(&window, Qt::Key_2, Qt::ControlModifier);
     EXPECT_EQ(window.tab(), Texts::Tab::health);
-    QStringList names;
-    for (const auto* child : window.findChildren<QWidget*>()) {
-        names << child->accessibleName();
-    }
-    EXPECT_TRUE(std::any_of(names.begin(), names.end(),
-                            [](const QString& name) { return name.endsWith(", outside range"); }));
+    const auto widgets = window.findChildren<QWidget*>();
+    EXPECT_TRUE(std::any_of(widgets.begin(), widgets.end(), [](const QWidget* widget) {
+        return widget->accessibleName().endsWith(", outside range");
+    }));
     QTest::keyClick(&window, Qt::Key_1, Qt::ControlModifier);
     EXPECT_EQ(window.tab(), Texts::Tab::today);
     const auto buttons = window.findChildren<QAbstractButton*>();
