@@ -27,7 +27,6 @@ namespace vitrek {
 namespace {
 
 namespace fs = std::filesystem;
-using namespace std::chrono_literals;
 
 class WindowTest : public testing::Test {
 protected:
