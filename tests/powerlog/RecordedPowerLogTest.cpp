@@ -1,12 +1,12 @@
 #include "powerlog/RecordedPowerLog.h"
 
+#include "powerlog/JournalPowerLog.h"
 #include "powerlog/NightSource.h"
 #include "support/TestSupport.h"
 
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
-#include <algorithm>
 #include <string>
 #include <tuple>
 #include <vector>
@@ -15,7 +15,7 @@ namespace vitrek {
 namespace {
 
 Instant berlin(int day, int hour, int minute, int second = 0) {
-    return test::local(test::berlin(), 2024, 3, day, hour, minute, second);
+    return test::local(test::berlin(), 2026, 11, day, hour, minute, second);
 }
 
 // A Vitrek that runs from `from` to `to` writes a line every 4.5 minutes, as the check-ups do.
@@ -56,31 +56,31 @@ PowerRecord inhibitors(Instant date, std::vector<HeldInhibitor> held) {
     return made;
 }
 
-// The evening of 4 March in Berlin: Vitrek starts at 21:00 with the screen on, the screen saver blanks
+// The evening of 21 November in Berlin: Vitrek starts at 21:00 with the screen on, the screen saver blanks
 // the screen at 23:10, a backup blocks sleep from 23:20 to 23:40, the lid closes at 23:45; an RTC alarm
 // wakes the machine at 02:00 for 40 s; the lid opens at 06:30 and the screen is unlocked at 06:31.
 std::vector<PowerRecord> lidClosedNight() {
     std::vector<PowerRecord> records;
-    auto booted = powerRecord(berlin(4, 18, 2), PowerRecordKind::boot);
+    auto booted = powerRecord(berlin(21, 18, 2), PowerRecordKind::boot);
     records.push_back(booted);
-    auto start = powerRecord(berlin(4, 21, 0), PowerRecordKind::start);
+    auto start = powerRecord(berlin(21, 21, 0), PowerRecordKind::start);
     start.screenOn = true;
     start.pid = 4242;
     records.push_back(start);
-    alive(records, berlin(4, 21, 4), berlin(4, 23, 44));
-    records.push_back(screen(berlin(4, 23, 10), false));
+    alive(records, berlin(21, 21, 4), berlin(21, 23, 44));
+    records.push_back(screen(berlin(21, 23, 10), false));
     const HeldInhibitor backup{"backup-tool", "Backing up your files", "sleep", "block", 777};
     const HeldInhibitor player{"media-player", "Playing", "idle", "delay", 778};
-    records.push_back(inhibitors(berlin(4, 23, 20), {backup, player}));
-    records.push_back(inhibitors(berlin(4, 23, 40), {player}));
-    records.push_back(sleep(berlin(4, 23, 45), true, 80));
-    records.push_back(wake(berlin(5, 2, 0), true, "rtc0", 78));
-    records.push_back(screen(berlin(5, 2, 0), false));
-    records.push_back(sleep(berlin(5, 2, 0, 40), true, 78));
-    records.push_back(wake(berlin(5, 6, 30), false, "PNP0C0D:00", 75));
-    records.push_back(screen(berlin(5, 6, 30), false));
-    records.push_back(screen(berlin(5, 6, 31), true));
-    alive(records, berlin(5, 6, 34), berlin(5, 8, 0));
+    records.push_back(inhibitors(berlin(21, 23, 20), {backup, player}));
+    records.push_back(inhibitors(berlin(21, 23, 40), {player}));
+    records.push_back(sleep(berlin(21, 23, 45), true, 80));
+    records.push_back(wake(berlin(22, 2, 0), true, "rtc0", 78));
+    records.push_back(screen(berlin(22, 2, 0), false));
+    records.push_back(sleep(berlin(22, 2, 0, 40), true, 78));
+    records.push_back(wake(berlin(22, 6, 30), false, "PNP0C0D:00", 75));
+    records.push_back(screen(berlin(22, 6, 30), false));
+    records.push_back(screen(berlin(22, 6, 31), true));
+    alive(records, berlin(22, 6, 34), berlin(22, 8, 0));
     return records;
 }
 
@@ -89,7 +89,7 @@ std::vector<Night> nightsOf(const NightLog& log, Instant now) {
 }
 
 TEST(RecordedPowerLogTest, TellsALidClosedNightWithItsCausesAndCulpritAloneOrMergedWithTheJournal) {
-    const Instant now = berlin(5, 8, 0);
+    const Instant now = berlin(22, 8, 0);
     const auto recorded = RecordedPowerLog::fromRecords(lidClosedNight(), now);
 
     std::vector<std::string> events;
@@ -98,14 +98,14 @@ TEST(RecordedPowerLogTest, TellsALidClosedNightWithItsCausesAndCulpritAloneOrMer
     }
     EXPECT_EQ(events, (std::vector<std::string>{"boot ", "sleep Clamshell Sleep", "darkWake RTC Alarm",
                                                 "sleep Clamshell Sleep", "wake Lid Open"}));
-    EXPECT_EQ(recorded.coverage, (std::vector<RecordedSpan>{{berlin(4, 21, 0), now}}));
+    EXPECT_EQ(recorded.coverage, (std::vector<RecordedSpan>{{berlin(21, 21, 0), now}}));
 
     const auto nights = nightsOf(NightSource::merge(std::nullopt, recorded), now);
     ASSERT_EQ(nights.size(), 1u);
     const Night& night = nights[0];
     EXPECT_EQ(
         std::tuple(night.id, night.darkWakeCount(), night.hasBattery, night.startCharge(), night.endCharge()),
-        std::tuple("2024-03-05", 1, true, 80, 75));
+        std::tuple("2026-11-22", 1, true, 80, 75));
     // Only the block lock on sleep kept it up; the delay lock and the idle one in delay mode do not count.
     EXPECT_EQ(night.keptAwake, (std::vector<KeptAwake>{
                                    {"backup-tool", "Backing up your files", "PreventSystemSleep", 20 * 60}}));
@@ -123,68 +123,55 @@ TEST(RecordedPowerLogTest, TellsALidClosedNightWithItsCausesAndCulpritAloneOrMer
                          "screenOn: You used your computer",
                      }));
 
-    // The journal saw the same night a moment later, and a night two days before Vitrek ran.
-    PowerLog journal;
-    journal.firstDate = berlin(2, 12, 0);
-    const auto event = [](Instant date, PowerEventKind kind, const char* cause) {
-        const bool entry = kind == PowerEventKind::sleep;
-        return PowerEvent{date, kind, entry ? "PM: suspend entry" : "PM: suspend exit", cause, {}, {}};
-    };
-    journal.events = {
-        {berlin(2, 12, 0), PowerEventKind::boot, "Linux version", "", std::nullopt, std::nullopt},
-        event(berlin(2, 23, 30), PowerEventKind::sleep, "Idle Sleep"),
-        event(berlin(3, 7, 10), PowerEventKind::wake, "Lid Open"),
-        event(berlin(4, 23, 45, 1), PowerEventKind::sleep, "Clamshell Sleep"),
-        event(berlin(5, 2, 0, 1), PowerEventKind::darkWake, "RTC Alarm"),
-        event(berlin(5, 2, 0, 41), PowerEventKind::sleep, "Clamshell Sleep"),
-        event(berlin(5, 6, 30, 1), PowerEventKind::wake, "Lid Open"),
-    };
+    // The journal (lines of made-hibernate.txt) saw that night too, and the night before Vitrek ran.
+    const auto journal =
+        JournalPowerLog::parse(test::readTestData("journal/made-hibernate.txt"), now, test::berlin());
     const auto merged = NightSource::merge(journal, recorded);
     EXPECT_EQ(merged.source, NightSourceKind::both);
-    EXPECT_EQ(NightSource::recordedSince(merged), berlin(4, 21, 0));
-    // One sleep from the journal's own night, two from Vitrek's.
-    EXPECT_EQ(std::ranges::count(merged.log.events, PowerEventKind::sleep, &PowerEvent::kind), 3);
+    EXPECT_EQ(NightSource::recordedSince(merged), berlin(21, 21, 0));
+    // The journal's own night (a sleep and a wake), and Vitrek's four events without the boot before it ran.
+    EXPECT_EQ(merged.log.events.size(), 6u);
     const auto told = nightsOf(merged, now);
-    ASSERT_EQ(told.size(), 3u); // 3 March (journal), 4 March (journal: awake all night), 5 March (both)
-    EXPECT_EQ(told[0].id, "2024-03-03");
-    EXPECT_EQ(told[2].darkWakeCount(), 1);
-    ASSERT_EQ(told[2].keptAwake.size(), 1u);
+    ASSERT_EQ(told.size(), 2u); // 21 November (journal), 22 November (both)
+    EXPECT_EQ(told[0].id, "2026-11-21");
+    EXPECT_EQ(told[1].darkWakeCount(), 1);
+    ASSERT_EQ(told[1].keptAwake.size(), 1u);
 
     // Without Vitrek's record the journal alone tells every night.
-    EXPECT_EQ(nightsOf(NightSource::merge(journal, std::nullopt), now).size(), 3u);
+    EXPECT_EQ(nightsOf(NightSource::merge(journal, std::nullopt), now).size(), 2u);
     EXPECT_EQ(NightSource::merge(std::nullopt, std::nullopt).source, NightSourceKind::none);
 }
 
 TEST(RecordedPowerLogTest, NoNightIsMadeUpForTimeNobodyRecorded) {
     // Vitrek quit at 01:00; the record's last state (asleep) says nothing about the rest of the night.
     auto records = lidClosedNight();
-    std::erase_if(records, [](const PowerRecord& r) { return r.date > berlin(5, 1, 0); });
-    records.push_back(powerRecord(berlin(5, 9, 0), PowerRecordKind::start));
-    const Instant now = berlin(5, 9, 5);
+    std::erase_if(records, [](const PowerRecord& r) { return r.date > berlin(22, 1, 0); });
+    records.push_back(powerRecord(berlin(22, 9, 0), PowerRecordKind::start));
+    const Instant now = berlin(22, 9, 5);
     const auto recorded = RecordedPowerLog::fromRecords(records, now);
     ASSERT_EQ(recorded.coverage.size(), 2u);
-    EXPECT_EQ(recorded.coverage[0].to, berlin(4, 23, 45));
+    EXPECT_EQ(recorded.coverage[0].to, berlin(21, 23, 45));
     EXPECT_TRUE(nightsOf(NightSource::merge(std::nullopt, recorded), now).empty());
     // A program only starts on a machine that is awake: the restart ends the sleep the record left open.
     EXPECT_EQ(recorded.log.events.back().kind, PowerEventKind::wake);
-    EXPECT_EQ(recorded.log.events.back().date, berlin(5, 9, 0));
+    EXPECT_EQ(recorded.log.events.back().date, berlin(22, 9, 0));
 }
 
 TEST(RecordedPowerLogTest, WithoutAScreenSaverAFullWakeLightsTheScreenAndTwoRecordersCountOnce) {
     std::vector<PowerRecord> records;
-    records.push_back(powerRecord(berlin(4, 22, 0), PowerRecordKind::start));
-    alive(records, berlin(4, 22, 4), berlin(4, 23, 30));
+    records.push_back(powerRecord(berlin(21, 22, 0), PowerRecordKind::start));
+    alive(records, berlin(21, 22, 4), berlin(21, 23, 30));
     // A second Vitrek on the same folder writes the same moments again.
     for (int copy = 0; copy < 2; ++copy) {
-        records.push_back(sleep(berlin(4, 23, 30, copy), false, 90));
-        records.push_back(wake(berlin(5, 6, 50, copy), false, "PNP0C0C:00", 88));
+        records.push_back(sleep(berlin(21, 23, 30, copy), false, 90));
+        records.push_back(wake(berlin(22, 6, 50, copy), false, "PNP0C0C:00", 88));
     }
-    alive(records, berlin(5, 6, 54), berlin(5, 7, 30));
-    const auto recorded = RecordedPowerLog::fromRecords(records, berlin(5, 7, 30));
+    alive(records, berlin(22, 6, 54), berlin(22, 7, 30));
+    const auto recorded = RecordedPowerLog::fromRecords(records, berlin(22, 7, 30));
     ASSERT_EQ(recorded.log.events.size(), 2u);
     EXPECT_EQ(recorded.log.events[1].cause, "Power Button");
     EXPECT_EQ(recorded.log.events[1].kind, PowerEventKind::wake);
-    EXPECT_EQ(recorded.log.display.back(), (DisplayChange{berlin(5, 6, 50), true}));
+    EXPECT_EQ(recorded.log.display.back(), (DisplayChange{berlin(22, 6, 50), true}));
 }
 
 TEST(RecordedPowerLogTest, StoredLinesReadBackAndBadOnesAreRefused) {
