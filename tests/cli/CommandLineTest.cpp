@@ -1,9 +1,8 @@
-#include "support/ScratchDirectory.h"
+#include "support/Program.h"
 
 #include <gtest/gtest.h>
 
 #include <QProcess>
-#include <QProcessEnvironment>
 #include <string>
 
 namespace vitrek::cli {
@@ -20,13 +19,7 @@ TEST(CommandLineTest, SaysWhenStandardOutputCannotBeWritten) {
         {"card", "--demo", "--out", "-"},
         {"--version"},
     };
-    auto environment = QProcessEnvironment::systemEnvironment();
-    const QString home = QString::fromStdString(scratch.path().string());
-    environment.insert("VITREK_DATA_DIR", home + "/data");
-    environment.insert("XDG_CONFIG_HOME", home + "/config");
-    environment.insert("XDG_CACHE_HOME", home + "/cache");
-    environment.insert("XDG_RUNTIME_DIR", home);
-    environment.insert("QT_QPA_PLATFORM", "offscreen");
+    const auto environment = test::programEnvironment(scratch.path());
     for (const auto& arguments : rows) {
         const std::string command = arguments[0].toStdString();
         QProcess process;

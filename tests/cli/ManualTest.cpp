@@ -13,8 +13,6 @@
 namespace vitrek::cli {
 namespace {
 
-Output vitrek(const std::vector<std::string>& arguments) { return runCommand(arguments); }
-
 using Names = std::set<std::string>;
 
 std::string fileText(const std::filesystem::path& path) {
@@ -66,7 +64,6 @@ TEST(ManualTest, TheHelpManualAndCompletionNameWhatEachCommandAccepts) {
     const std::string manual = std::regex_replace(fileText(VITREK_MANUAL), std::regex(R"(\\-)"), "-");
     const std::string completion =
         fileText(std::filesystem::path(VITREK_MANUAL).parent_path() / "vitrek.bash-completion");
-    ASSERT_FALSE(manual.empty() || completion.empty()) << VITREK_MANUAL;
     Names names{"--help", "--version"};
     Names valueOptions;
     for (const auto& command : CommandTable::commands()) {
@@ -88,7 +85,7 @@ TEST(ManualTest, TheHelpManualAndCompletionNameWhatEachCommandAccepts) {
 
         options.insert("--help");
         // --help anywhere, even after an argument the command does not take, answers with the help.
-        const Output help = vitrek({name, "x", "--help"});
+        const Output help = runCommand({name, "x", "--help"});
         ASSERT_EQ(help.status, 0) << name << help.err;
         EXPECT_TRUE(help.out.starts_with("usage: vitrek " + name)) << help.out;
         EXPECT_EQ(longOptions(help.out.substr(help.out.find('\n'))), options) << help.out;
@@ -101,8 +98,8 @@ TEST(ManualTest, TheHelpManualAndCompletionNameWhatEachCommandAccepts) {
 }
 
 TEST(CommandLineTest, VersionPrintsTheNameAndVersionAlone) {
-    EXPECT_EQ(vitrek({"--version"}), (Output{0, "vitrek " VITREK_VERSION "\n", ""}));
-    EXPECT_EQ(vitrek({"--version", "--json"}),
+    EXPECT_EQ(runCommand({"--version"}), (Output{0, "vitrek " VITREK_VERSION "\n", ""}));
+    EXPECT_EQ(runCommand({"--version", "--json"}),
               (Output{kUsageError, "", "vitrek: --version takes no options\n"}));
 }
 

@@ -6,7 +6,6 @@
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <map>
@@ -25,11 +24,7 @@ constexpr const char* kReading =
 
 class ReportCommandTest : public ::testing::Test {
 protected:
-    void SetUp() override {
-        setenv("VITREK_DATA_DIR", (folder / "data").c_str(), 1);
-        std::ofstream(folder / "reading.json") << kReading;
-    }
-    void TearDown() override { unsetenv("VITREK_DATA_DIR"); }
+    void SetUp() override { std::ofstream(folder / "reading.json") << kReading; }
 
     static Output run(std::vector<std::string> arguments, const char* command = "report") {
         arguments.insert(arguments.begin(), command);
@@ -38,6 +33,7 @@ protected:
 
     const test::ScratchDirectory scratch{"vitrek-report"};
     const fs::path& folder = scratch.path();
+    const test::ScopedVariable dataDirectory{"VITREK_DATA_DIR", (folder / "data").c_str()};
 };
 
 TEST_F(ReportCommandTest, AReadingWithoutATemperatureLeavesHeatOutRatherThanCallingItCool) {
@@ -125,8 +121,7 @@ std::map<std::string, double> samplesOf(const std::string& text) {
 
 // The report of a stored reading and last night, and its metrics labelled with the user; neither writes.
 TEST_F(ReportCommandTest, ReportsAStoredReadingWithLastNightAndItsMetrics) {
-    const std::string before = std::getenv("USER") ? std::getenv("USER") : "";
-    setenv("USER", "ada \"the\" admin", 1);
+    const test::ScopedVariable userName("USER", "ada \"the\" admin");
     const std::string log = std::string(VITREK_TEST_DATA) + "/pmset/one-night-maintenance-wake.log";
     const std::vector<std::string> options{
         "--reading", (folder / "reading.json").string(), "--log", log, "--tz", "Europe/Berlin"};
@@ -168,7 +163,6 @@ TEST_F(ReportCommandTest, ReportsAStoredReadingWithLastNightAndItsMetrics) {
     for (const char* absent : {"vitrek_battery", "vitrek_rest_score", "vitrek_last_night_wakes"}) {
         EXPECT_EQ(desktop.out.find(absent), std::string::npos) << absent;
     }
-    setenv("USER", before.c_str(), 1);
 }
 
 } // namespace
