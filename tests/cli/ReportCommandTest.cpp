@@ -43,7 +43,6 @@ TEST_F(ReportCommandTest, AReadingWithoutATemperatureLeavesHeatOutRatherThanCall
     const auto result = run({"--reading", (folder / "sensorless.json").string(), "--json"});
     ASSERT_EQ(result.status, 0) << result.err;
     const auto json = nlohmann::json::parse(result.out);
-    EXPECT_EQ(json["reading"], reading);
     const auto heat = std::find_if(json["vitals"].begin(), json["vitals"].end(),
                                    [](const auto& vital) { return vital["kind"] == "heat"; });
     ASSERT_NE(heat, json["vitals"].end());
