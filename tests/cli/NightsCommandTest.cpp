@@ -32,11 +32,8 @@ private:
     std::array<char, 4096> m_chunk{};
 };
 
-std::string dataPath(const char* name) { return std::string(VITREK_TEST_DATA) + "/pmset/" + name; }
-
 // Inputs that cannot be read, are larger than a log may be or end long before --now.
 TEST(NightsCommandTest, RefusesWhatItCannotUseWithOneLineAndStatusTwo) {
-    const auto log = dataPath("one-night-maintenance-wake.log");
     const struct {
         std::vector<std::string> arguments;
         std::string message;
@@ -52,8 +49,8 @@ TEST(NightsCommandTest, RefusesWhatItCannotUseWithOneLineAndStatusTwo) {
         {{"--journal", "-"},
          "vitrek: nights: line 3 of standard input is over 1 MiB, the most a log's line may hold\n",
          "{}\n" + std::string(kMaxLogLine, 'x') + "\n" + std::string(kMaxLogLine + 1, 'x')},
-        {{"--log", log, "--tz", "Europe/Berlin", "--now", "2024-03-08T07:00:00+01:00"},
-         "vitrek: nights: --now is 3 days after the last power record of " + log +
+        {{"--log", kOneNightLog, "--tz", "Europe/Berlin", "--now", "2024-03-08T07:00:00+01:00"},
+         "vitrek: nights: --now is 3 days after the last power record of " + kOneNightLog +
              " (2024-03-05 06:50); give a time at most 3 days after it\n"},
         {{"--tz", "Europe/Berlin", "--now", "2024-03-10T12:00:00+01:00"},
          "vitrek: nights: --now is 4 days in the future (it is 2024-03-06 12:00); give a time at most 3 days "
@@ -75,9 +72,8 @@ TEST(NightsCommandTest, StopsReadingEndlessStandardInput) {
 }
 
 TEST(NightsCommandTest, TellsTheStoryToAPersonAndEachNightAsJson) {
-    const std::vector<std::string> arguments{"--log", dataPath("one-night-maintenance-wake.log"),
-                                             "--tz",  "Europe/Berlin",
-                                             "--now", "2024-03-05T12:00:00+01:00"};
+    const std::vector<std::string> arguments{"--log",         kOneNightLog, "--tz",
+                                             "Europe/Berlin", "--now",      "2024-03-05T12:00:00+01:00"};
     EXPECT_EQ(nightsCommand(arguments),
               (Output{0,
                       "Night of 2024-03-05  23:00–07:00\n"

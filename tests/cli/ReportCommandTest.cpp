@@ -121,9 +121,8 @@ std::map<std::string, double> samplesOf(const std::string& text) {
 // The report of a stored reading and last night, and its metrics labelled with the user; neither writes.
 TEST_F(ReportCommandTest, ReportsAStoredReadingWithLastNightAndItsMetrics) {
     const test::ScopedVariable userName("USER", "ada \"the\" admin");
-    const std::string log = std::string(VITREK_TEST_DATA) + "/pmset/one-night-maintenance-wake.log";
     const std::vector<std::string> options{
-        "--reading", (folder / "reading.json").string(), "--log", log, "--tz", "Europe/Berlin"};
+        "--reading", (folder / "reading.json").string(), "--log", kOneNightLog, "--tz", "Europe/Berlin"};
     const auto metrics = run(options, "metrics");
     ASSERT_EQ(metrics.status, 0) << metrics.err;
     auto withJson = options;

@@ -22,6 +22,9 @@ struct Output {
     }
 };
 
+// The power log most command tests read: one night in Berlin with a maintenance wake.
+inline const std::string kOneNightLog = VITREK_TEST_DATA "/pmset/one-night-maintenance-wake.log";
+
 // The command line run at noon on 6 March 2024 in Berlin, reading `in`; the system's nights are `system`.
 inline Output runCommand(const std::vector<std::string>& arguments, std::istream& in, NightLog system = {}) {
     std::ostringstream out;
