@@ -218,12 +218,10 @@ TEST(PowerLogParserTest, OutOfOrderLinesComeBackSortedAndStable) {
 
 TEST(PowerLogParserTest, InvalidUtf8BecomesReplacementCharacters) {
     const auto log = Parser::parse(test::readTestData("pmset/invalid-utf8.log"));
-    ASSERT_EQ(log.events.size(), 1u);
-    EXPECT_EQ(log.events[0].cause, std::string{kReplacement} + "/Lid Open");
+    EXPECT_EQ(log.events.at(0).cause, std::string{kReplacement} + "/Lid Open");
     // The log's last line has no line feed and ends in a cut-off four-byte sequence: one replacement.
     EXPECT_TRUE(log.events[0].raw.ends_with(std::string{"(Charge:100%) "} + kReplacement));
-    ASSERT_EQ(log.releases.size(), 1u);
-    EXPECT_EQ(log.releases[0].process, std::string{"caf\xC3\xA9"} + kReplacement);
+    EXPECT_EQ(log.releases.at(0).process, std::string{"caf\xC3\xA9"} + kReplacement);
     EXPECT_EQ(log.releases[0].name, std::string{"n"} + kReplacement + kReplacement + "me"); // overlong: two
 }
 

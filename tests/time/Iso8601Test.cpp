@@ -15,9 +15,7 @@ TEST(Iso8601Test, ReadsInstantsWithAnOffset) {
         {"2024-03-05T11:00:00.25Z", 1709636400.25}, {"2024-02-29T00:00:00Z", 1709164800},
     };
     for (const auto& row : rows) {
-        const auto instant = parseIso8601(row.text);
-        ASSERT_TRUE(instant) << row.text;
-        EXPECT_DOUBLE_EQ(unixSeconds(*instant), row.unix) << row.text;
+        EXPECT_EQ(parseIso8601(row.text), fromUnixSeconds(row.unix)) << row.text;
     }
 }
 
