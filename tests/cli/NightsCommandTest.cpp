@@ -71,7 +71,7 @@ TEST(NightsCommandTest, StopsReadingEndlessStandardInput) {
               (Output{2, "", "vitrek: nights: standard input is over 256 MiB, the most a log may hold\n"}));
 }
 
-TEST(NightsCommandTest, TellsTheStoryToAPersonAndEachNightAsJson) {
+TEST(NightsCommandTest, TellsTheStoryToAPersonAndEachNightAsJsonFromALogOrAJournal) {
     const std::vector<std::string> arguments{"--log",         kOneNightLog, "--tz",
                                              "Europe/Berlin", "--now",      "2024-03-05T12:00:00+01:00"};
     EXPECT_EQ(nightsCommand(arguments),
@@ -104,6 +104,14 @@ TEST(NightsCommandTest, TellsTheStoryToAPersonAndEachNightAsJson) {
         "word": "Sound", "counts": {"darkWake": 1, "screenOn": 1, "up": 1, "wake": 2}, "lost": 5,
         "startCharge": 80, "endCharge": 75,
         "time": {"asleep": 28140, "dark": 60, "awake": 0, "screenOn": 600}})"));
+
+    // A journal read from standard input, with one record it cannot use.
+    const auto journal =
+        nightsCommand({"--journal", "-", "--now", "2026-11-20T12:00:00+01:00", "--json"},
+                      test::readTestData("journal/made-lid-close-two-dark-wakes.json") + "{}\n");
+    ASSERT_EQ(journal.status, 0) << journal.err;
+    const auto counted = nlohmann::json::parse(journal.out)["log"];
+    EXPECT_EQ(std::pair(counted["skippedLines"].get<int>(), counted["events"].get<int>()), std::pair(1, 7));
 }
 
 TEST(NightsCommandTest, AnEmptyOrUnrelatedLogHasNoNightsAndAnUnreadableJournalIsAHint) {
@@ -120,15 +128,6 @@ TEST(NightsCommandTest, AnEmptyOrUnrelatedLogHasNoNightsAndAnUnreadableJournalIs
     EXPECT_EQ(nightsCommand({}, "", system),
               (Output{0, "No nights: the power log says nothing about any night from 23:00 to 07:00.\n",
                       "vitrek: The system journal is not readable by mira: join it.\n"}));
-}
-
-TEST(NightsCommandTest, ReadsAJournalAndCountsTheRecordsItCannotUse) {
-    const auto result =
-        nightsCommand({"--journal", "-", "--now", "2026-11-20T12:00:00+01:00", "--json"},
-                      test::readTestData("journal/made-lid-close-two-dark-wakes.json") + "{}\n");
-    ASSERT_EQ(result.status, 0) << result.err;
-    const auto log = nlohmann::json::parse(result.out)["log"];
-    EXPECT_EQ(std::pair(log["skippedLines"].get<int>(), log["events"].get<int>()), std::pair(1, 7));
 }
 
 } // namespace
