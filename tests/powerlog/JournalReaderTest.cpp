@@ -151,9 +151,7 @@ TEST(JournalReaderTest, ShortFormYearIsTheLatestThatKeepsTheLastLineBeforeNow) {
     EXPECT_EQ(datesOf(newYear, at("2023-12-30T23:59:00Z")),
               (std::vector{at("2022-12-31T23:59:00Z"), at("2023-01-01T00:01:00Z")}));
     // 29 February of a year that has none is counted; a last line on that day goes back to a leap year.
-    const auto notLeap =
-        readUtc("Feb 29 10:00:00 h k: a\nMar 01 10:00:00 h k: b\n", at("2023-06-01T00:00:00Z"));
-    EXPECT_EQ(notLeap,
+    EXPECT_EQ(readUtc("Feb 29 10:00:00 h k: a\nMar 01 10:00:00 h k: b\n", at("2023-06-01T00:00:00Z")),
               (JournalRecords{{{at("2023-03-01T10:00:00Z"), "", "k", "b"}}, at("2023-03-01T10:00:00Z"), 1}));
     EXPECT_EQ(datesOf("Nov 30 10:00:00 h k: a\nFeb 29 10:00:00 h k: b\n", at("2026-06-01T00:00:00Z")),
               (std::vector{at("2023-11-30T10:00:00Z"), at("2024-02-29T10:00:00Z")}));
