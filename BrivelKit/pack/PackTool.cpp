@@ -33,6 +33,12 @@ constexpr const char* kUsageLine =
     "usage: brivel-pack keygen SECRET_FILE | brivel-pack pack FOLDER VERSION --key SECRET_FILE --out ZIP "
     "--url URL --page PAGE_URL [--notes TEXT] [--min VERSION]";
 
+// Started once, before the first use of any of its functions.
+bool sodiumReady() {
+    static const bool ready = sodium_init() >= 0;
+    return ready;
+}
+
 // Why the command stopped: one line for standard error and the exit status.
 struct Failure {
     std::string message;
@@ -187,12 +193,9 @@ int keygen(const std::vector<std::string>& arguments, std::ostream& out, std::os
         return kUsage;
     }
     const std::string& path = arguments[1];
-    std::array<unsigned char, crypto_sign_PUBLICKEYBYTES> publicKey{};
-    std::array<unsigned char, crypto_sign_SECRETKEYBYTES> secretKey{};
-    crypto_sign_keypair(publicKey.data(), secretKey.data());
-    std::string text =
-        UpdateLogic::encodeBase64({reinterpret_cast<const char*>(secretKey.data()), secretKey.size()}) + "\n";
-    sodium_memzero(secretKey.data(), secretKey.size());
+    KeyPair keys = makeKeyPair();
+    std::string text = UpdateLogic::encodeBase64(keys.secretKey) + "\n";
+    sodium_memzero(keys.secretKey.data(), keys.secretKey.size());
 
     // O_EXCL: an existing key may be the one every installed copy trusts; losing it would strand them.
     const int file = ::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
@@ -226,8 +229,7 @@ int keygen(const std::vector<std::string>& arguments, std::ostream& out, std::os
         err << "brivel-pack: can’t write " << path << "\n";
         return kWriteFailure;
     }
-    out << UpdateLogic::encodeBase64({reinterpret_cast<const char*>(publicKey.data()), publicKey.size()})
-        << "\n";
+    out << keys.publicKey << "\n";
     return 0;
 }
 
@@ -459,9 +461,7 @@ int pack(const std::vector<std::string>& arguments, std::ostream& out, std::ostr
         err << "brivel-pack: can’t read back " << partial.path().string() << "\n";
         return kWriteFailure;
     }
-    std::array<unsigned char, crypto_sign_BYTES> signature{};
-    crypto_sign_detached(signature.data(), nullptr, reinterpret_cast<const unsigned char*>(archive->data()),
-                         archive->size(), reinterpret_cast<const unsigned char*>(secretKey.bytes.data()));
+    const std::string signature = sign(*archive, secretKey.bytes);
     if (!partial.renameTo(options.out)) {
         err << "brivel-pack: can’t write " << options.out.string() << ": " << std::strerror(errno) << "\n";
         return kWriteFailure;
@@ -475,7 +475,7 @@ int pack(const std::vector<std::string>& arguments, std::ostream& out, std::ostr
         UpdateFeed::Download{
             options.url,
             static_cast<std::int64_t>(archive->size()),
-            UpdateLogic::encodeBase64({reinterpret_cast<const char*>(signature.data()), signature.size()}),
+            signature,
         },
     };
     out << feed.encode() << "\n";
@@ -484,9 +484,31 @@ int pack(const std::vector<std::string>& arguments, std::ostream& out, std::ostr
 
 } // namespace
 
+KeyPair makeKeyPair() {
+    std::array<unsigned char, crypto_sign_PUBLICKEYBYTES> publicKey{};
+    std::array<unsigned char, crypto_sign_SECRETKEYBYTES> secretKey{};
+    if (!sodiumReady() || crypto_sign_keypair(publicKey.data(), secretKey.data()) != 0) {
+        return {};
+    }
+    KeyPair keys{
+        UpdateLogic::encodeBase64({reinterpret_cast<const char*>(publicKey.data()), publicKey.size()}),
+        std::string(reinterpret_cast<const char*>(secretKey.data()), secretKey.size())};
+    sodium_memzero(secretKey.data(), secretKey.size());
+    return keys;
+}
+
+std::string sign(std::string_view data, std::string_view secretKey) {
+    if (!sodiumReady() || secretKey.size() != crypto_sign_SECRETKEYBYTES) {
+        return {};
+    }
+    std::array<unsigned char, crypto_sign_BYTES> signature{};
+    crypto_sign_detached(signature.data(), nullptr, reinterpret_cast<const unsigned char*>(data.data()),
+                         data.size(), reinterpret_cast<const unsigned char*>(secretKey.data()));
+    return UpdateLogic::encodeBase64({reinterpret_cast<const char*>(signature.data()), signature.size()});
+}
+
 int run(const std::vector<std::string>& arguments, std::ostream& out, std::ostream& err) {
-    static const bool sodiumReady = sodium_init() >= 0;
-    if (!sodiumReady) {
+    if (!sodiumReady()) {
         err << "brivel-pack: the cryptography library couldn’t be started\n";
         return kWriteFailure;
     }

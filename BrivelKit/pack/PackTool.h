@@ -2,6 +2,7 @@
 
 #include <iosfwd>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace brivel::PackTool {
@@ -21,5 +22,17 @@ namespace brivel::PackTool {
 // Errors are one line "brivel-pack: …" on `err`; returns 0, or 2 for bad usage or input, 1 for a failure
 // writing.
 int run(const std::vector<std::string>& arguments, std::ostream& out, std::ostream& err);
+
+// A new Ed25519 key pair: the public key in base64, as "BrivelUpdatePublicKey" holds it, and the 64-byte
+// secret key as it is. Empty when the cryptography library can't be started.
+struct KeyPair {
+    std::string publicKey;
+    std::string secretKey;
+};
+KeyPair makeKeyPair();
+
+// The Ed25519 signature of `data` by the 64-byte `secretKey`, in base64 as the feed carries it; empty for a
+// key of another size.
+std::string sign(std::string_view data, std::string_view secretKey);
 
 } // namespace brivel::PackTool

@@ -2,12 +2,9 @@
 
 #include "Updater/Archive.h"
 #include "Updater/Manifest.h"
-#include "Updater/UpdateLogic.h"
 
 #include <nlohmann/json.hpp>
-#include <sodium.h>
 
-#include <array>
 #include <fstream>
 #include <sstream>
 #include <system_error>
@@ -22,32 +19,7 @@ void writeFile(const fs::path& path, const std::string& content) {
     std::ofstream(path, std::ios::binary | std::ios::trunc) << content;
 }
 
-std::string text(const unsigned char* bytes, std::size_t size) {
-    return std::string(reinterpret_cast<const char*>(bytes), size);
-}
-
 } // namespace
-
-KeyPair makeKeyPair() {
-    static const bool ready = sodium_init() >= 0;
-    (void)ready;
-    std::array<unsigned char, crypto_sign_PUBLICKEYBYTES> publicKey{};
-    std::array<unsigned char, crypto_sign_SECRETKEYBYTES> secretKey{};
-    crypto_sign_keypair(publicKey.data(), secretKey.data());
-    return KeyPair{UpdateLogic::encodeBase64(text(publicKey.data(), publicKey.size())),
-                   UpdateLogic::encodeBase64(text(secretKey.data(), secretKey.size()))};
-}
-
-std::string sign(const std::string& data, const std::string& secretKey) {
-    const auto key = UpdateLogic::decodeBase64(secretKey);
-    if (!key || key->size() != crypto_sign_SECRETKEYBYTES) {
-        return {};
-    }
-    std::array<unsigned char, crypto_sign_BYTES> signature{};
-    crypto_sign_detached(signature.data(), nullptr, reinterpret_cast<const unsigned char*>(data.data()),
-                         data.size(), reinterpret_cast<const unsigned char*>(key->data()));
-    return UpdateLogic::encodeBase64(text(signature.data(), signature.size()));
-}
 
 void writeProgram(const fs::path& folder, const std::string& identifier, const std::string& version,
                   const std::optional<std::string>& feedURL, const std::optional<std::string>& publicKey,

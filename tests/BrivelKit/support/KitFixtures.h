@@ -1,5 +1,7 @@
 #pragma once
 
+#include "pack/PackTool.h"
+
 #include <filesystem>
 #include <map>
 #include <optional>
@@ -7,21 +9,16 @@
 
 namespace brivel::test {
 
-// An Ed25519 key pair made for one test: base64 of the 32-byte public key and of the 64-byte secret key.
-struct KeyPair {
-    std::string publicKey;
-    std::string secretKey;
-};
-KeyPair makeKeyPair();
-
-// Signs `data` with `secretKey` (base64) and returns the base64 signature.
-std::string sign(const std::string& data, const std::string& secretKey);
+// Keys and signatures as the maker's tool makes them.
+using PackTool::KeyPair;
+using PackTool::makeKeyPair;
+using PackTool::sign;
 
 // Writes a program folder at `folder`: Info.json with the identifier, name, version and the optional feed
 // address and public key; bin/vitrek (an executable shell script printing the version); lib/libdemo.so
 // (some bytes); share/notes.txt. `extra` adds files (relative path → content).
-void writeProgram(const std::filesystem::path& folder, const std::string& identifier, const std::string& version,
-                  const std::optional<std::string>& feedURL = std::nullopt,
+void writeProgram(const std::filesystem::path& folder, const std::string& identifier,
+                  const std::string& version, const std::optional<std::string>& feedURL = std::nullopt,
                   const std::optional<std::string>& publicKey = std::nullopt,
                   const std::map<std::string, std::string>& extra = {});
 
