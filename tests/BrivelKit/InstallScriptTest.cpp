@@ -59,7 +59,6 @@ TEST_F(InstallScriptTest, SwapsTheFolderOnceTheProgramHasExitedAndRelaunchesOnly
     prepare();
     const Tree before = treeOf(installed());
     const Tree update = treeOf(staged());
-    ASSERT_NE(before, update);
 
     ASSERT_TRUE(launch("1"));
     // The program is still running: nothing may change under it.
