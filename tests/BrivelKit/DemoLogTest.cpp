@@ -83,9 +83,7 @@ TEST(DemoLogTest, CaptionsShorterThanAFifthOfASecondAreDropped) {
     log.clearCaption(1.5);
     log.clearCaption(2.0); // nothing open
     log.caption("left open", 3.0);
-    ASSERT_TRUE(log.openCaption());
     log.clearCaption(4.0); // what finishing the recording does
-    EXPECT_FALSE(log.openCaption());
     const std::vector<DemoLog::Caption> expected = {{1.1, 1.4, "kept"}, {3.0, 4.0, "left open"}};
     EXPECT_EQ(log.captions(), expected);
 }
@@ -104,11 +102,10 @@ TEST(DemoLogTest, ProjectFilesParseBackWithExactlyTheirKeys) {
                   "clicks": [[0.2, 0.25, 0.75]]})"));
 
     const std::string captionsText = log.captionsJson();
-    const auto captions = Json::parse(captionsText);
-    ASSERT_EQ(captions.size(), 1u);
     EXPECT_LT(captionsText.find("\"end\""), captionsText.find("\"start\""));
     EXPECT_LT(captionsText.find("\"start\""), captionsText.find("\"text\""));
-    EXPECT_EQ(captions[0], Json::parse(R"({"end": 1.0, "start": 0.5, "text": "Größe \ufffd"})"));
+    EXPECT_EQ(Json::parse(captionsText),
+              Json::parse(R"([{"end": 1.0, "start": 0.5, "text": "Größe \ufffd"}])"));
     EXPECT_EQ(DemoLog{}.captionsJson(), "[]");
 
     const auto project = Json::parse(DemoLog::projectJson("Tour", "2026-11-23T16:20:00Z", 2.5, 1280, 800));

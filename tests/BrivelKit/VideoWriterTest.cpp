@@ -81,7 +81,6 @@ TEST_F(VideoWriterTest, WritesAnH264MovieThatKeepsTheFramesTimes) {
     }
     EXPECT_EQ(writer->finish(), std::nullopt);
     EXPECT_EQ(writer->framesEncoded(), accepted);
-    EXPECT_EQ(writer->framesDropped(), 0u);
     EXPECT_GT(writer->encoderCpuSeconds(), 0.0);
 
     const Json info = probeMovie(movie);
