@@ -85,18 +85,17 @@ TEST_F(PackToolTest, PackPublishesASignedFeedForTheArchiveItWrote) {
     scratch.write("Vitrek/MANIFEST", "an older one");
     const auto tree = treeOf(folder);
     const std::string zip = (scratch.path() / "Vitrek-1.1.zip").string();
-    const Outcome packed =
-        runTool({"pack", folder.string(), "1.1", "--key", secret, "--out", zip, "--url",
-                 "https://example.org/Vitrek-1.1.zip", "--page", "https://example.org/vitrek", "--notes",
-                 "Faster nights.", "--min", "2.31"});
+    auto arguments = packArguments(folder, "1.1", secret, zip);
+    arguments.insert(arguments.end(), {"--notes", "Faster nights.", "--min", "2.31"});
+    const Outcome packed = runTool(arguments);
     ASSERT_EQ(packed.status, 0) << packed.err;
     EXPECT_EQ(packed.err, "");
     // The printed feed describes the archive on disk and is signed by the printed key's partner.
     const auto feed = UpdateFeed::decode(packed.out);
     ASSERT_TRUE(feed && feed->download) << packed.out;
     const std::string signature = feed->download->edSignature;
-    EXPECT_EQ(*feed, (UpdateFeed{"1.1", "https://example.org/vitrek", "Faster nights.", "2.31",
-                                 UpdateFeed::Download{"https://example.org/Vitrek-1.1.zip",
+    EXPECT_EQ(*feed, (UpdateFeed{"1.1", "https://example.org/", "Faster nights.", "2.31",
+                                 UpdateFeed::Download{"https://example.org/v.zip",
                                                       std::int64_t(fs::file_size(zip)), signature}}));
     EXPECT_TRUE(UpdateLogic::verify(readFile(zip), signature, publicKey));
 
