@@ -8,17 +8,12 @@
 #include <QProcess>
 #include <QProcessEnvironment>
 #include <filesystem>
+#include <map>
 
 namespace brivel::test {
 namespace {
 
 namespace fs = std::filesystem;
-
-// Replaces the program's bin/vitrek with the stub program, which runs the real updater.
-void installStub(const fs::path& program) {
-    fs::copy_file(BRIVEL_STUB_APP, program / "bin/vitrek", fs::copy_options::overwrite_existing);
-    fs::permissions(program / "bin/vitrek", fs::perms(0755));
-}
 
 // The whole path a user's copy takes: version 1.0 is installed, 1.1 is packed and signed by the maker's
 // tool and published; the running 1.0 finds it, downloads, verifies and stages it; "Restart Now" in its
@@ -33,13 +28,12 @@ TEST(EndToEndTest, InstalledProgramReplacesItselfWithTheSignedNewVersion) {
     const std::string publicKey =
         runProcess(BRIVEL_PACK, {"keygen", QString::fromStdString(secretKey)}).trimmed().toStdString();
 
+    // Both versions' bin/vitrek is the stub program, which runs the real updater.
+    const std::map<std::string, std::string> stub{{"bin/vitrek", readFile(BRIVEL_STUB_APP)}};
     const fs::path installed = scratch.path() / "opt/Vitrek";
-    writeProgram(installed, identifier, "1.0", server.url("/feed.json"), publicKey);
-    installStub(installed);
-
+    writeProgram(installed, identifier, "1.0", server.url("/feed.json"), publicKey, stub);
     const fs::path release = scratch.path() / "release/Vitrek";
-    writeProgram(release, identifier, "1.1", server.url("/feed.json"), publicKey);
-    installStub(release);
+    writeProgram(release, identifier, "1.1", server.url("/feed.json"), publicKey, stub);
     const fs::path archive = scratch.path() / "Vitrek-1.1.zip";
     const QString feed = QString::fromUtf8(
         runProcess(BRIVEL_PACK, {"pack", QString::fromStdString(release), "1.1", "--key",
