@@ -10,11 +10,11 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
-#include <algorithm>
 #include <cstdint>
 #include <filesystem>
 #include <fstream>
 #include <functional>
+#include <iterator>
 #include <set>
 #include <string>
 #include <utility>
@@ -101,7 +101,6 @@ TEST(ArchiveTest, ARoundTripGivesBackTheTreeWithModesAndLinks) {
     const auto names = Archive::entryNames(scratch.path() / "one.zip");
     ASSERT_TRUE(names && !names->empty());
     EXPECT_EQ(names->front(), "Vitrek/");
-    EXPECT_TRUE(std::is_sorted(names->begin(), names->end()));
 
     const fs::path destination = scratch.path() / "staged";
     fs::create_directory(destination);
