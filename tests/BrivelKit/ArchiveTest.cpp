@@ -10,12 +10,9 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
-#include <cstdint>
 #include <filesystem>
-#include <fstream>
 #include <functional>
 #include <iterator>
-#include <set>
 #include <string>
 #include <utility>
 #include <vector>

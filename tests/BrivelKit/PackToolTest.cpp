@@ -16,7 +16,6 @@
 #include <chrono>
 #include <filesystem>
 #include <future>
-#include <optional>
 #include <sstream>
 #include <string>
 #include <vector>
