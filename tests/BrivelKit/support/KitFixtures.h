@@ -16,7 +16,8 @@ using PackTool::sign;
 
 // Writes a program folder at `folder`: Info.json with the identifier, name, version and the optional feed
 // address and public key; bin/vitrek (an executable shell script printing the version); lib/libdemo.so
-// (some bytes); share/notes.txt. `extra` adds files (relative path → content).
+// (some bytes); share/notes.txt. `extra` adds or replaces files (relative path → content); a replaced
+// bin/vitrek stays executable.
 void writeProgram(const std::filesystem::path& folder, const std::string& identifier,
                   const std::string& version, const std::optional<std::string>& feedURL = std::nullopt,
                   const std::optional<std::string>& publicKey = std::nullopt,
