@@ -1,3 +1,4 @@
+#include "Updater/Manifest.h"
 #include "Updater/Platform.h"
 #include "support/KitFixtures.h"
 #include "support/KitTesting.h"
@@ -35,6 +36,8 @@ protected:
         writeProgram(installed(), "app.brivel.tests.install", "1.0");
         stagedExtra["bin/vitrek"] = "#!/bin/sh\necho \"$0\" > '" + marker().string() + "'\n";
         writeProgram(staged(), "app.brivel.tests.install", "1.1", std::nullopt, std::nullopt, stagedExtra);
+        // As every staged update has, so that the swap is seen to carry it too.
+        (void)Manifest::write(staged());
     }
 
     // Starts the installer of the staged folder for a running program that exits after `seconds`; QProcess
