@@ -140,6 +140,33 @@ TEST(RecordedPowerLogTest, TellsALidClosedNightWithItsCausesAndCulpritAloneOrMer
     EXPECT_EQ(NightSource::merge(std::nullopt, std::nullopt).source, NightSourceKind::none);
 }
 
+// Vitrek recorded 20:00–21:00 and 23:00–24:00; the journal starts later than Vitrek's first line and has an
+// event between the two spans, after Vitrek's first: the merge must interleave them by date.
+TEST(RecordedPowerLogTest, AMergedLogTakesEachSpanFromVitrekTheRestFromTheJournalInDateOrder) {
+    const auto event = [](Instant date, std::string cause) {
+        return PowerEvent{date, PowerEventKind::sleep, "", std::move(cause), std::nullopt, std::nullopt};
+    };
+    PowerLog journal;
+    journal.firstDate = berlin(21, 20, 30);
+    journal.events = {event(berlin(21, 20, 40), "journal, in a span"), event(berlin(21, 22, 0), "journal")};
+    journal.requests = {WakeRequest{berlin(21, 22, 0), "backup", "wake", berlin(22, 3, 0), "", true}};
+    RecordedPowerLog::Recorded recorded;
+    recorded.log.firstDate = berlin(21, 20, 0);
+    recorded.log.events = {event(berlin(21, 20, 45), "vitrek"), event(berlin(21, 23, 30), "vitrek, later")};
+    recorded.coverage = {{berlin(21, 20, 0), berlin(21, 21, 0)}, {berlin(21, 23, 0), berlin(22, 0, 0)}};
+
+    NightLog expected;
+    expected.log.events = {recorded.log.events[0], journal.events[1], recorded.log.events[1]};
+    expected.log.requests = journal.requests;
+    expected.log.firstDate = berlin(21, 20, 0);
+    expected.source = NightSourceKind::both;
+    expected.recorded = recorded.coverage;
+    expected.journalFrom = journal.firstDate;
+    const NightLog merged = NightSource::merge(journal, recorded);
+    EXPECT_EQ(merged, expected);
+    EXPECT_EQ(NightSource::recordedSince(merged), berlin(21, 20, 0));
+}
+
 TEST(RecordedPowerLogTest, NoNightIsMadeUpForTimeNobodyRecorded) {
     // Vitrek quit at 01:00; the record's last state (asleep) says nothing about the rest of the night.
     auto records = lidClosedNight();
