@@ -198,6 +198,11 @@ TEST_F(UpdaterTest, DownloadsVerifiesAndStagesANewerVersionThenIgnoresChecks) {
     EXPECT_EQ(m_server.requests().size(), requests);
     EXPECT_EQ(session.updater.phase(), UpdatePhase::ready(feed));
     EXPECT_EQ(session.windows, 2);
+
+    // Staged again by the next launch, the version announced already is not announced again.
+    Session relaunched(install());
+    EXPECT_EQ(relaunched.check(false), UpdatePhase::ready(feed));
+    EXPECT_EQ(relaunched.windows, 0);
 }
 
 // One check at a time: a check the user asks for while an automatic one runs joins it, so the window
