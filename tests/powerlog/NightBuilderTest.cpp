@@ -215,6 +215,23 @@ TEST(NightBuilderTest, ADesktopHasNoBatteryPoints) {
     }));
 }
 
+// Asleep on battery from 22:00; a charger attached at 03:00 wakes it briefly, in records that give no charge.
+TEST(NightBuilderTest, AChargerAttachedInTheNightCountsAndRecordsWithoutAChargeAddNoPoint) {
+    const auto event = [](const char* date, PowerEventKind kind, bool onBattery, std::optional<int> charge) {
+        return PowerEvent{test::at(date), kind, "", "", onBattery, charge};
+    };
+    PowerLog log;
+    log.firstDate = test::at("2024-03-04T21:00:00+01:00");
+    log.events = {event("2024-03-04T22:00:00+01:00", PowerEventKind::sleep, true, 80),
+                  event("2024-03-05T03:00:00+01:00", PowerEventKind::darkWake, false, std::nullopt),
+                  event("2024-03-05T03:01:00+01:00", PowerEventKind::sleep, false, std::nullopt)};
+    const auto nights =
+        NightBuilder::build(log, NightWindow{}, test::at("2024-03-05T12:00:00+01:00"), test::berlin());
+    ASSERT_EQ(nights.size(), 1u);
+    EXPECT_TRUE(nights[0].pluggedIn);
+    EXPECT_EQ(nights[0].battery, (std::vector<BatteryPoint>{{nights[0].start, 80}, {nights[0].end, 80}}));
+}
+
 // Published excerpts of real logs: most are minutes long, so the nights after them are told from their last
 // record. Three were pasted without the TAB after the type column, so every record is skipped; one holds only
 // notifications and assertions, which give no date to start from.
